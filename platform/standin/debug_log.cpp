@@ -1,0 +1,196 @@
+// The debug log: messages appended as they stand, and a bound that rolls the file over to
+// `<file>.1`.
+//
+// - The file stays open from message to message. One stat of its path before each write tells
+//   whether it was removed, replaced or cut short from outside, and its size, also where two
+//   processes share it; it costs about as much as the write itself. Looking only now and then was
+//   rejected: the messages up to the next look would go into a file that nobody can read.
+// - A message is one write. One that is longer than the bound gets a file of its own.
+// - Where the old file cannot be moved away, messages are dropped: the bound protects a unit whose
+//   log lies in memory.
+// - errno is left alone: callers log first and report the reason afterwards.
+#include "shared_debug_log.h"
+
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <list>
+#include <string>
+#include <string_view>
+
+#include "files.h"
+
+namespace {
+
+using standin::Fd;
+using standin::KeepErrno;
+
+constexpr std::size_t kUsualMessage = 2048;
+
+struct Log {
+  std::string identity;
+  std::string name;
+  std::string folder;
+  std::string path;
+  off_t bound = 0;  // 0: none.
+  off_t size = 0;   // Of the file as it stands at `path`.
+  dev_t device = 0;
+  ino_t inode = 0;  // Not given to another file while this one is open.
+  Fd file;
+};
+
+// The log of a program; a process writes one or two, so that a walk finds it at once.
+Log& log_of(const char* identity, const char* name) {
+  static auto* const logs = new std::list<Log>;  // Outlives every destructor that may still log.
+  for (Log& log : *logs) {
+    if (log.name == name && log.identity == identity) {
+      return log;
+    }
+  }
+  Log& log = logs->emplace_back();
+  log.identity = identity;
+  log.name = name;
+  return log;
+}
+
+void follow_folder(Log& log) {
+  const char* folder = std::getenv("VEXO_LOG_DIR");
+  if (folder == nullptr || *folder == '\0') {
+    folder = "/tmp";
+  }
+  if (log.folder != folder) {
+    log.file.reset();
+    log.folder = folder;
+    log.path = log.folder + '/' + log.name;
+  }
+}
+
+// Whether the open file is the one that stands at the path; notes its size.
+bool still_there(Log& log) {
+  struct stat there {};
+  if (!log.file.open() || ::stat(log.path.c_str(), &there) != 0) {
+    return false;
+  }
+  log.size = there.st_size;
+  return there.st_dev == log.device && there.st_ino == log.inode;
+}
+
+bool open_log(Log& log) {
+  log.file.reset();
+  log.file = standin::open_file(log.path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK);
+  struct stat status {};
+  if (!log.file.open() || ::fstat(log.file.get(), &status) != 0) {
+    return false;
+  }
+  if (!S_ISREG(status.st_mode) && !S_ISCHR(status.st_mode)) {
+    log.file.reset();  // A pipe could end the process; a device, such as null, is somebody's wish.
+    return false;
+  }
+  log.size = status.st_size;
+  log.device = status.st_dev;
+  log.inode = status.st_ino;
+  return true;
+}
+
+// Moves the full file away. Processes that share it take turns, and whoever comes second finds
+// another file at the path: to move that one too would destroy what the first has just saved.
+bool roll_over(Log& log) {
+  if (!standin::lock_exclusively(log.file)) {
+    return false;
+  }
+  const std::string old = log.path + ".1";
+  if (still_there(log) && ::rename(log.path.c_str(), old.c_str()) != 0 && errno != ENOENT) {
+    ::flock(log.file.get(), LOCK_UN);
+    return false;
+  }
+  return open_log(log);
+}
+
+bool make_room(Log& log, std::size_t length) {
+  // Several turns only where another process fills the new file before we come to it.
+  while (log.bound > 0 && log.size > 0 && log.size + static_cast<off_t>(length) > log.bound) {
+    if (!roll_over(log)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// Takes the first part of a message that did not fit on the disk off the end again, unless
+// another process has written behind it.
+void take_back(const Log& log, std::size_t part) {
+  struct stat status {};
+  if (part > 0 && ::fstat(log.file.get(), &status) == 0 && S_ISREG(status.st_mode) &&
+      status.st_size == log.size + static_cast<off_t>(part)) {
+    [[maybe_unused]] const int cut = ::ftruncate(log.file.get(), log.size);
+  }
+}
+
+void append(Log& log, std::string_view message) {
+  follow_folder(log);
+  if (!still_there(log) && !open_log(log)) {
+    return;
+  }
+  if (!make_room(log, message.size())) {
+    return;
+  }
+  const std::size_t written = standin::write_all(log.file, message);
+  if (written < message.size()) {
+    take_back(log, written);
+  }
+}
+
+// Formats in place where that is enough and on the heap where it is not, but never cuts.
+void format_and_append(Log& log, const char* format, va_list arguments) {
+  std::array<char, kUsualMessage> usual;
+  const int reason = errno;  // For %m.
+  va_list again;
+  va_copy(again, arguments);
+  const int length = std::vsnprintf(usual.data(), usual.size(), format, arguments);
+  if (length > 0) {
+    const auto size = static_cast<std::size_t>(length);
+    if (size < usual.size()) {
+      append(log, {usual.data(), size});
+    } else {
+      std::string whole(size + 1, '\0');
+      errno = reason;
+      if (std::vsnprintf(whole.data(), whole.size(), format, again) == length) {
+        append(log, {whole.data(), size});
+      }
+    }
+  }
+  va_end(again);
+}
+
+}  // namespace
+
+void shared_debug_log_init(const char* identity, const char* file, int max_bytes) {
+  const KeepErrno keep;
+  try {
+    if (identity != nullptr && file != nullptr) {
+      log_of(identity, file).bound = max_bytes > 0 ? max_bytes : 0;
+    }
+  } catch (...) {  // No memory: the log stays without a bound.
+  }
+}
+
+void shared_debug_log_do_write_log(const char* identity, const char* file, const char* format,
+                                   ...) {
+  const KeepErrno keep;
+  if (identity == nullptr || file == nullptr || *file == '\0' || format == nullptr) {
+    return;
+  }
+  va_list arguments;
+  va_start(arguments, format);
+  try {
+    format_and_append(log_of(identity, file), format, arguments);
+  } catch (...) {  // No memory: the message is dropped and the caller goes on.
+  }
+  va_end(arguments);
+}

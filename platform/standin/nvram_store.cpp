@@ -1,0 +1,210 @@
+#include "nvram_store.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <utility>
+
+#include "files.h"
+
+namespace standin {
+
+namespace {
+
+// Far above what a unit holds; keeps a mistaken path, such as that of a disk image, out of memory.
+constexpr std::size_t kMaxStore = 16U << 20U;
+constexpr mode_t kLockMode = 0644;
+
+struct Cache {
+  std::string path;
+  Fd file;  // The file that was parsed; closed when that was no file at all.
+  struct stat status {};
+  Values values;
+  Values former;  // Those before, so that a value may serve as an argument of the next call.
+};
+
+Cache& cache() {
+  static auto* const instance = new Cache;  // Outlives every destructor that may still read.
+  return *instance;
+}
+
+enum class Trouble { kRead, kLock, kChange, kSave };
+
+// One line on standard error for each kind of trouble: a caller that asks thousands of times a
+// second must not flood it. Returns false, for the caller to pass on.
+bool report(Trouble kind, const std::string& path) {
+  static constexpr std::array kWords = {"read", "lock", "change", "save"};
+  static std::array<bool, kWords.size()> reported{};
+  const auto index = static_cast<std::size_t>(kind);
+  if (!reported[index]) {
+    const KeepErrno keep;
+    static_cast<void>(std::fprintf(stderr, "nvram: cannot %s %s: %s\n", kWords[index], path.c_str(),
+                                   std::strerror(errno)));
+    reported[index] = true;
+  }
+  return false;
+}
+
+bool same_time(const timespec& a, const timespec& b) {
+  return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
+bool same_file(const struct stat& a, const struct stat& b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+bool unchanged(const struct stat& a, const struct stat& b) {
+  return same_file(a, b) && a.st_size == b.st_size && same_time(a.st_mtim, b.st_mtim) &&
+         same_time(a.st_ctim, b.st_ctim);
+}
+
+// An absent file is an empty store; every other failure is one.
+bool is_absent(int error) {
+  return error == ENOENT || error == ENOTDIR;
+}
+
+// Opens the store at `path` and reads it; an absent file gives a closed descriptor and no text.
+bool read_store(const char* path, Fd& file, struct stat& status, std::string& text) {
+  text.clear();
+  file = open_file(path, O_RDONLY | O_NONBLOCK);
+  if (!file.open()) {
+    return is_absent(errno);
+  }
+  if (::fstat(file.get(), &status) != 0) {
+    return false;
+  }
+  if (!S_ISREG(status.st_mode)) {
+    errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+    return false;
+  }
+  return read_all(file, kMaxStore, text);
+}
+
+void take(Fd file, const struct stat& status, Values values) {
+  Cache& kept = cache();
+  kept.file = std::move(file);
+  kept.status = status;
+  kept.former = std::exchange(kept.values, std::move(values));
+}
+
+bool is_known(const char* path) {
+  const Cache& kept = cache();
+  struct stat now {};
+  if (::stat(path, &now) != 0) {
+    return !kept.file.open() && is_absent(errno);
+  }
+  return kept.file.open() && unchanged(now, kept.status);
+}
+
+bool refresh(const char* path) {
+  if (cache().path != path) {
+    take(Fd(), {}, {});
+    cache().path = path;
+  }
+  if (is_known(path)) {
+    return true;
+  }
+  Fd file;
+  struct stat status {};
+  std::string text;
+  if (!read_store(path, file, status, text)) {
+    return report(Trouble::kRead, path);
+  }
+  take(std::move(file), status, parse_values(text));
+  return true;
+}
+
+// Waits for the writers' lock. The lock file may have been removed while we waited, and the next
+// writer would then lock another one: only a lock on the file that stands there counts.
+Fd lock_store(const std::string& path) {
+  for (;;) {
+    // First without creating: in a sticky folder the kernel refuses that for another user's file.
+    Fd file = open_file(path.c_str(), O_RDONLY | O_NONBLOCK);
+    if (!file.open() && errno == ENOENT) {
+      file = open_file(path.c_str(), O_RDONLY | O_CREAT | O_NONBLOCK, kLockMode);
+    }
+    if (!file.open() || !lock_exclusively(file)) {
+      return Fd();
+    }
+    struct stat held {};
+    struct stat there {};
+    if (::fstat(file.get(), &held) == 0 && ::stat(path.c_str(), &there) == 0 &&
+        same_file(held, there)) {
+      return file;
+    }
+  }
+}
+
+// Runs `change` on the text of the store, under the lock, and puts the outcome in its place.
+template <class Change>
+bool change_store(Change change) {
+  const std::string path = store_path();
+  const Fd lock = lock_store(path + ".lock");
+  if (!lock.open()) {
+    return report(Trouble::kLock, path);
+  }
+  Fd file;
+  struct stat status {};
+  std::string text;
+  if (!read_store(path.c_str(), file, status, text)) {
+    return report(Trouble::kChange, path);
+  }
+  const std::string changed = change(text);
+  if (changed == text) {
+    return true;
+  }
+  if (changed.size() > kMaxStore) {
+    errno = EFBIG;
+    return report(Trouble::kChange, path);
+  }
+  return replace_file(path, path + ".tmp", path.c_str(), changed, false) ||
+         report(Trouble::kChange, path);
+}
+
+}  // namespace
+
+const char* store_path() {
+  const char* path = std::getenv("VEXO_NVRAM");
+  return path != nullptr && *path != '\0' ? path : "/tmp/vexo_nvram";
+}
+
+Snapshot live_values() {
+  const KeepErrno keep;
+  const bool current = refresh(store_path());
+  return {cache().values, current};
+}
+
+bool set_value(std::string_view key, std::string_view value) {
+  if (!valid_key(key)) {
+    errno = EINVAL;
+    return report(Trouble::kChange, store_path());
+  }
+  return change_store([&](std::string_view text) { return with_value(text, key, value); });
+}
+
+bool remove_key(std::string_view key) {
+  return change_store([&](std::string_view text) { return without_key(text, key); });
+}
+
+bool save_values() {
+  const std::string path = store_path();
+  const Fd lock = lock_store(path + ".lock");
+  if (!lock.open()) {
+    return report(Trouble::kLock, path);
+  }
+  Fd file;
+  struct stat status {};
+  std::string text;
+  return (read_store(path.c_str(), file, status, text) &&
+          replace_file(path + ".saved", path + ".saved.tmp", path.c_str(), text, true)) ||
+         report(Trouble::kSave, path);
+}
+
+}  // namespace standin
