@@ -1,0 +1,232 @@
+#include "core/timer_list.h"
+
+#include <sys/epoll.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include "core/log.h"
+
+namespace {
+
+struct TimerSlot {
+  TimerEntry entry;
+  std::uint32_t generation;  // differs for every timer that was ever stored
+};
+
+std::array<TimerSlot, MAX_TIMERS> timer_list{};
+std::uint32_t last_generation = 0;
+
+// The slot of a descriptor, or -1. Numbers that mean "no timer" are in no slot.
+int find_timer_in_timer_list(int timer_fd) {
+  if (timer_fd <= 0) {
+    return -1;
+  }
+  for (int i = 0; i < MAX_TIMERS; ++i) {
+    if (timer_list[static_cast<std::size_t>(i)].entry.timer_fd == timer_fd) {
+      return i;
+    }
+  }
+  return -1;
+}
+
+TimerSlot* slot_of(int timer_fd) {
+  const int index = find_timer_in_timer_list(timer_fd);
+  return index < 0 ? nullptr : &timer_list[static_cast<std::size_t>(index)];
+}
+
+TimerSlot* free_slot() {
+  for (TimerSlot& slot : timer_list) {
+    if (slot.entry.timer_fd == 0) {
+      return &slot;
+    }
+  }
+  return nullptr;
+}
+
+// `done` is what the operation does to a timer that is in the list, `where` the word that goes with
+// it.
+void trace(const char* func, int line, bool found, int timer_fd, const char* done,
+           const char* where = "from") {
+  (void)printf("[%s][%d] %s timerfd: %d %s timer list\n", func, line, found ? done : "Cannot find",
+               timer_fd, found ? where : "from");
+}
+
+// Arms on whole seconds; the sub-second part of the current time is dropped.
+int arm(int timer_fd, const TimerEntry& entry) {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  (void)printf("cur_time: %ld sec %ld ns\n", static_cast<long>(now.tv_sec), now.tv_nsec);
+  itimerspec times{};
+  times.it_value.tv_sec = now.tv_sec + entry.timeout;
+  times.it_interval.tv_sec = entry.retry_interval;
+  return timerfd_settime(timer_fd, TFD_TIMER_ABSTIME, &times, nullptr);
+}
+
+int epoll_add_fd(int epoll, int fd) {
+  epoll_event event{};
+  event.events = EPOLLIN;
+  event.data.fd = fd;
+  return epoll_ctl(epoll, EPOLL_CTL_ADD, fd, &event);
+}
+
+int epoll_del_fd(int epoll, int fd) {
+  return epoll_ctl(epoll, EPOLL_CTL_DEL, fd, nullptr);
+}
+
+void add_timer_to_timer_list(TimerSlot& slot, const TimerEntry& entry) {
+  slot = TimerSlot{.entry = entry, .generation = ++last_generation};
+}
+
+// True when the descriptor has an expiration to report. A timer that was armed anew since the wait
+// has none, and what came of the number since then must not be taken for an expiry.
+bool take_expiration(int timer_fd) {
+  std::uint64_t expirations = 0;
+  return read(timer_fd, &expirations, sizeof expirations) ==
+         static_cast<ssize_t>(sizeof expirations);
+}
+
+void reach_limit(int epoll, int timer_fd, const TimerSlot& slot) {
+  (void)printf("reach retry limitation, remove the timer fd: %d\n", timer_fd);
+  const std::uint32_t generation = slot.generation;
+  if (slot.entry.limit_callback != nullptr) {
+    slot.entry.limit_callback(timer_fd);
+  }
+  const TimerSlot* left = slot_of(timer_fd);
+  if (left != nullptr && left->generation == generation) {
+    del_timer(epoll, timer_fd);
+  }
+}
+
+void expire(int epoll, int timer_fd) {
+  TimerSlot* slot = slot_of(timer_fd);
+  if (slot == nullptr || !take_expiration(timer_fd)) {
+    return;
+  }
+  TimerEntry& entry = slot->entry;
+  if (entry.retry_interval > 0 && entry.retry_limit > 0) {
+    if (entry.retry_count >= entry.retry_limit) {
+      reach_limit(epoll, timer_fd, *slot);
+      return;
+    }
+    ++entry.retry_count;
+  }
+  if (entry.callback != nullptr) {
+    entry.callback(timer_fd);
+  }
+}
+
+int refuse_timer(int timer_fd, const char* why) {
+  ONBOARD_LOG("no timer: %s: %s\n", why, strerror(errno));
+  if (timer_fd >= 0) {
+    close(timer_fd);
+  }
+  return -1;
+}
+
+}  // namespace
+
+int init_epoll() {
+  const int epoll = epoll_create1(0);
+  if (epoll < 0) {
+    (void)puts("epoll create failed.");
+    return -1;
+  }
+  return epoll;
+}
+
+int add_timer(int epoll, TimerEntry& entry) {
+  entry.timer_fd = -1;
+  TimerSlot* slot = free_slot();
+  if (slot == nullptr) {
+    errno = ENOSPC;
+    return refuse_timer(-1, "the timer list is full");
+  }
+  const int timer_fd = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK);
+  if (timer_fd < 0) {
+    return refuse_timer(-1, "it cannot be created");
+  }
+  if (arm(timer_fd, entry) != 0) {
+    return refuse_timer(timer_fd, "it cannot be armed");
+  }
+  (void)printf("add timerfd: %d, timeout in %d secs, retry interval: %d \n", timer_fd,
+               entry.timeout, entry.retry_interval);
+  if (epoll_add_fd(epoll, timer_fd) != 0) {
+    return refuse_timer(timer_fd, "it cannot be registered");
+  }
+  entry.timer_fd = timer_fd;
+  add_timer_to_timer_list(*slot, entry);
+  return timer_fd;
+}
+
+int update_timer(int timer_fd, const TimerEntry& entry) {
+  if (arm(timer_fd, entry) != 0) {
+    ONBOARD_LOG("timerfd %d cannot be armed: %s\n", timer_fd, strerror(errno));
+  }
+  update_timer_in_timer_list(timer_fd, entry);
+  (void)printf("update timerfd: %d, timeout in %d secs, retry interval: %d \n", timer_fd,
+               entry.timeout, entry.retry_interval);
+  return 0;
+}
+
+int del_timer(int epoll, int timer_fd) {
+  (void)printf("del timerfd: %d\n", timer_fd);
+  const bool listed = slot_of(timer_fd) != nullptr;
+  if (listed) {
+    const itimerspec disarmed{};
+    timerfd_settime(timer_fd, TFD_TIMER_ABSTIME, &disarmed, nullptr);
+  }
+  del_timer_from_timer_list(timer_fd);
+  if (listed) {
+    epoll_del_fd(epoll, timer_fd);
+    close(timer_fd);
+  }
+  return 0;
+}
+
+void get_timer_from_timer_list(int timer_fd, TimerEntry& entry) {
+  const TimerSlot* slot = slot_of(timer_fd);
+  if (slot != nullptr) {
+    entry = slot->entry;
+  }
+  trace(__func__, __LINE__, slot != nullptr, timer_fd, "got");
+}
+
+void update_timer_in_timer_list(int timer_fd, const TimerEntry& entry) {
+  TimerSlot* slot = slot_of(timer_fd);
+  if (slot != nullptr) {
+    slot->entry = entry;
+  }
+  trace(__func__, __LINE__, slot != nullptr, timer_fd, "Replace", "in");
+}
+
+void del_timer_from_timer_list(int timer_fd) {
+  TimerSlot* slot = slot_of(timer_fd);
+  if (slot != nullptr) {
+    *slot = TimerSlot{};
+  }
+  trace(__func__, __LINE__, slot != nullptr, timer_fd, "Remove");
+}
+
+void dispatch_timers(int epoll, int wait_ms) {
+  std::array<epoll_event, MAX_TIMERS> ready{};
+  const int count = epoll_wait(epoll, ready.data(), MAX_TIMERS, wait_ms);
+  for (int i = 0; i < count; ++i) {
+    expire(epoll, ready[static_cast<std::size_t>(i)].data.fd);
+  }
+}
+
+void reset_timer_list() {
+  for (TimerSlot& slot : timer_list) {
+    if (slot.entry.timer_fd > 0) {
+      close(slot.entry.timer_fd);
+    }
+    slot = TimerSlot{};
+  }
+}

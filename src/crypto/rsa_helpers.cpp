@@ -1,0 +1,259 @@
+#include "crypto/rsa_helpers.h"
+
+#include <openssl/bio.h>
+#include <openssl/bn.h>
+#include <openssl/err.h>
+#include <openssl/pem.h>
+#include <openssl/rsa.h>
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <memory>
+
+#include "core/shell.h"
+
+namespace {
+
+template <auto Release>
+struct Releaser {
+  template <typename T>
+  void operator()(T* object) const {
+    Release(object);
+  }
+};
+using Bio = std::unique_ptr<BIO, Releaser<BIO_free>>;
+using BigNumber = std::unique_ptr<BIGNUM, Releaser<BN_free>>;
+using Key = std::unique_ptr<RSA, Releaser<RSA_free>>;
+using File = std::unique_ptr<FILE, Releaser<fclose>>;
+using Block = std::array<std::uint8_t, RSA_BLOCK>;
+
+constexpr int KEY_BITS = 2048;
+
+// A PEM text may ask for a pass phrase, and libcrypto would then wait at the terminal for one.
+int no_pass_phrase(char* /*buf*/, int /*size*/, int /*rwflag*/, void* /*user*/) {
+  return -1;
+}
+
+// Creates or empties the file of the private key; nobody else may read it, whoever made it before.
+Bio open_private_key_file() {
+  const mode_t mask = umask(S_IRWXG | S_IRWXO);
+  Bio file(BIO_new_file(RSA_PRI_FILE, "w+"));
+  umask(mask);
+  FILE* stream = nullptr;
+  if (file != nullptr && BIO_get_fp(file.get(), &stream) == 1) {
+    (void)fchmod(fileno(stream), S_IRUSR | S_IWUSR);
+  }
+  return file;
+}
+
+void write_key_pair(BIO* pri, BIO* pub) {
+  const BigNumber exponent(BN_new());
+  const Key key(RSA_new());
+  if (exponent == nullptr || key == nullptr || BN_set_word(exponent.get(), RSA_F4) != 1 ||
+      RSA_generate_key_ex(key.get(), KEY_BITS, exponent.get(), nullptr) != 1) {
+    return;
+  }
+  if (pri != nullptr) {
+    PEM_write_bio_RSAPrivateKey(pri, key.get(), nullptr, nullptr, 0, nullptr, nullptr);
+  }
+  if (pub != nullptr) {
+    PEM_write_bio_RSA_PUBKEY(pub, key.get());
+  }
+}
+
+Key read_public_key(ByteView pem) {
+  const Bio memory(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
+  if (memory == nullptr) {
+    return nullptr;
+  }
+  return Key(PEM_read_bio_RSA_PUBKEY(memory.get(), nullptr, no_pass_phrase, nullptr));
+}
+
+Key read_private_key() {
+  const File file(fopen(RSA_PRI_FILE, "re"));
+  if (file == nullptr) {
+    return nullptr;
+  }
+  return Key(PEM_read_RSAPrivateKey(file.get(), nullptr, no_pass_phrase, nullptr));
+}
+
+// Blocks are 256 bytes throughout, and libcrypto writes as many bytes as the key is long.
+bool usable(const RSA* key, const char* whose) {
+  if (RSA_bits(key) == KEY_BITS) {
+    return true;
+  }
+  (void)printf("%s is not usable: %d bits instead of %d\n", whose, RSA_bits(key), KEY_BITS);
+  return false;
+}
+
+bool within_bound(ByteView data) {
+  if (data.size() <= RSA_DATA_MAX) {
+    return true;
+  }
+  (void)printf("data size (%d) is over the bound (%d), refused\n", text_size(data),
+               static_cast<int>(RSA_DATA_MAX));
+  return false;
+}
+
+std::size_t fragments_of(ByteView data) {
+  return (data.size() + RSA_BLOCK - 1) / RSA_BLOCK;
+}
+
+Block zero_filled_block(ByteView data, std::size_t fragment) {
+  Block block{};
+  const ByteView part = clipped(data, fragment * RSA_BLOCK, RSA_BLOCK);
+  std::copy(part.begin(), part.end(), block.begin());
+  return block;
+}
+
+void announce_fragments(ByteView data, std::size_t fragments) {
+  (void)printf("data size (%d) is over toleration encypted size (%d)\n", text_size(data),
+               static_cast<int>(RSA_BLOCK));
+  (void)printf("Will seperate the data into %d fragments\n", static_cast<int>(fragments));
+}
+
+// One block of raw RSA into its place in `out`. Returns what libcrypto gave: 256, or -1.
+int encrypt_block(RSA* key, const Block& plain, Block& cipher) {
+  return RSA_public_encrypt(static_cast<int>(plain.size()), plain.data(), cipher.data(), key,
+                            RSA_NO_PADDING);
+}
+
+int decrypt_block(RSA* key, ByteView cipher, Block& plain) {
+  return RSA_private_decrypt(text_size(cipher), cipher.data(), plain.data(), key, RSA_NO_PADDING);
+}
+
+void print_ciphertext(int result) {
+  (void)printf("ciphertext(%d)\n", static_cast<int>(static_cast<std::uint16_t>(result)));
+}
+
+void print_plaintext(int result, const Block& plain) {
+  (void)printf("paintext(%d): %.*s\n", static_cast<int>(static_cast<std::uint16_t>(result)),
+               text_size(plain), as_text(plain));
+}
+
+bool encrypt_fragment(RSA* key, ByteView data, std::size_t fragment, bool announce, Block& cipher) {
+  const Block plain = zero_filled_block(data, fragment);
+  if (announce) {
+    (void)printf("frag#%d: %.*s\n", static_cast<int>(fragment), text_size(plain), as_text(plain));
+  }
+  const int result = encrypt_block(key, plain, cipher);
+  print_ciphertext(result);
+  return result == static_cast<int>(RSA_BLOCK);
+}
+
+bool decrypt_fragment(RSA* key, ByteView cipher, std::size_t fragment, Block& plain) {
+  const Block whole = zero_filled_block(cipher, fragment);
+  (void)printf("frag#%d:\n", static_cast<int>(fragment));
+  const int result = decrypt_block(key, whole, plain);
+  print_plaintext(result, plain);
+  print_ciphertext(result);
+  return result == static_cast<int>(RSA_BLOCK);
+}
+
+// The single-block path hands over the bytes as they are: fewer than 256 are a smaller number.
+bool decrypt_single(RSA* key, ByteView cipher, Block& plain) {
+  const int result = decrypt_block(key, cipher, plain);
+  print_plaintext(result, plain);
+  return result == static_cast<int>(RSA_BLOCK);
+}
+
+void store_block(RsaBuffer& out, std::size_t fragment, const Block& block) {
+  std::copy(block.begin(), block.end(),
+            out.begin() + static_cast<std::ptrdiff_t>(fragment * RSA_BLOCK));
+}
+
+int refuse_block(RsaBuffer& out, const char* what) {
+  out.fill(0);
+  std::array<char, 160> reason{};
+  ERR_error_string_n(ERR_peek_last_error(), reason.data(), reason.size());
+  (void)printf("%s failed: %s\n", what, reason.data());
+  ERR_clear_error();
+  return 0;
+}
+
+}  // namespace
+
+void rsa_gen_key_pair() {
+  {
+    const Bio pri = open_private_key_file();
+    const Bio pub(BIO_new_file(RSA_PUB_FILE, "w+"));
+    write_key_pair(pri.get(), pub.get());
+  }
+  ERR_clear_error();
+  run_command("cat /tmp/rsa_pri.pem");
+  run_command("cat /tmp/rsa_pub.pem");
+}
+
+int read_pub_key_to_memory(std::span<std::uint8_t> buf, std::uint16_t& len) {
+  const File file(fopen(RSA_PUB_FILE, "re"));
+  if (file == nullptr) {
+    (void)printf("file:%s open failed.\n", RSA_PUB_FILE);
+    return -1;
+  }
+  const std::size_t size = fread(buf.data(), 1, buf.size(), file.get());
+  if (fgetc(file.get()) != EOF) {
+    std::fill(buf.begin(), buf.end(), std::uint8_t{0});
+    (void)printf("file:%s is longer than %d bytes, refused.\n", RSA_PUB_FILE, text_size(buf));
+    return -1;
+  }
+  len = static_cast<std::uint16_t>(size);
+  (void)printf("memory key(%d): %.*s\n", static_cast<int>(len), static_cast<int>(len),
+               as_text(buf));
+  return 0;
+}
+
+int rsa_encrypt_by_pub_key(ByteView pem, ByteView data, RsaBuffer& out, std::uint16_t& out_len) {
+  out_len = 0;
+  const Key key = within_bound(data) ? read_public_key(pem) : nullptr;
+  if (key == nullptr || !usable(key.get(), "peer key")) {
+    ERR_clear_error();
+    return 0;
+  }
+  (void)printf("rsa_len:%d\n", RSA_size(key.get()));
+  (void)printf("orig data(%d): %.*s\n", text_size(data), text_size(data), as_text(data));
+  const bool several = data.size() > RSA_BLOCK;
+  const std::size_t fragments = several ? fragments_of(data) : 1;
+  if (several) {
+    announce_fragments(data, fragments);
+  }
+  for (std::size_t i = 0; i < fragments; ++i) {
+    Block cipher{};
+    if (!encrypt_fragment(key.get(), data, i, several, cipher)) {
+      return refuse_block(out, "encryption");
+    }
+    store_block(out, i, cipher);
+  }
+  out_len = static_cast<std::uint16_t>(fragments * RSA_BLOCK);
+  return 0;
+}
+
+int rsa_decrypt_by_pri_key(ByteView cipher, RsaBuffer& out, std::uint16_t& out_len) {
+  out_len = 0;
+  const Key key = within_bound(cipher) ? read_private_key() : nullptr;
+  if (key == nullptr) {
+    ERR_clear_error();
+    return 0;
+  }
+  (void)printf("RSA_check_key: %d\n", RSA_check_key(key.get()));
+  if (!usable(key.get(), "own key")) {
+    ERR_clear_error();
+    return 0;
+  }
+  (void)printf("orig ciphertext(%d)\n", text_size(cipher));
+  const bool several = cipher.size() > RSA_BLOCK;
+  const std::size_t fragments = several ? fragments_of(cipher) : 1;
+  if (several) {
+    announce_fragments(cipher, fragments);
+  }
+  for (std::size_t i = 0; i < fragments; ++i) {
+    Block plain{};
+    const bool done = several ? decrypt_fragment(key.get(), cipher, i, plain)
+                              : decrypt_single(key.get(), cipher, plain);
+    if (!done) {
+      return refuse_block(out, "decryption");
+    }
+    store_block(out, i, plain);
+  }
+  out_len = static_cast<std::uint16_t>(fragments * RSA_BLOCK);
+  return 0;
+}

@@ -1,0 +1,76 @@
+#include "handshake/act_frame_parser.h"
+
+#include "core/log.h"
+#include "core/mode_table.h"
+#include "discovery/vendor_ie.h"
+#include "handshake/action_frame.h"
+
+namespace {
+
+constexpr std::uint8_t CATEGORY_PUBLIC = 0x04;
+constexpr std::uint8_t ACTION_VENDOR_SPECIFIC = 0x09;
+constexpr std::size_t OUI_AT = 2;
+
+int drop_frame(const char* field, std::size_t size, const char* sta) {
+  onboard_log("parse_act_frame", __LINE__,
+              "drop action frame of %d bytes from STA: %s: %s cut off or too large\n",
+              static_cast<int>(size), sta, field);
+  return -1;
+}
+
+int dispatch_operation(const ActionFramePayload& payload, const char* sta) {
+  const ModeRow* row = mode_row(context.cur_mode);
+  if (row == nullptr || row->operations.empty()) {
+    return -1;
+  }
+  for (const Operation& operation : row->operations) {
+    if (operation.attr_id == payload.attr_id) {
+      return operation.handler(payload, sta);
+    }
+  }
+  onboard_log("parse_act_frame", __LINE__, "Unsupport attr_id:%X from STA: %s\n", payload.attr_id,
+              sta);
+  return -1;
+}
+
+}  // namespace
+
+bool is_vendor_public_action(ByteView frame) {
+  return frame.size() >= OUI_AT && frame[0] == CATEGORY_PUBLIC &&
+         frame[1] == ACTION_VENDOR_SPECIFIC;
+}
+
+int uncfg_act_handshake_register(const char* interface, const DriverEventMsg& event) {
+  const MacText sta = sta_text(event.addr);
+  if (event.event_type != WLC_E_ACTION_FRAME) {
+    return 0;
+  }
+  ONBOARD_LOG("[recved brcm event]: WLC_E_ACTION_FRAME on %s STA: %s\n", interface, sta.data());
+  if (is_vendor_public_action(event.data)) {
+    parse_act_frame(event, sta.data());
+  }
+  return 0;
+}
+
+int parse_act_frame(const DriverEventMsg& event, const char* sta) {
+  const ByteView frame = event.data;
+  ONBOARD_LOG("category(%02X) public_action(%02X)\n", CATEGORY_PUBLIC, ACTION_VENDOR_SPECIFIC);
+  ByteReader reader(frame, OUI_AT);
+  const auto oui = reader.array<3>();
+  if (!reader.ok()) {
+    return drop_frame("OUI", frame.size(), sta);
+  }
+  ONBOARD_LOG("OUI[%02X %02X %02X]\n", oui[0], oui[1], oui[2]);
+  if (oui != PELION_OUI) {
+    return -1;
+  }
+  ONBOARD_LOG("[Pelion action frame detected!!]\n");
+  ActionFramePayload payload;
+  const char* bad_field = decode_payload(frame, payload);
+  if (bad_field != nullptr) {
+    return drop_frame(bad_field, frame.size(), sta);
+  }
+  dump_act_frame_payload(payload);
+  ONBOARD_LOG("Got action frame with attr_id:%X from STA: %s\n", payload.attr_id, sta);
+  return dispatch_operation(payload, sta);
+}

@@ -1,0 +1,197 @@
+#include "handshake/base_side.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "core/context.h"
+#include "core/log.h"
+#include "core/shell.h"
+#include "crypto/hex.h"
+#include "crypto/rsa_helpers.h"
+#include "discovery/candidate_table.h"
+#include "discovery/vendor_ie.h"
+#include "handshake/bh_credential.h"
+#include "handshake/sat_key_content.h"
+#include "platform_onboarding.h"
+
+namespace {
+
+PelionIe expected_element(std::uint8_t plon_vie_data) {
+  PelionIe expected{};
+  expected.prod_type = PROD_TYPE_MESH;
+  expected.prod_id = PROD_ID_UNIT;
+  expected.plon_vie_data = plon_vie_data;
+  return expected;
+}
+
+bool element_accepted(ByteView element, std::uint8_t plon_vie_data) {
+  PelionIe received{};
+  copy_plon_ie(element, received);
+  dump_plon_ie(received);
+  return check_plon_ie(received, expected_element(plon_vie_data)) == 1;
+}
+
+CandidateEntry* find_candidate(const char* sta) {
+  const int slot = check_in_candidate_list(candidate_table, context.candidate_count, sta);
+  return slot < 0 ? nullptr : &candidate_table[static_cast<std::size_t>(slot)];
+}
+
+void log_sat_key_content(const RsaBuffer& plaintext, std::uint16_t length) {
+  constexpr const char* self = "act_op_1002_handler";
+  const ByteView key_text = clipped(plaintext, SAT_KEY_HEADERS);
+  onboard_log(self, __LINE__, "decode(%d):\n%.*s\n", length, text_size(plaintext),
+              as_text(plaintext));
+  onboard_log(self, __LINE__, "tag#1: %02x\n", plaintext[0]);
+  onboard_log(self, __LINE__, "len: %02x %02x\n", plaintext[1], plaintext[2]);
+  log_ie_bytes(self, __LINE__, sat_key_element(plaintext));
+  onboard_log(self, __LINE__, "tag#2: %02x\n", plaintext[16]);
+  onboard_log(self, __LINE__, "len: %02x %02x\n", plaintext[17], plaintext[18]);
+  onboard_log(self, __LINE__, "pub key: %.*s\n", text_size(key_text), as_text(key_text));
+  onboard_log(self, __LINE__, "tag_1:%x", plaintext[0]);
+  onboard_log(self, __LINE__, "len:%d(%d)", plaintext[1] << 8 | plaintext[2],
+              static_cast<int>(PLON_IE_SIZE));
+}
+
+// The key of a station that is in the table; whatever it had before is gone.
+void store_key(CandidateEntry& candidate, ByteView key) {
+  candidate.stage = CANDIDATE_KEY_STORED;
+  candidate.key_len = static_cast<std::uint16_t>(key.size());
+  copy_text(candidate.pub_key, key);
+  onboard_log("act_op_1002_handler", __LINE__, "pub_key(%d):%s", candidate.key_len,
+              candidate.pub_key.data());
+}
+
+void accept_sat_key(ByteView key, const char* sta) {
+  CandidateEntry* candidate = find_candidate(sta);
+  if (candidate != nullptr) {
+    store_key(*candidate, key);
+    act_op_1004_sender(sta);
+    candidate->stage = CANDIDATE_READY;
+  }
+}
+
+// Encrypts the content for one candidate and sends it.
+void push_to(const CandidateEntry& candidate, ByteView content) {
+  constexpr const char* self = "act_op_1003_sender";
+  RsaBuffer cipher{};
+  std::uint16_t cipher_len = 0;
+  const ByteView key = as_bytes(candidate.pub_key.data(), candidate.key_len);
+  rsa_encrypt_by_pub_key(key, content, cipher, cipher_len);
+  FrameHex hex{};
+  bytes_to_hex_string(cipher, hex);
+  hex[2 * static_cast<std::size_t>(cipher_len)] = '\0';
+  onboard_log(self, __LINE__, "sat_key_encrypt_len:%d\n", cipher_len);
+  FrameCommand command{};
+  (void)snprintf(command.data(), command.size(), "wl actframe %s %s%04x%s", candidate.mac.data(),
+                 "0409027e911003", cipher_len, hex.data());
+  onboard_log(self, __LINE__, "cmd: %s\n", command.data());
+  run_command(command.data());
+}
+
+void push_if_ready(const CandidateEntry& candidate, ByteView content) {
+  constexpr const char* self = "act_op_1003_sender";
+  onboard_log(self, __LINE__, "%s \n", candidate.pub_key.data());
+  if (candidate.pub_key[0] == '\0') {
+    onboard_log(self, __LINE__, " client_pub_key = NULL \r\n");
+  } else if (check_mac_in_candidate_satellite(candidate.mac.data()) == 0) {
+    onboard_log(self, __LINE__, " mac not found \r\n");
+  } else {
+    push_to(candidate, content);
+  }
+}
+
+}  // namespace
+
+int act_op_1000_handler(const ActionFramePayload& payload, const char* sta) {
+  act_op_tracker(0, 0);
+  dump_current_support_list();
+  CandidateEntry* candidate = find_candidate(sta);
+  if (candidate == nullptr) {
+    ONBOARD_LOG("Cannot find the client (%s) from candidate list.\n", sta);
+    return -1;
+  }
+  candidate->stage = CANDIDATE_HELLO;
+  if (!element_accepted(payload_data(payload), VIE_DATA_ADVERTISED)) {
+    ONBOARD_LOG("Invalid ie.\n");
+    return -1;
+  }
+  act_op_1001_sender(sta);
+  candidate->stage = CANDIDATE_BASE_KEY_SENT;
+  return 0;
+}
+
+int act_op_1001_sender(const char* sta) {
+  act_op_tracker(1001, 1002);
+  RsaBuffer key{};
+  std::uint16_t key_len = 0;
+  read_pub_key_to_memory(key, key_len);
+  FrameHex hex{};
+  bytes_to_hex_string(key, hex);
+  hex[2 * static_cast<std::size_t>(key_len)] = '\0';
+  FrameCommand command{};
+  (void)snprintf(command.data(), command.size(), "wl actframe %s %s%04x%s", sta, "0409027e911001",
+                 key_len, hex.data());
+  ONBOARD_LOG("cmd: %s\n", command.data());
+  run_command(command.data());
+  return 0;
+}
+
+int act_op_1002_handler(const ActionFramePayload& payload, const char* sta) {
+  act_op_tracker(0, 0);
+  const ByteView cipher = payload_data(payload);
+  if (cipher.size() > RSA_DATA_MAX) {
+    ONBOARD_LOG("drop operation 1002 from STA: %s: %d bytes of ciphertext, at most %d\n", sta,
+                text_size(cipher), static_cast<int>(RSA_DATA_MAX));
+    return 0;
+  }
+  RsaBuffer plaintext{};
+  std::uint16_t length = 0;
+  rsa_decrypt_by_pri_key(cipher, plaintext, length);
+  log_sat_key_content(plaintext, length);
+  if (!element_accepted(sat_key_element(plaintext), VIE_DATA_SEALED)) {
+    delete_node_from_candidate_table(candidate_table, sta);
+    ONBOARD_LOG("Invalid ie.\n");
+    return write_candidate_json(candidate_table);
+  }
+  ONBOARD_LOG("valid ie.\n");
+  ByteView key;
+  if (!read_sat_key(clipped(plaintext, 0, length), key)) {
+    ONBOARD_LOG("drop operation 1002 from STA: %s: lengths outside its %d bytes\n", sta, length);
+    return 0;
+  }
+  accept_sat_key(key, sta);
+  return write_candidate_json(candidate_table);
+}
+
+int act_op_1003_sender() {
+  act_op_tracker(1003, 0);
+  const char* unfit = unfit_bh_setting();
+  if (unfit != nullptr) {
+    ONBOARD_LOG("push refused: NVRAM %s is longer than a unit can hold\n", unfit);
+    return 0;
+  }
+  RsaBuffer content_buffer{};
+  const int length = generate_bh_credential_content(content_buffer);
+  const ByteView content = clipped(content_buffer, 0, static_cast<std::size_t>(length));
+  dump_bh_credential_content(content);
+  for (int i = 0; i < context.candidate_count; ++i) {
+    push_if_ready(candidate_table[static_cast<std::size_t>(i)], content);
+  }
+  clear_candidate_table(candidate_table);
+  return 0;
+}
+
+int act_op_1004_sender(const char* sta) {
+  act_op_tracker(1004, 0);
+  std::array<char, 1024> command{};
+  (void)snprintf(command.data(), command.size(), "wl actframe %s %s", sta, "0409027e911004");
+  ONBOARD_LOG("cmd: %s\n", command.data());
+  run_command(command.data());
+  return 0;
+}
+
+void extend_all_candidates() {
+  for (int i = 0; i < context.candidate_count; ++i) {
+    act_op_1004_sender(candidate_table[static_cast<std::size_t>(i)].mac.data());
+  }
+}

@@ -1,0 +1,210 @@
+#include "handshake/unit_side.h"
+
+#include <cstdio>
+
+#include "core/context.h"
+#include "core/log.h"
+#include "core/shell.h"
+#include "core/timer_list.h"
+#include "crypto/hex.h"
+#include "crypto/rsa_helpers.h"
+#include "discovery/target_base.h"
+#include "discovery/vendor_ie.h"
+#include "handshake/bh_credential.h"
+#include "handshake/sat_key_content.h"
+#include "role/role_monitor.h"
+#include "role/wl_elements.h"
+
+namespace {
+
+constexpr int RESEND_SECONDS = 5;
+constexpr int RESEND_LIMIT = 6;
+constexpr int CREDENTIAL_WAIT_SECONDS = 900;
+constexpr std::size_t BASE_KEY_MAX = 1023;
+
+constexpr std::uint32_t STAGE_AWAIT_1001 = 1;
+constexpr std::uint32_t STAGE_AWAIT_1004 = 3;
+constexpr std::uint32_t STAGE_AWAIT_1003 = 5;
+
+// The new timer is made before the old one is deleted, so that their numbers differ.
+void arm_handshake_timer(const char* func, std::uint32_t stage, TimerCallback resend) {
+  TimerEntry entry{};
+  entry.timeout = RESEND_SECONDS;
+  entry.retry_interval = RESEND_SECONDS;
+  entry.retry_limit = RESEND_LIMIT;
+  entry.callback = resend;
+  entry.limit_callback = timer_cb_act_handshake_expired;
+  const int timer = add_timer(epoll_fd, entry);
+  if (context.act_timer_fd > 0) {
+    onboard_log(func, __LINE__, "old timerfd detected: fd %d\n", context.act_timer_fd);
+    del_timer(epoll_fd, context.act_timer_fd);
+  }
+  context.act_timer_fd = timer;
+  context.act_stage = stage;
+}
+
+// The unit's own public key, none when the file cannot be read or leaves no room for the content.
+ByteView own_public_key(RsaBuffer& buf) {
+  std::uint16_t key_len = 0;
+  read_pub_key_to_memory(buf, key_len);
+  if (key_len > SAT_KEY_MAX) {
+    onboard_log("act_op_1002_sender", __LINE__, "own public key of %d bytes is too long\n",
+                key_len);
+    return {};
+  }
+  return clipped(buf, 0, key_len);
+}
+
+void log_sat_key_content(const RsaBuffer& content, ByteView key) {
+  constexpr const char* self = "act_op_1002_sender";
+  onboard_log(self, __LINE__, "tag: %02x\n", content[0]);
+  onboard_log(self, __LINE__, "len: %02x %02x\n", content[1], content[2]);
+  log_ie_bytes(self, __LINE__, sat_key_element(content));
+  onboard_log(self, __LINE__, "\ntag:%02x\n", content[16]);
+  onboard_log(self, __LINE__, "len: %02x %02x\n", content[17], content[18]);
+  onboard_log(self, __LINE__, "pub key: %.*s\n", text_size(key), as_text(key));
+}
+
+ByteView base_key() {
+  return as_bytes(context.target.base_pub_key.data(), context.target.key_len);
+}
+
+void send_sat_key(ByteView cipher_buffer, std::uint16_t cipher_len) {
+  constexpr const char* self = "act_op_1002_sender";
+  FrameHex hex{};
+  bytes_to_hex_string(cipher_buffer, hex);
+  hex[2 * static_cast<std::size_t>(cipher_len)] = '\0';
+  onboard_log(self, __LINE__, "sat_key_encrypt_len:%d\n", cipher_len);
+  FrameCommand command{};
+  (void)snprintf(command.data(), command.size(), "wl actframe %s %s%04x%s %d",
+                 context.target.bssid.data(), "0409027e911002", cipher_len, hex.data(),
+                 context.target.channel);
+  onboard_log(self, __LINE__, "cmd: %s\n", command.data());
+  run_command(command.data());
+}
+
+void log_credentials(const CredentialElements& elements) {
+  constexpr const char* self = "act_op_1003_handler";
+  constexpr std::array<const char*, 4> LABELS = {"ssid", "passwd", "crypt", "akm"};
+  constexpr std::array<const char*, 4> VALUE_LABELS = {"ssid", "passwd", "crypto", "akm"};
+  for (std::size_t i = 0; i < elements.size(); ++i) {
+    const CredentialElement& element = elements[i];
+    onboard_log(self, __LINE__, "tag#%d: %02x\n", static_cast<int>(i) + 1, element.tag);
+    onboard_log(self, __LINE__, "%s_len: %d\n", LABELS[i], element.length);
+    onboard_log(self, __LINE__, "%s: %.*s\n", VALUE_LABELS[i], text_size(element.value),
+                as_text(element.value));
+  }
+}
+
+int drop_1003(const char* sta, const char* why) {
+  onboard_log("act_op_1003_handler", __LINE__, "drop operation 1003 from STA: %s: %s\n", sta, why);
+  return 0;
+}
+
+}  // namespace
+
+int unconfigured_act_handshake_mode_cfg() {
+  ONBOARD_LOG("Go to action frame handshake...\n");
+  run_command(DEL_UNIT_ELEMENT);
+  ONBOARD_LOG("%s\n", DEL_UNIT_ELEMENT);
+  rsa_gen_key_pair();
+  act_op_1000_sender();
+  arm_handshake_timer(static_cast<const char*>(__func__), STAGE_AWAIT_1001,
+                      act_op_1000_sender_retry);
+  return 0;
+}
+
+int act_op_1000_sender() {
+  act_op_tracker(1000, 1001);
+  FrameCommand command{};
+  (void)snprintf(command.data(), command.size(), "wl actframe %s %s %d",
+                 context.target.bssid.data(), "0409027e911000000ddd0b027e910000000308020101",
+                 context.target.channel);
+  ONBOARD_LOG("cmd: %s\n", command.data());
+  run_command(command.data());
+  return 0;
+}
+
+int act_op_1001_handler(const ActionFramePayload& payload, const char* sta) {
+  const ByteView key = payload_data(payload);
+  if (key.size() > BASE_KEY_MAX) {
+    ONBOARD_LOG("drop operation 1001 from STA: %s: key of %d bytes, at most %d\n", sta,
+                text_size(key), static_cast<int>(BASE_KEY_MAX));
+    return 0;
+  }
+  ONBOARD_LOG("dump base pub key: \n%.*s\n", text_size(key), as_text(key));
+  copy_text(context.target.base_pub_key, key);
+  context.target.key_len = payload.data_len;
+  dump_target_bss_info();
+  act_op_1002_sender(sta);
+  arm_handshake_timer(static_cast<const char*>(__func__), STAGE_AWAIT_1004,
+                      act_op_1002_sender_retry);
+  return 0;
+}
+
+int act_op_1002_sender(const char* /*sta*/) {
+  act_op_tracker(1002, 1003);
+  RsaBuffer key_buffer{};
+  const ByteView key = own_public_key(key_buffer);
+  RsaBuffer content{};
+  const std::size_t length = build_sat_key_content(key, content);
+  log_sat_key_content(content, key);
+  RsaBuffer cipher{};
+  std::uint16_t cipher_len = 0;
+  rsa_encrypt_by_pub_key(base_key(), clipped(content, 0, length), cipher, cipher_len);
+  send_sat_key(cipher, cipher_len);
+  return 0;
+}
+
+int act_op_1003_handler(const ActionFramePayload& payload, const char* sta) {
+  act_op_tracker(0, 0);
+  const ByteView cipher = payload_data(payload);
+  if (cipher.size() > RSA_DATA_MAX) {
+    return drop_1003(sta, "too much ciphertext");
+  }
+  RsaBuffer plaintext{};
+  std::uint16_t length = 0;
+  rsa_decrypt_by_pri_key(cipher, plaintext, length);
+  ONBOARD_LOG("decode(%d):\n%.*s\n", length, text_size(plaintext), as_text(plaintext));
+  CredentialElements elements{};
+  if (!read_bh_credential(length == 0 ? plaintext : clipped(plaintext, 0, length), elements)) {
+    return drop_1003(sta, "a value lies outside the decrypted bytes");
+  }
+  log_credentials(elements);
+  const char* unfit = store_bh_credential(elements, context.target);
+  if (unfit != nullptr) {
+    return drop_1003(sta, unfit);
+  }
+  dump_target_bss_info();
+  context.target_role = ONBOARD_MODE_TEMP_SATELLITE;
+  role_bakery();
+  return 0;
+}
+
+int act_op_1004_handler(const ActionFramePayload& /*payload*/, const char* /*sta*/) {
+  act_op_tracker(0, 1003);
+  ONBOARD_LOG("extend 15 minutes for waiting 1003...\n");
+  if (context.act_stage != STAGE_AWAIT_1004) {
+    ONBOARD_LOG("Unexpected stage: %d\n", static_cast<int>(context.act_stage));
+    return 0;
+  }
+  TimerEntry entry{};
+  get_timer_from_timer_list(context.act_timer_fd, entry);
+  entry.timeout = CREDENTIAL_WAIT_SECONDS;
+  entry.retry_interval = 0;
+  entry.retry_count = 0;
+  entry.retry_limit = 0;
+  entry.callback = timer_cb_act_handshake_expired;
+  entry.limit_callback = nullptr;
+  update_timer(context.act_timer_fd, entry);
+  context.act_stage = STAGE_AWAIT_1003;
+  return 0;
+}
+
+void act_op_1000_sender_retry(int /*timer_fd*/) {
+  act_op_1000_sender();
+}
+
+void act_op_1002_sender_retry(int /*timer_fd*/) {
+  act_op_1002_sender(context.target.bssid.data());
+}

@@ -1,0 +1,38 @@
+// The un-configured unit's half of the handshake, from the entry of its mode to the credentials.
+//
+// One timer drives it: at stage 1 operation 1000 is resent every 5 seconds, at stage 3 operation
+// 1002, six times each, and then the unit gives up; at stage 5 it waits 15 minutes. Frames are
+// taken from any station, since the unit has no key yet to know its base by. A repeated operation
+// 1001 is served at every stage; operation 1004 counts at stage 3 only.
+#ifndef VORLENT_HANDSHAKE_UNIT_SIDE_H
+#define VORLENT_HANDSHAKE_UNIT_SIDE_H
+
+#include "handshake/action_frame.h"
+
+// Entry of ONBOARD_MODE_UNCFG_ACT_HANDSHAKE: off the air with the element, a new key pair,
+// operation 1000 at once and its timer. Returns 0.
+int unconfigured_act_handshake_mode_cfg();
+
+// Sends the unit's element to the base in `target`. Returns 0.
+int act_op_1000_sender();
+
+// The base's key: stores it and answers with the unit's own, encrypted. A key that does not fit is
+// dropped. Returns 0.
+int act_op_1001_handler(const ActionFramePayload& payload, const char* sta);
+
+// Sends the unit's element and public key, encrypted with the base's key, to the base in `target`,
+// whatever `sta` says; with length 0 when that key is not usable. Returns 0.
+int act_op_1002_sender(const char* sta);
+
+// The credentials: stores them in `target` and changes to a temporary satellite. No plaintext at
+// all counts as empty credentials; a content that breaks a bound is dropped. Returns 0.
+int act_op_1003_handler(const ActionFramePayload& payload, const char* sta);
+
+// The base asks for patience: once, at stage 3, the wait becomes 15 minutes. Returns 0.
+int act_op_1004_handler(const ActionFramePayload& payload, const char* sta);
+
+// Timer callbacks: send operation 1000 or 1002 again.
+void act_op_1000_sender_retry(int timer_fd);
+void act_op_1002_sender_retry(int timer_fd);
+
+#endif

@@ -1,0 +1,101 @@
+// Start-up, the main loop and the orderly end of the daemon.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+
+#include "core/context.h"
+#include "core/event_socket.h"
+#include "core/log.h"
+#include "core/shell.h"
+#include "core/signals.h"
+#include "core/timer_list.h"
+#include "handshake/base_side.h"
+#include "role/mode_entry.h"
+#include "role/role_monitor.h"
+#include "shared_debug_log.h"
+#include "vexo_nvram.h"
+
+namespace {
+
+constexpr int LOG_BYTES_MAX = 1048576;
+constexpr int TIMER_WAIT_MS = 1;
+
+// So that no socket or timer ever gets the number of a standard descriptor: 0 means "no timer".
+void open_standard_descriptors() {
+  int fd = open("/dev/null", O_RDWR);
+  while (fd >= 0 && fd <= STDERR_FILENO) {
+    fd = open("/dev/null", O_RDWR);
+  }
+  if (fd > STDERR_FILENO) {
+    close(fd);
+  }
+}
+
+// SIGUSR2 first: the push empties the table whose stations it would speak to.
+void serve_signals() {
+  if (take_pending_signal(SIGUSR2)) {
+    onboard_log("sig_handler", __LINE__, "Got SIGUSR2 to extend all candidate's timer...\n");
+    extend_all_candidates();
+  }
+  if (take_pending_signal(SIGUSR1)) {
+    onboard_log("sig_handler", __LINE__, "Got SIGUSR1 to push BH credential.\n");
+    act_op_1003_sender();
+  }
+}
+
+// Everything up to the main loop. Returns the exit status and says through `ready` whether the loop
+// shall run.
+int start(int& event_fd, bool& ready) {
+  epoll_fd = init_epoll();
+  const int error = open_eventfd(event_fd);
+  if (error != 0) {
+    return error;
+  }
+  if (daemon(1, 1) == -1) {
+    onboard_log("main", __LINE__, "err from daemonize.\n");
+    return 0;
+  }
+  shared_debug_log_init(LOG_IDENTITY, LOG_FILE, LOG_BYTES_MAX);
+  install_signal_handlers();
+  load_cur_mode();
+  enter_cur_mode();
+  ready = true;
+  return 0;
+}
+
+void turn(int event_fd) {
+  timeval timeout{.tv_sec = 1, .tv_usec = 0};
+  event_recvr(context.cur_mode, event_fd, timeout);
+  serve_signals();
+  dut_role_monitor();
+  dispatch_timers(epoll_fd, event_waiting(event_fd) ? 0 : TIMER_WAIT_MS);
+  serve_signals();
+}
+
+void stop(int& event_fd) {
+  close_eventfd(event_fd);
+  if (context.need_restart != 0) {
+    vexoNvramConfig_save();
+    run_command("vexo_service restart");
+  }
+  onboard_log("main", __LINE__, "init failed, cleanup.\n");
+}
+
+}  // namespace
+
+int main() {
+  open_standard_descriptors();
+  (void)setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+  int event_fd = -1;
+  bool ready = false;
+  const int status = start(event_fd, ready);
+  if (ready) {
+    do {
+      turn(event_fd);
+    } while (context.need_restart == 0);
+  }
+  stop(event_fd);
+  return status;
+}

@@ -1,0 +1,97 @@
+// The mode table: what each mode writes, runs, listens to, watches and leaves behind.
+#include "core/mode_table.h"
+#include "discovery/probe_scan.h"
+#include "handshake/act_frame_parser.h"
+#include "handshake/action_frame.h"
+#include "handshake/base_side.h"
+#include "handshake/unit_side.h"
+#include "role/mode_entry.h"
+#include "role/role_monitor.h"
+
+namespace {
+
+constexpr std::array<Operation, 3> UNIT_OPERATIONS = {{
+    {ATTR_ID_1001, act_op_1001_handler},
+    {ATTR_ID_1003, act_op_1003_handler},
+    {ATTR_ID_1004, act_op_1004_handler},
+}};
+
+constexpr std::array<Operation, 2> BASE_OPERATIONS = {{
+    {ATTR_ID_1000, act_op_1000_handler},
+    {ATTR_ID_1002, act_op_1002_handler},
+}};
+
+constexpr std::array<ModeRow, ONBOARD_MODE_COUNT> MODES = {{
+    {.mode = ONBOARD_MODE_UNCONFIGURED,
+     .onboarding_role = "0",
+     .entry = unconfigured_mode_cfg,
+     .event_handler = uncfg_register,
+     .operations = {},
+     .monitor = unconfigured_monitor,
+     .settle = settle_unconfigured,
+     .timer = &mode_timer_fd},
+    {.mode = ONBOARD_MODE_UNCFG_ACT_HANDSHAKE,
+     .onboarding_role = "1",
+     .entry = unconfigured_act_handshake_mode_cfg,
+     .event_handler = uncfg_act_handshake_register,
+     .operations = UNIT_OPERATIONS,
+     .monitor = unconfigured_monitor,
+     .settle = nullptr,
+     .timer = &context.act_timer_fd},
+    {.mode = ONBOARD_MODE_TEMP_ROUTER,
+     .onboarding_role = "2",
+     .entry = temp_router_mode_cfg,
+     .event_handler = router_register,
+     .operations = BASE_OPERATIONS,
+     .monitor = temp_router_monitor,
+     .settle = settle_temp_router,
+     .timer = &mode_timer_fd},
+    {.mode = ONBOARD_MODE_TEMP_SATELLITE,
+     .onboarding_role = "3",
+     .entry = temp_sat_mode_cfg,
+     .event_handler = nullptr,
+     .operations = {},
+     .monitor = temp_sat_monitor,
+     .settle = settle_temp_satellite,
+     .timer = &mode_timer_fd},
+    {.mode = ONBOARD_MODE_TEMP_ETH_SATELLITE,
+     .onboarding_role = "4",
+     .entry = temp_sat_mode_cfg,
+     .event_handler = nullptr,
+     .operations = {},
+     .monitor = temp_sat_monitor,
+     .settle = settle_temp_eth_satellite,
+     .timer = &mode_timer_fd},
+    {.mode = ONBOARD_MODE_BASE,
+     .onboarding_role = "5",
+     .entry = temp_router_mode_cfg,
+     .event_handler = router_register,
+     .operations = BASE_OPERATIONS,
+     .monitor = onboarding_window_check,
+     .settle = settle_base,
+     .timer = nullptr},
+    {.mode = ONBOARD_MODE_SATELLITE,
+     .onboarding_role = "6",
+     .entry = nullptr,
+     .event_handler = nullptr,
+     .operations = {},
+     .monitor = nullptr,
+     .settle = nullptr,
+     .timer = nullptr},
+}};
+
+constexpr bool rows_stand_at_their_mode() {
+  for (std::size_t i = 0; i < MODES.size(); ++i) {
+    if (MODES[i].mode != i || MODES[i].onboarding_role[0] != static_cast<char>('0' + i)) {
+      return false;
+    }
+  }
+  return true;
+}
+static_assert(rows_stand_at_their_mode());
+
+}  // namespace
+
+const ModeRow* mode_row(OnboardMode mode) {
+  return mode < MODES.size() ? &MODES[mode] : nullptr;
+}

@@ -1,0 +1,93 @@
+#include "role/mode_entry.h"
+
+#include "core/context.h"
+#include "core/log.h"
+#include "core/mode_table.h"
+#include "core/nvram.h"
+#include "core/shell.h"
+#include "crypto/rsa_helpers.h"
+#include "role/search.h"
+#include "role/wl_elements.h"
+#include "vexo_nvram.h"
+
+namespace {
+
+void start_in(OnboardMode mode) {
+  context.cur_mode = mode;
+  context.target_role = mode;
+}
+
+// A unit that is not installed goes on where it was, but a handshake or anything else begins anew.
+void load_mode_before_installation() {
+  if (nvram_is("onboarding_role", "2")) {
+    start_in(ONBOARD_MODE_TEMP_ROUTER);
+    onboard_log("load_cur_mode", __LINE__, "Temp Router mode detected...\n");
+  } else if (nvram_is("onboarding_role", "3")) {
+    start_in(ONBOARD_MODE_TEMP_SATELLITE);
+    onboard_log("load_cur_mode", __LINE__, "Temp Satellite mode detected...\n");
+  } else if (nvram_is("onboarding_role", "4")) {
+    start_in(ONBOARD_MODE_TEMP_ETH_SATELLITE);
+    onboard_log("load_cur_mode", __LINE__, "Temp Satellite mode detected...\n");
+  } else {
+    start_in(ONBOARD_MODE_UNCONFIGURED);
+    onboard_log("load_cur_mode", __LINE__, "Default un-configured mode.\n");
+  }
+}
+
+void load_installed_mode() {
+  if (nvram_is("multiap_mode", "2") && nvram_is("enable_mesh_mode", "2") &&
+      nvram_is("mesh_role", "satallite")) {
+    start_in(ONBOARD_MODE_SATELLITE);
+    onboard_log("load_cur_mode", __LINE__, "Satellite detected...\n");
+  } else if (nvram_is("multiap_mode", "3") && nvram_is("enable_mesh_mode", "1")) {
+    start_in(ONBOARD_MODE_BASE);
+    onboard_log("load_cur_mode", __LINE__, "Base detected...\n");
+  }
+}
+
+}  // namespace
+
+int load_cur_mode() {
+  if (nvram_is("blank_state", "1")) {
+    load_mode_before_installation();
+  } else {
+    load_installed_mode();
+  }
+  return 0;
+}
+
+int enter_cur_mode() {
+  const ModeRow* row = mode_row(context.cur_mode);
+  if (row == nullptr) {
+    return 0;
+  }
+  vexoNvramConfig_set("onboarding_role", row->onboarding_role);
+  if (row->entry != nullptr) {
+    row->entry();
+  }
+  return 0;
+}
+
+int unconfigured_mode_cfg() {
+  run_command(ADD_UNIT_ELEMENT);
+  ONBOARD_LOG("%s", ADD_UNIT_ELEMENT);
+  vexoNvramConfig_set("sat_onboarding", "1");
+  vorlent_ie_scan();
+  mode_timer_fd = start_search_timer();
+  return 0;
+}
+
+int temp_router_mode_cfg() {
+  run_command(DEL_UNIT_ELEMENT);
+  ONBOARD_LOG("%s\n", DEL_UNIT_ELEMENT);
+  rsa_gen_key_pair();
+  mode_timer_fd = start_internet_watchdog();
+  return 0;
+}
+
+int temp_sat_mode_cfg() {
+  run_command(DEL_UNIT_ELEMENT);
+  ONBOARD_LOG("%s\n", DEL_UNIT_ELEMENT);
+  mode_timer_fd = start_backhaul_watchdog();
+  return 0;
+}

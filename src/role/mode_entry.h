@@ -1,0 +1,26 @@
+// Which mode the unit starts in, and what entering a mode does.
+//
+// Every entry, also a repeated one, runs its routine anew: the element on or off the air, a new key
+// pair where the mode needs one, the first scan, and a new timer whose descriptor replaces the one
+// in `mode_timer_fd` - whoever changes the mode deletes the old timer first. All return 0. The
+// entry of the handshake mode lives with the unit's side of the handshake, whose timer it arms.
+#ifndef VORLENT_ROLE_MODE_ENTRY_H
+#define VORLENT_ROLE_MODE_ENTRY_H
+
+// Sets `cur_mode` and `target_role` from NVRAM. Where NVRAM names no mode both keep their value.
+int load_cur_mode();
+
+// Writes the mode's digit to NVRAM `onboarding_role` and runs its entry routine; does nothing for a
+// value that is not a mode.
+int enter_cur_mode();
+
+// Entry of ONBOARD_MODE_UNCONFIGURED: advertise, scan at once, then every 5 seconds.
+int unconfigured_mode_cfg();
+
+// Entry of ONBOARD_MODE_TEMP_ROUTER and ONBOARD_MODE_BASE: key pair and Internet watchdog.
+int temp_router_mode_cfg();
+
+// Entry of ONBOARD_MODE_TEMP_SATELLITE and ONBOARD_MODE_TEMP_ETH_SATELLITE: backhaul watchdog.
+int temp_sat_mode_cfg();
+
+#endif

@@ -1,0 +1,36 @@
+#include "role/onboarding_window.h"
+
+#include "core/context.h"
+#include "core/log.h"
+#include "core/shell.h"
+#include "core/timer_list.h"
+#include "role/wl_elements.h"
+#include "vexo_nvram.h"
+
+namespace {
+
+constexpr int WINDOW_SECONDS = 60;
+
+}  // namespace
+
+int router_start_onboarding() {
+  run_command(ADD_BASE_ELEMENT);
+  ONBOARD_LOG("%s\n", ADD_BASE_ELEMENT);
+  TimerEntry entry{};
+  entry.timeout = WINDOW_SECONDS;
+  entry.callback = router_stop_onboarding;
+  const int timer = add_timer(epoll_fd, entry);
+  ONBOARD_LOG("add timer: %d for candidate action frame handshake in 60 secs.\n", timer);
+  vexoNvramConfig_set("onboarding_soap_active", "0");
+  vexoNvramConfig_set("onboarding_active_state", "2");
+  context.onboarding_active = 1;
+  return timer;
+}
+
+void router_stop_onboarding(int timer) {
+  run_command(DEL_BASE_ELEMENT);
+  ONBOARD_LOG("%s\n", DEL_BASE_ELEMENT);
+  del_timer(epoll_fd, timer);
+  vexoNvramConfig_set("onboarding_active_state", "0");
+  context.onboarding_active = 0;
+}

@@ -1,0 +1,181 @@
+#include "role/role_monitor.h"
+
+#include "core/log.h"
+#include "core/mode_table.h"
+#include "core/nvram.h"
+#include "core/timer_list.h"
+#include "role/configuration.h"
+#include "role/mode_entry.h"
+#include "role/onboarding_window.h"
+#include "vexo_nvram.h"
+
+namespace {
+
+constexpr std::int32_t FAILED_CHECKS_TOLERATED = 9;
+
+bool failed_too_often(std::uint32_t count) {
+  return static_cast<std::int32_t>(count) > FAILED_CHECKS_TOLERATED;
+}
+
+void change_to(OnboardMode mode) {
+  context.target_role = mode;
+  role_bakery();
+}
+
+// True when a manual request was there and has been served.
+bool serve_manual_request() {
+  if (nvram_is("mesh_role_manual", "base")) {
+    context.target_role = ONBOARD_MODE_TEMP_ROUTER;
+    vexoNvramConfig_unset("mesh_role_manual");
+    onboard_log("dut_role_monitor", __LINE__, "Change to base mode manually.\n");
+    role_bakery();
+    return true;
+  }
+  if (nvram_is("mesh_role_manual", "uncfg")) {
+    vexoNvramConfig_unset("mesh_role_manual");
+    onboard_log("dut_role_monitor", __LINE__, "restore to Unconfigured mode.\n");
+    restore_to_uncfg_mode(1);
+    return true;
+  }
+  return false;
+}
+
+// The backhaul is up: over `enable_mesh_mode` "1" Ethernet, over "2" wireless.
+bool agent_configured(const char* enable_mesh_mode) {
+  return nvram_is("map_agent_configured", "1") && nvram_is("multiap_mode", "2") &&
+         nvram_is("enable_mesh_mode", enable_mesh_mode);
+}
+
+}  // namespace
+
+void dut_role_monitor() {
+  if (serve_manual_request()) {
+    return;
+  }
+  const ModeRow* row = mode_row(context.cur_mode);
+  if (row == nullptr) {
+    ONBOARD_LOG("Unknown mode detected: %d\n", static_cast<int>(context.cur_mode));
+  } else if (row->monitor != nullptr) {
+    row->monitor();
+  }
+}
+
+void unconfigured_monitor() {
+  if (nvram_is("blank_state", "0")) {
+    ONBOARD_LOG("Leave blank_state without full installation...\n");
+    change_to(ONBOARD_MODE_BASE);
+  } else if (agent_configured("1")) {
+    ONBOARD_LOG("Ethernet satellite detected...\n");
+    change_to(ONBOARD_MODE_TEMP_ETH_SATELLITE);
+  } else if (agent_configured("2")) {
+    ONBOARD_LOG("Temp satellite detected...\n");
+    change_to(ONBOARD_MODE_TEMP_SATELLITE);
+  } else if (nvram_is("wan_status", "up")) {
+    change_to(ONBOARD_MODE_TEMP_ROUTER);
+  }
+}
+
+void temp_router_monitor() {
+  if (nvram_is("blank_state", "0") && nvram_is("multiap_mode", "3")) {
+    change_to(ONBOARD_MODE_BASE);
+    return;
+  }
+  onboarding_window_check();
+  if (failed_too_often(context.wan_fail_count)) {
+    change_to(ONBOARD_MODE_UNCONFIGURED);
+  }
+}
+
+void temp_sat_monitor() {
+  if (nvram_is("blank_state", "0") && nvram_is("multiap_mode", "2")) {
+    change_to(ONBOARD_MODE_SATELLITE);
+  } else if (failed_too_often(context.bh_fail_count)) {
+    change_to(ONBOARD_MODE_UNCONFIGURED);
+  }
+}
+
+void onboarding_window_check() {
+  if (!nvram_is("onboarding_soap_active", "1")) {
+    return;
+  }
+  if (context.onboarding_active != 0) {
+    router_stop_onboarding(onboarding_timer_fd);
+  }
+  onboarding_timer_fd = router_start_onboarding();
+}
+
+void role_bakery() {
+  ONBOARD_LOG("target_role:cur_role >> (%d:%d)\n", static_cast<int>(context.target_role),
+              static_cast<int>(context.cur_mode));
+  if (context.target_role == context.cur_mode) {
+    return;
+  }
+  clear_timer();
+  const OnboardMode old_mode = context.cur_mode;
+  context.cur_mode = context.target_role;
+  enter_cur_mode();
+  const ModeRow* row = mode_row(context.cur_mode);
+  if (row != nullptr && row->settle != nullptr) {
+    row->settle(old_mode);
+  }
+}
+
+void clear_timer() {
+  ONBOARD_LOG("check alive timers.\n");
+  const ModeRow* row = mode_row(context.cur_mode);
+  int* timer = row == nullptr ? nullptr : row->timer;
+  if (timer == nullptr) {
+    ONBOARD_LOG("No alive timer: %d\n", static_cast<int>(context.cur_mode));
+    timer = &mode_timer_fd;  // a base's Internet watchdog: left alive, it would soon be one of two
+  }
+  if (*timer > 0) {
+    del_timer(epoll_fd, *timer);
+    *timer = 0;
+  }
+}
+
+void restore_to_uncfg_mode(int flag) {
+  ONBOARD_LOG("restore to Unconfigured mode.\n");
+  reset_to_uncfg_defaults();
+  if (flag != 0) {
+    context.need_restart = 1;
+  }
+}
+
+void timer_cb_act_handshake_expired(int /*timer_fd*/) {
+  change_to(ONBOARD_MODE_UNCONFIGURED);
+}
+
+// A unit whose handshake failed searches again at once; every other way back restarts the services.
+void settle_unconfigured(OnboardMode old_mode) {
+  onboard_log("role_bakery", __LINE__, "Restore to un-configured mode.\n");
+  restore_to_uncfg_mode(old_mode == ONBOARD_MODE_UNCFG_ACT_HANDSHAKE ? 0 : 1);
+}
+
+void settle_temp_router(OnboardMode /*old_mode*/) {
+  onboard_log("role_bakery", __LINE__, "Apply Base configuration.\n");
+  apply_base_config();
+}
+
+void settle_temp_satellite(OnboardMode /*old_mode*/) {
+  onboard_log("role_bakery", __LINE__, "Apply satellite configuration.\n");
+  apply_satellite_config();
+  vexoNvramConfig_set("restart_all_processes", "1");
+  context.need_restart = 1;
+}
+
+void settle_temp_eth_satellite(OnboardMode /*old_mode*/) {
+  onboard_log("role_bakery", __LINE__, "Ethernet BH established!, go to apply zorv nvram. \n");
+  set_satellite_role();
+  context.need_restart = 1;
+}
+
+// Only a unit that was never configured as a base needs the configuration, and then at once.
+void settle_base(OnboardMode old_mode) {
+  if (old_mode != ONBOARD_MODE_UNCONFIGURED && old_mode != ONBOARD_MODE_UNCFG_ACT_HANDSHAKE) {
+    return;
+  }
+  onboard_log("role_bakery", __LINE__, "Apply Base configuration.\n");
+  vexoNvramConfig_set("vorlent_force_apply", "1");
+  apply_base_config();
+}
