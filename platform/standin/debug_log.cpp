@@ -21,6 +21,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <list>
+#include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 
@@ -146,26 +148,11 @@ void append(Log& log, std::string_view message) {
   }
 }
 
-// Formats in place where that is enough and on the heap where it is not, but never cuts.
-void format_and_append(Log& log, const char* format, va_list arguments) {
-  std::array<char, kUsualMessage> usual;
-  const int reason = errno;  // For %m.
-  va_list again;
-  va_copy(again, arguments);
-  const int length = std::vsnprintf(usual.data(), usual.size(), format, arguments);
-  if (length > 0) {
-    const auto size = static_cast<std::size_t>(length);
-    if (size < usual.size()) {
-      append(log, {usual.data(), size});
-    } else {
-      std::string whole(size + 1, '\0');
-      errno = reason;
-      if (std::vsnprintf(whole.data(), whole.size(), format, again) == length) {
-        append(log, {whole.data(), size});
-      }
-    }
+void append_guarded(const char* identity, const char* name, std::string_view message) {
+  try {
+    append(log_of(identity, name), message);
+  } catch (...) {  // No memory: the message is dropped and the caller goes on.
   }
-  va_end(again);
 }
 
 }  // namespace
@@ -180,17 +167,31 @@ void shared_debug_log_init(const char* identity, const char* file, int max_bytes
   }
 }
 
+// Formats in place where that is enough and on the heap where it is not, but never cuts.
 void shared_debug_log_do_write_log(const char* identity, const char* file, const char* format,
                                    ...) {
   const KeepErrno keep;
   if (identity == nullptr || file == nullptr || *file == '\0' || format == nullptr) {
     return;
   }
+  std::array<char, kUsualMessage> usual;
   va_list arguments;
   va_start(arguments, format);
-  try {
-    format_and_append(log_of(identity, file), format, arguments);
-  } catch (...) {  // No memory: the message is dropped and the caller goes on.
-  }
+  const int length = std::vsnprintf(usual.data(), usual.size(), format, arguments);
   va_end(arguments);
+  if (length <= 0) {
+    return;
+  }
+  const auto size = static_cast<std::size_t>(length);
+  if (size < usual.size()) {
+    append_guarded(identity, file, {usual.data(), size});
+    return;
+  }
+  const std::unique_ptr<char[]> whole(new (std::nothrow) char[size + 1]);
+  if (whole != nullptr) {
+    va_start(arguments, format);
+    static_cast<void>(std::vsnprintf(whole.get(), size + 1, format, arguments));
+    va_end(arguments);
+    append_guarded(identity, file, {whole.get(), size});
+  }
 }

@@ -40,7 +40,8 @@ void complain(const std::string& what) {
 }
 
 int wrong_use(const std::string& reason) {
-  complain(reason + "\n\n" + kUsage);
+  complain(reason + '\n');
+  static_cast<void>(std::fputs(kUsage, stderr));
   return kWrongUse;
 }
 

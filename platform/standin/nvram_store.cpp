@@ -84,6 +84,10 @@ bool read_store(const char* path, Fd& file, struct stat& status, std::string& te
     errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
     return false;
   }
+  if (status.st_size > static_cast<off_t>(kMaxStore)) {
+    errno = EFBIG;
+    return false;
+  }
   return read_all(file, kMaxStore, text);
 }
 

@@ -1,0 +1,83 @@
+#include "shared_debug_log.h"
+
+#include "standin_folder.h"
+#include "vexo_nvram.h"
+
+using testing::AnyOf;
+using testing::HasSubstr;
+using testing::Not;
+
+struct DebugLog : StandinFolder {
+  DebugLog() { shared_debug_log_init("me", "log", 0); }
+  static void log(const std::string& text) {
+    shared_debug_log_do_write_log("me", "log", "%s", text.c_str());
+  }
+  std::string path = folder + "/log";
+};
+
+TEST_F(DebugLog, AppendsWholeMessagesAsTheyStand) {
+  write(path, "old\n");
+  errno = ENOENT;
+  shared_debug_log_do_write_log("me", "log", "%d%% %m|", 7);
+  EXPECT_EQ(errno, ENOENT);
+  const std::string large(200000, 'x');
+  log(large);
+  log("");
+  log("\n");
+  EXPECT_EQ(content(path), "old\n7% No such file or directory|" + large + "\n");
+}
+
+TEST_F(DebugLog, RollsOverAtItsBoundAndLosesNothing) {
+  shared_debug_log_init("me", "log", 1000);
+  std::string current;
+  std::string former;
+  for (int i = 0; i < 300; ++i) {
+    const std::string message =
+        std::to_string(i) + std::string(static_cast<std::size_t>(i * 37 % 1100), '.') + '\n';
+    if (!current.empty() && current.size() + message.size() > 1000) {
+      former = std::exchange(current, "");
+    }
+    current += message;
+    log(message);
+    ASSERT_EQ(content(path), current) << i;
+    ASSERT_EQ(content(path + ".1"), former) << i;
+  }
+  std::filesystem::remove(path + ".1");
+  std::filesystem::create_directory(path + ".1");
+  log(std::string(1000, '!'));
+  EXPECT_EQ(content(path), current);
+}
+
+TEST_F(DebugLog, ComesBackAfterEveryTrouble) {
+  const auto writes_to = [&](const std::string& file) {
+    log("+");
+    const std::string text = content(file);
+    return !text.empty() && text.back() == '+';
+  };
+  EXPECT_TRUE(writes_to(path));
+  std::filesystem::remove(path);
+  EXPECT_TRUE(writes_to(path));
+  std::filesystem::rename(path, path + ".moved");
+  EXPECT_TRUE(writes_to(path));
+  std::filesystem::remove(path);
+  shell("mkfifo " + path);
+  log("into a pipe that nobody reads");
+  ::setenv("VEXO_LOG_DIR", (folder + "/later").c_str(), 1);
+  EXPECT_FALSE(writes_to(folder + "/later/log"));
+  std::filesystem::create_directory(folder + "/later");
+  EXPECT_TRUE(writes_to(folder + "/later/log"));
+}
+
+TEST_F(DebugLog, DropsWholeMessagesOnly) {
+  log("1234567890");
+  on_disk_of(15, [] { log("abcdefghij"); });
+  log("+");
+  EXPECT_EQ(content(path), "1234567890+");
+}
+
+TEST_F(DebugLog, LeavesNoDescriptorToCommands) {
+  log("+");
+  vexoNvramConfig_set("a", "1");
+  vexoNvramConfig_get("a");
+  EXPECT_THAT(shell("ls -l /proc/self/fd"), Not(AnyOf(HasSubstr("/log"), HasSubstr("/nvram"))));
+}

@@ -1,0 +1,124 @@
+#include "vexo_nvram.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include "standin_folder.h"
+
+using testing::HasSubstr;
+using testing::Not;
+
+struct Nvram : StandinFolder {
+  std::string command(const std::string& arguments) { return shell(NVRAM_COMMAND " " + arguments); }
+};
+
+TEST_F(Nvram, KeepsWholeValuesAndAbsence) {
+  EXPECT_STREQ(vexoNvramConfig_get("key"), "");
+  EXPECT_EQ(vexoNvramConfig_match("key", ""), 0);
+  for (const std::string value : {"", "a b=c", "\\n\n\r\\"}) {
+    ASSERT_EQ(vexoNvramConfig_set("key", value.c_str()), 0);
+    EXPECT_STREQ(vexoNvramConfig_get("key"), value.c_str());
+    EXPECT_EQ(vexoNvramConfig_match("key", value.c_str()), 1);
+    EXPECT_EQ(vexoNvramConfig_match("key", (value + "x").c_str()), 0);
+  }
+  EXPECT_EQ(vexoNvramConfig_unset("key"), 0);
+  EXPECT_EQ(vexoNvramConfig_match("key", ""), 0);
+  EXPECT_EQ(content(store), "");
+  EXPECT_EQ(vexoNvramConfig_unset("key"), 0);
+  for (const char* wrong : {static_cast<const char*>(nullptr), "", "a=b", "a\nb"}) {
+    EXPECT_NE(vexoNvramConfig_set(wrong, "2"), 0);
+  }
+  EXPECT_EQ(content(store), "");
+}
+
+TEST_F(Nvram, SeesEveryChangeAtTheNextCall) {
+  vexoNvramConfig_set("a", "1");
+  command("set a=2");
+  EXPECT_EQ(vexoNvramConfig_match("a", "2"), 1);
+  for (int i = 0; i < 200; ++i) {  // Many within one tick of the clock, all of one size.
+    const std::string value(1, static_cast<char>('a' + i % 26));
+    write(store + ".new", std::string("a=").append(value).append("\nb=").append(value));
+    std::filesystem::rename(store + ".new", store);
+    ASSERT_EQ(vexoNvramConfig_match("a", vexoNvramConfig_get("b")), 1);
+    ASSERT_EQ(vexoNvramConfig_get("a"), value);
+  }
+  write(store, "a=edited in place\n");
+  EXPECT_STREQ(vexoNvramConfig_get("a"), "edited in place");
+  std::filesystem::remove(store);
+  EXPECT_STREQ(vexoNvramConfig_get("a"), "");
+}
+
+// A store through a mapping changes neither size nor times on the memory file system of /tmp, so
+// that nobody who does not read the file again can know of it.
+TEST_F(Nvram, DoesNotReadAnUnchangedFileAgain) {
+  write(store, "a=1\n");
+  const int file = ::open(store.c_str(), O_RDWR | O_CLOEXEC);
+  auto* text = static_cast<char*>(::mmap(nullptr, 4, PROT_WRITE, MAP_SHARED, file, 0));
+  text[2] = '1';  // The page is in place before the store is read.
+  ASSERT_EQ(vexoNvramConfig_match("a", "1"), 1);
+  text[2] = '2';
+  ASSERT_EQ(content(store), "a=2\n");
+  EXPECT_EQ(vexoNvramConfig_match("a", "1"), 1);
+  ::futimens(file, nullptr);
+  EXPECT_EQ(vexoNvramConfig_match("a", "2"), 1);
+  ::munmap(text, 4);
+  ::close(file);
+}
+
+TEST_F(Nvram, SavesAllOrLosesNothing) {
+  vexoNvramConfig_set("a", "1\n");
+  EXPECT_EQ(vexoNvramConfig_save(), 0);
+  const std::string large(5000, 'x');
+  testing::internal::CaptureStderr();
+  on_disk_of(4096, [&] {
+    EXPECT_NE(vexoNvramConfig_set("b", large.c_str()), 0);
+    EXPECT_NE(vexoNvramConfig_set("b", large.c_str()), 0);
+  });
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "nvram: cannot change " + store + ": File too large\n");
+  EXPECT_EQ(content(store), "a=1\\n\n");
+  vexoNvramConfig_set("b", large.c_str());
+  on_disk_of(4096, [] { EXPECT_NE(vexoNvramConfig_save(), 0); });
+  EXPECT_EQ(content(store + ".saved"), "a=1\\n\n");
+  EXPECT_THAT(shell("ls " + folder), Not(HasSubstr("tmp")));
+  for (const std::string& path : {folder, folder + "/missing/nvram", std::string("/dev/null")}) {
+    ::setenv("VEXO_NVRAM", path.c_str(), 1);
+    errno = EXDEV;
+    EXPECT_STREQ(vexoNvramConfig_get("a"), "") << path;
+    EXPECT_EQ(errno, EXDEV);
+    EXPECT_NE(vexoNvramConfig_set("a", "1"), 0) << path;
+    EXPECT_NE(vexoNvramConfig_save(), 0) << path;
+  }
+}
+
+TEST_F(Nvram, CommandDoesWhatItSays) {
+  ::setenv("VEXO_RESTART_HOOK", "/bin/false", 1);
+  const char* cases[][2] = {
+      // Arguments, and what is printed, with the exit status at the end.
+      {"get b", "\n0"},
+      {"set 'b=x y\\'", "0"},
+      {"set a=", "0"},
+      {"get b", "x y\\\n0"},
+      {"show", "a=\nb=x y\\\\\n0"},
+      {"unset a", "0"},
+      {"show", "b=x y\\\\\n0"},
+      {"commit", "0"},
+      {"--version", "nvram 1.0.0\n0"},
+      {"restart", "1"},
+  };
+  for (const auto& [arguments, printed] : cases) {
+    EXPECT_EQ(command(arguments).append(std::to_string(status)), printed) << arguments;
+  }
+  EXPECT_EQ(content(store + ".saved"), "b=x y\\\\\n");
+  for (const char* wrong : {"", "got", "get", "set a", "set =1", "unset a=1", "show a"}) {
+    EXPECT_THAT(command(wrong), testing::AllOf(HasSubstr("nvram: "), HasSubstr("Usage:")));
+    EXPECT_EQ(status, 2) << wrong;
+  }
+  ::unsetenv("VEXO_RESTART_HOOK");
+  EXPECT_THAT(command("restart"), HasSubstr("nothing is restarted"));
+  EXPECT_EQ(status, 0);
+  ::setenv("VEXO_NVRAM", "/missing/nvram", 1);
+  EXPECT_EQ(command("set a=1").append(std::to_string(status)),
+            "nvram: cannot lock /missing/nvram: No such file or directory\n1");
+}

@@ -1,0 +1,33 @@
+#include "platform_onboarding.h"
+
+#include "standin_folder.h"
+#include "vexo_nvram.h"
+
+using Onboarding = StandinFolder;
+
+TEST_F(Onboarding, FindsWholeCandidatesWithoutRegardToCase) {
+  EXPECT_EQ(check_mac_in_candidate_satellite("02:00:00:00:00:aa"), 0);
+  vexoNvramConfig_set("candidate_satellites", " 02:00:00:00:00:AA  02:00:00:00:00:bb");
+  for (const char* listed : {"02:00:00:00:00:aa", "02:00:00:00:00:AA", "02:00:00:00:00:Bb"}) {
+    EXPECT_NE(check_mac_in_candidate_satellite(listed), 0) << listed;
+  }
+  for (const char* other : {"", " ", "02:00:00:00:00:a", "02:00:00:00:00:AA  02:00:00:00:00:bb"}) {
+    EXPECT_EQ(check_mac_in_candidate_satellite(other), 0) << other;
+  }
+}
+
+TEST_F(Onboarding, LogsWhatItIsCalledFor) {
+  disable_mesh_settings();
+  reset_to_uncfg_mode();
+  EXPECT_EQ(content(folder + "/vorlent_dbg.log"),
+            "[platform] disable_mesh_settings\n[platform] reset_to_uncfg_mode\n");
+}
+
+TEST(Ether, WritesUpperCaseText) {
+  const std::array<unsigned char, 6> mac = {0x00, 0x1b, 0xff, 0x9a, 0x0f, 0xf0};
+  std::array<char, 19> text;
+  text.fill('~');
+  EXPECT_EQ(ether_etoa(mac.data(), text.data()), text.data());
+  EXPECT_STREQ(text.data(), "00:1B:FF:9A:0F:F0");
+  EXPECT_EQ(text[18], '~');
+}
