@@ -1,0 +1,34 @@
+// What the user sees of a run: a line of words for each step of the story where standard output is
+// no terminal, one live line per unit where it is one, and the table at the end of both.
+#ifndef LAB_CONSOLE_H
+#define LAB_CONSOLE_H
+
+#include <string>
+
+#include "loop.h"
+
+namespace lab {
+
+struct Lab;
+struct Node;
+struct Occurrence;
+struct Verdict;
+
+struct Console {
+  bool live = false;
+  bool quiet = false;  // a machine reads the result
+  int lines = 0;       // of the live display that stand on the terminal
+  Time drawn{-1};
+};
+
+void console_notices(Lab& lab, const Occurrence& seen);
+void draw_live(Lab& lab);
+// The table, what was expected, and the files; or the same as one JSON document.
+void print_result(Lab& lab, bool as_json);
+// What a unit waits for, in words.
+std::string waits_for(const Node& node);
+std::string outcome_of(Lab& lab, const Node& node);
+
+}  // namespace lab
+
+#endif

@@ -1,0 +1,152 @@
+// meshlab: a mesh of real daemons on one machine, with a played radio and platform around them.
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <filesystem>
+
+#include "lab.h"
+
+namespace {
+
+using namespace lab;
+namespace fs = std::filesystem;
+
+// What the command line says over the scenario.
+struct Overrides {
+  std::optional<int> units;
+  std::optional<double> loss;
+  std::optional<double> duplicate;
+  std::optional<double> delay;
+  std::optional<double> jitter;
+  std::optional<std::uint64_t> seed;
+  std::optional<int> time_lapse;
+};
+
+int fail(const std::string& why) {
+  fprintf(stderr, "meshlab: %s\n", why.c_str());
+  return 2;
+}
+
+void apply(const Overrides& overrides, Scenario& scenario) {
+  scenario.units = overrides.units.value_or(scenario.units);
+  scenario.air.seed = overrides.seed.value_or(scenario.air.seed);
+  scenario.time_lapse = overrides.time_lapse.value_or(scenario.time_lapse);
+  scenario.air.loss = overrides.loss ? *overrides.loss / 100 : scenario.air.loss;
+  scenario.air.duplicate =
+      overrides.duplicate ? *overrides.duplicate / 100 : scenario.air.duplicate;
+  scenario.air.delay = overrides.delay ? from_seconds(*overrides.delay / 1000) : scenario.air.delay;
+  scenario.air.jitter =
+      overrides.jitter ? from_seconds(*overrides.jitter / 1000) : scenario.air.jitter;
+}
+
+// A name is looked up in the laboratory's own scenarios, anything with a slash or a dot is a file.
+std::string scenario_path(const Options& options) {
+  const bool is_file = options.scenario.find_first_of("/.") != std::string::npos;
+  return is_file ? options.scenario
+                 : options.tools + "/scenarios/" + options.scenario + ".scenario";
+}
+
+std::string list_scenarios(const Options& options) {
+  std::set<std::string> names;
+  std::error_code ignored;
+  for (const auto& entry : fs::directory_iterator(options.tools + "/scenarios", ignored)) {
+    names.insert(entry.path().stem());
+  }
+  std::string list;
+  for (const std::string& name : names) {
+    list += (list.empty() ? "" : ", ") + name;
+  }
+  return list;
+}
+
+std::string load(Lab& lab, const Overrides& overrides) {
+  const std::string path = scenario_path(lab.options);
+  const auto text = read_file(path);
+  if (!text) {
+    return path + ": no such scenario; there are " + list_scenarios(lab.options) +
+           ", or name a file";
+  }
+  std::string error;
+  if (parse_scenario(*text, path, lab.scenario, error)) {
+    apply(overrides, lab.scenario);
+    check_names(lab.scenario, error);
+  }
+  return error;
+}
+
+// Why the laboratory cannot work here, in one line.
+std::string why_not(Options& options) {
+  options.daemon = options.daemon.empty() ? options.tools + "/vorlent" : options.daemon;
+  for (const std::string& file :
+       {options.daemon, options.tools + "/nvram", options.tools + "/lab-agent",
+        options.tools + "/liblab_timelapse.so"}) {
+    if (access(file.c_str(), R_OK) != 0) {
+      return file +
+             ": missing; build the project first (cmake --build), or name the daemon by --daemon";
+    }
+  }
+  options.daemon = fs::absolute(options.daemon);
+  const std::string sandbox = why_no_sandbox();
+  if (sandbox.find("No such file") != std::string::npos) {
+    return "bubblewrap is not installed; install the package bubblewrap";
+  }
+  if (!sandbox.empty()) {
+    return "no sandbox can be made here (" + sandbox +
+           "); user namespaces must be allowed, see kernel.unprivileged_userns_clone and "
+           "kernel.apparmor_restrict_unprivileged_userns";
+  }
+  return {};
+}
+
+void add_run_options(CLI::App& run, Options& options, Overrides& overrides) {
+  run.add_option("SCENARIO", options.scenario, "a scenario's name or file (default: onboard)");
+  run.add_option("--units", overrides.units, "how many un-configured units")
+      ->check(CLI::Range(1, kMaxUnits));
+  run.add_option("--loss", overrides.loss, "percent of frames that are lost")
+      ->check(CLI::Range(0.0, 100.0));
+  run.add_option("--duplicate", overrides.duplicate, "percent of frames that arrive twice")
+      ->check(CLI::Range(0.0, 100.0));
+  run.add_option("--delay", overrides.delay, "milliseconds from the antenna to the daemon")
+      ->check(CLI::Range(0.0, 60000.0));
+  run.add_option("--jitter", overrides.jitter, "milliseconds that may come on top")
+      ->check(CLI::Range(0.0, 60000.0));
+  run.add_option("--seed", overrides.seed, "what the air's chances are drawn from");
+  run.add_option("--time-lapse", overrides.time_lapse, "run all clocks this many times as fast")
+      ->check(CLI::Range(1, 1000));
+  run.add_option("--out", options.out, "folder for the results (default: lab-results)");
+  run.add_option("--daemon", options.daemon, "the daemon's binary (default: beside meshlab)");
+  run.add_flag("--json", options.json, "print the result as JSON and nothing else");
+  run.add_flag("--keep", options.keep, "keep the units' folders");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Lab lab;
+  Overrides overrides;
+  std::error_code error;
+  lab.options.tools = fs::read_symlink("/proc/self/exe", error).parent_path();
+  CLI::App app("A mesh of real vorlent daemons on one machine, to look at and to break", "meshlab");
+  app.require_subcommand(1);
+  CLI::App* run_command = app.add_subcommand("run", "run a scenario");
+  add_run_options(*run_command, lab.options, overrides);
+  CLI::App* list_command = app.add_subcommand("list", "list the scenarios");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& wrong) {
+    return app.exit(wrong) == 0 ? 0 : 2;
+  }
+  if (list_command->parsed()) {
+    printf("%s\n", list_scenarios(lab.options).c_str());
+    return 0;
+  }
+  std::string why = load(lab, overrides);
+  why = why.empty() ? why_not(lab.options) : why;
+  if (!why.empty()) {
+    return fail(why);
+  }
+  lab.console.quiet = lab.options.json;
+  lab.console.live = !lab.options.json && isatty(STDOUT_FILENO) != 0;
+  return run(lab);
+}

@@ -1,0 +1,390 @@
+#include "platform.h"
+
+#include <cjson/cJSON.h>
+#include <dirent.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "lab.h"
+
+namespace lab {
+
+namespace {
+
+constexpr Time kBackhaulUp = 300ms;    // from the restart to a backhaul that stands
+constexpr Time kInstallation = 500ms;  // from there to the end of the installation
+constexpr Time kSupervisor = 1s;       // until a daemon that ended by itself is started again
+constexpr Time kWindow = 60s;
+constexpr Time kQuiet = 40s;        // longer than any handshake that still gets somewhere
+constexpr std::size_t kTable = 15;  // what a base's table holds
+
+const char* const kCredentials[][3] = {{"bh_ssid", "wl1_ssid", "wlg_b_ssid"},
+                                       {"bh_wpa_psk", "wl1_wpa_psk", "wlg_b_wpa_psk"},
+                                       {"bh_crypto", "wl1_crypto", "wlg_b_crypto"},
+                                       {"bh_akm", "wl1_akm", "wlg_b_akm"}};
+
+std::string value_of(const Settings& settings, const char* key) {
+  const auto found = settings.find(key);
+  return found == settings.end() ? "" : found->second;
+}
+
+void say(Lab& lab, Node& node, const std::string& text) {
+  publish(lab, {.what = What::platform, .node = &node, .text = text});
+}
+
+// Does it unless the power was cut or the daemon started anew in between.
+template <typename Action>
+void later_in_this_life(Lab& lab, Node& node, Time span, Action action) {
+  lab.loop.after(span, [&node, epoch = node.radio.epoch, starts = node.platform.starts, action] {
+    if (node.radio.epoch == epoch && node.platform.starts == starts && node.sandbox.daemon_runs) {
+      action();
+    }
+  });
+}
+
+void empty_folder(const std::string& path) {
+  DIR* folder = opendir(path.c_str());
+  while (const dirent* entry = folder != nullptr ? readdir(folder) : nullptr) {
+    if (entry->d_name[0] != '.') {
+      unlink((path + "/" + entry->d_name).c_str());
+    }
+  }
+  if (folder != nullptr) {
+    closedir(folder);
+  }
+}
+
+// Which file the NVRAM is at the moment: every writer replaces it.
+std::string stamp_of(const Node& node) {
+  struct stat status {};
+  stat(nvram_path(node).c_str(), &status);
+  return std::to_string(status.st_ino) + " " + std::to_string(status.st_mtim.tv_sec) + " " +
+         std::to_string(status.st_mtim.tv_nsec);
+}
+
+// What is in /tmp when a unit starts: its NVRAM as it was last saved and nothing else.
+void restore_nvram(Lab& lab, Node& node) {
+  const std::string saved = nvram_path(node) + ".saved";
+  std::string text = format_nvram(node.platform.factory);
+  if (!node.platform.first_boot) {
+    text = read_file(saved).value_or("");
+    if (!is_whole(text)) {
+      ++node.journey.torn;
+      publish(lab, {.what = What::fault, .node = &node, .text = "its saved NVRAM is torn"});
+    }
+  }
+  empty_folder(tmp_of(node));
+  replace_file(saved, text);
+  Settings settings = parse_nvram(text);
+  settings["map_agent_configured"] = "0";
+  replace_file(nvram_path(node), format_nvram(settings));
+  node.platform.own_stamp = stamp_of(node);
+  node.platform.nvram = settings;
+  node.platform.first_boot = false;
+}
+
+void start(Lab& lab, Node& node) {
+  Platform& platform = node.platform;
+  ++platform.starts;
+  platform.restart_wanted = false;
+  platform.end_expected = false;
+  publish(lab, {.what = What::daemon, .node = &node, .text = "the daemon starts", .number = 1});
+  start_daemon(lab, node);
+  // Where the mode's key does not change, nothing tells of the entry; by then it is over.
+  lab.loop.after_real(200ms, [&lab, &node, starts = platform.starts] {
+    if (node.platform.starts == starts && node.platform.mode == kOff) {
+      node.platform.own_stamp.clear();
+      nvram_changed(lab, node);
+    }
+  });
+}
+
+void set_mode(Lab& lab, Node& node, int mode) {
+  const int before = std::exchange(node.platform.mode, mode);
+  if (before != mode) {
+    publish(lab, {.what = What::mode, .node = &node, .text = {}, .number = mode, .before = before});
+  }
+}
+
+// A restart ends the daemon that still runs: it is given time to go by itself, then told to.
+void end_daemon(Lab& lab, Node& node) {
+  const auto unless_gone = [&lab, &node](Time span, int number) {
+    lab.loop.after_real(span, [&node, number, starts = node.platform.starts,
+                               epoch = node.radio.epoch] {
+      if (node.platform.starts == starts && node.radio.epoch == epoch && node.sandbox.daemon_runs) {
+        signal_daemon(node, number);
+      }
+    });
+  };
+  unless_gone(2s, SIGTERM);
+  unless_gone(5s, SIGKILL);
+}
+
+void finish_installation(Lab& lab, Node& node) {
+  say(lab, node, "ends the installation: blank_state becomes 0, NVRAM is saved");
+  set_nvram(lab, node, {{"blank_state", "0"}});
+  save_nvram(nvram_path(node));
+}
+
+void bring_up_backhaul(Lab& lab, Node& node) {
+  if (node.platform.mode != 3) {
+    return;
+  }
+  for (Node* base : all_of(lab, NodeKind::base)) {
+    if (has_credentials_of(node, *base) && base->platform.mode == 5) {
+      say(lab, node, "has its backhaul to " + base->name + ": map_agent_configured becomes 1");
+      set_nvram(lab, node, {{"map_agent_configured", "1"}});
+      later_in_this_life(lab, node, kInstallation,
+                         [&lab, &node] { finish_installation(lab, node); });
+      return;
+    }
+  }
+  later_in_this_life(lab, node, 1s, [&lab, &node] { bring_up_backhaul(lab, node); });
+}
+
+// Units that this base may yet hear from before it pushes.
+std::size_t expected_units(Lab& lab, const Node& base) {
+  std::size_t count = 0;
+  for (const Node* unit : all_of(lab, NodeKind::unit)) {
+    const std::string station = text_of(unit->radio.mac);
+    bool elsewhere = base.platform.pushed.count(station) != 0;
+    for (const Node* other : all_of(lab, NodeKind::base)) {
+      elsewhere = elsewhere || (other != &base && other->platform.ready.count(station) != 0);
+    }
+    const bool done = unit->platform.mode == 6 || unit->platform.mode == 3;
+    count += is_powered(*unit) && !done && !elsewhere ? 1 : 0;
+  }
+  return count;
+}
+
+bool all_installed(Lab& lab) {
+  const auto units = all_of(lab, NodeKind::unit);
+  return std::all_of(units.begin(), units.end(),
+                     [](const Node* unit) { return unit->platform.mode == 6; });
+}
+
+std::string units_text(std::size_t count) {
+  return std::to_string(count) + (count == 1 ? " unit" : " units");
+}
+
+bool shall_push(Lab& lab, const Node& base) {
+  const Platform& platform = base.platform;
+  return platform.automatic && !platform.ready.empty() &&
+         (platform.ready.size() >= expected_units(lab, base) || platform.ready.size() >= kTable ||
+          lab.loop.clock.now() - platform.ready_changed > kQuiet);
+}
+
+void tick(Lab& lab, Node& base) {
+  Platform& platform = base.platform;
+  const Time now = lab.loop.clock.now();
+  if (platform.mode != 5 || !base.sandbox.daemon_runs || all_installed(lab)) {
+    return;
+  }
+  if (shall_push(lab, base)) {
+    push(lab, base);
+    return;
+  }
+  if (now + 2s >= platform.window_until) {
+    if (platform.automatic && platform.ready.empty() && now - platform.last_ready > 2 * kWindow) {
+      push(lab, base);  // nobody is ready: this frees the table of those who never finish
+    }
+    request_window(lab, base);
+  }
+}
+
+}  // namespace
+
+std::string nvram_path(const Node& node) {
+  return tmp_of(node) + "/vexo_nvram";
+}
+
+bool has_credentials_of(const Node& unit, const Node& base) {
+  for (const auto& keys : kCredentials) {
+    const std::string wanted = value_of(base.platform.factory, keys[0]);
+    if (value_of(unit.platform.nvram, keys[1]) != wanted ||
+        value_of(unit.platform.nvram, keys[2]) != wanted) {
+      return false;
+    }
+  }
+  return true;
+}
+
+void power_on(Lab& lab, Node& node) {
+  if (is_powered(node)) {
+    return;
+  }
+  publish(lab, {.what = What::power, .node = &node, .text = "is switched on", .number = 1});
+  if (node.kind == NodeKind::stranger) {
+    node.radio.on = true;
+    return;
+  }
+  restore_nvram(lab, node);
+  if (!open_sandbox(lab, node)) {
+    publish(lab, {.what = What::fault, .node = &node, .text = "no sandbox could be started"});
+    return;
+  }
+  radio_on(lab, node);
+}
+
+void power_off(Lab& lab, Node& node, std::function<void()> then) {
+  node.platform.when_off = std::move(then);
+  if (!is_powered(node)) {
+    return;
+  }
+  publish(lab, {.what = What::power, .node = &node, .text = "loses power", .number = 0});
+  radio_off(node);
+  node.platform.restart_wanted = false;
+  node.platform.ready.clear();
+  node.platform.window_until = {};
+  cut_power(node);
+  set_mode(lab, node, kOff);
+  if (node.sandbox.pid < 0 && node.platform.when_off) {
+    std::exchange(node.platform.when_off, nullptr)();
+  }
+}
+
+void set_nvram(Lab& lab, Node& node, const std::vector<Change>& changes) {
+  change_nvram(nvram_path(node), changes);
+  node.platform.own_stamp = stamp_of(node);
+  nvram_changed(lab, node);
+}
+
+void request_window(Lab& lab, Node& base) {
+  say(lab, base, "asks for an onboarding window: onboarding_soap_active becomes 1");
+  base.platform.window_until = lab.loop.clock.now() + kWindow;
+  set_nvram(lab, base, {{"onboarding_soap_active", "1"}});
+}
+
+void push(Lab& lab, Node& base) {
+  std::string list;
+  for (const std::string& station : base.platform.ready) {
+    const auto mac = parse_mac(station);
+    const Node* unit = mac ? find_station(lab, *mac) : nullptr;
+    if (unit != nullptr && unit->kind == NodeKind::unit) {
+      list += (list.empty() ? "" : " ") + station;
+      base.platform.pushed.insert(station);
+    }
+  }
+  const auto count = list.empty() ? 0 : std::count(list.begin(), list.end(), ' ') + 1;
+  say(lab, base,
+      "approves " + units_text(static_cast<std::size_t>(count)) +
+          " and has the credentials pushed: SIGUSR1");
+  base.platform.last_ready = lab.loop.clock.now();
+  set_nvram(lab, base, {{"candidate_satellites", list}});
+  signal_daemon(base, SIGUSR1);
+}
+
+void request_restart(Lab& lab, Node& node) {
+  node.platform.restart_wanted = true;
+  if (node.sandbox.daemon_runs) {
+    end_daemon(lab, node);
+  } else {
+    start(lab, node);
+  }
+}
+
+void agent_ready(Lab& lab, Node& node) {
+  node.platform.last_ready = lab.loop.clock.now();
+  start(lab, node);
+}
+
+void daemon_ended(Lab& lab, Node& node, const std::string& how) {
+  Platform& platform = node.platform;
+  const bool wanted = platform.restart_wanted;
+  const bool crashed = how.rfind("signal", 0) == 0 && !wanted && !platform.end_expected;
+  node.journey.crashes += crashed ? 1 : 0;
+  publish(lab, {.what = crashed ? What::fault : What::daemon,
+                .node = &node,
+                .text = "the daemon ended (" + how + ")"});
+  set_mode(lab, node, kOff);
+  platform.ready.clear();
+  platform.window_until = {};
+  const std::uint64_t starts = platform.starts;
+  lab.loop.after(wanted ? 0s : kSupervisor, [&lab, &node, starts, epoch = node.radio.epoch] {
+    if (node.platform.starts == starts && node.radio.epoch == epoch && is_powered(node)) {
+      start(lab, node);
+    }
+  });
+}
+
+void nvram_changed(Lab& lab, Node& node) {
+  const auto text = read_file(nvram_path(node));
+  if (!text || !is_powered(node)) {
+    return;
+  }
+  if (!is_whole(*text)) {
+    ++node.journey.torn;
+    publish(lab, {.what = What::fault, .node = &node, .text = "its NVRAM is torn"});
+    return;
+  }
+  Settings now = parse_nvram(*text);
+  const Settings before = std::exchange(node.platform.nvram, now);
+  for (const auto& [key, value] : now) {
+    const auto old = before.find(key);
+    if (old == before.end() || old->second != value) {
+      publish(lab, {.what = What::nvram, .node = &node, .text = {}, .key = key, .value = value});
+    }
+  }
+  for (const auto& [key, value] : before) {
+    if (now.count(key) == 0) {
+      publish(lab, {.what = What::nvram, .node = &node, .text = "removed", .key = key});
+    }
+  }
+  // A store that only the platform has written says nothing of the daemon's mode.
+  const std::string role = value_of(now, "onboarding_role");
+  const bool written =
+      stamp_of(node) != node.platform.own_stamp || role != value_of(before, "onboarding_role");
+  if (node.sandbox.daemon_runs && role.size() == 1 && written) {
+    set_mode(lab, node, role[0] - '0');
+  }
+}
+
+void candidates_changed(Lab& lab, Node& base) {
+  std::set<std::string> ready;
+  const auto text = read_file(tmp_of(base) + "/vexo_onborading.json");
+  cJSON* document = text ? cJSON_Parse(text->c_str()) : nullptr;
+  const cJSON* candidate = nullptr;
+  cJSON_ArrayForEach(candidate, cJSON_GetObjectItem(document, "candidates")) {
+    const char* mac = cJSON_GetStringValue(cJSON_GetObjectItem(candidate, "mac"));
+    ready.insert(mac != nullptr ? mac : "");
+  }
+  const bool half_written = text && document == nullptr;
+  cJSON_Delete(document);
+  if (half_written || ready == base.platform.ready) {
+    return;
+  }
+  if (ready.size() > base.platform.ready.size()) {
+    say(lab, base, "reads the candidate file: " + units_text(ready.size()) + " ready");
+  }
+  base.platform.ready = std::move(ready);
+  base.platform.ready_changed = lab.loop.clock.now();
+  base.platform.last_ready = base.platform.ready_changed;
+  tick(lab, base);
+}
+
+void platform_notices(Lab& lab, const Occurrence& seen) {
+  if (seen.what != What::mode || seen.node->kind != NodeKind::unit) {
+    return;
+  }
+  if (seen.number == 3) {
+    later_in_this_life(lab, *seen.node, kBackhaulUp,
+                       [&lab, node = seen.node] { bring_up_backhaul(lab, *node); });
+  }
+  for (Node* base : all_of(lab, NodeKind::base)) {
+    if (seen.number == 0) {
+      base->platform.pushed.erase(text_of(seen.node->radio.mac));
+    }
+  }
+}
+
+void tick_bases(Lab& lab) {
+  for (Node* base : all_of(lab, NodeKind::base)) {
+    tick(lab, *base);
+  }
+}
+
+}  // namespace lab

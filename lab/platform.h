@@ -1,0 +1,71 @@
+// The other half of the story: what a maker's platform does around the daemon, and its owner.
+//
+// Every unit: leaves the factory with its NVRAM, starts the daemon, serves `vexo_service restart`
+// by starting it again once it has ended, and loses all but the saved NVRAM at a power cut.
+// A unit: has its backhaul brought up when its credentials are those of a base that is there, and
+// only after the restart into mode 3, since a searching unit with a backhaul would take itself for
+// one on a cable; then its installation is ended.
+// A base: has the window opened while units are missing, reads the candidate file, approves the
+// units it lists that are the owner's, and has the credentials pushed when all are ready, the table
+// is full, or nothing has moved for a while; and so again until all are in.
+#ifndef LAB_PLATFORM_H
+#define LAB_PLATFORM_H
+
+#include <functional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "loop.h"
+#include "nvram_file.h"
+
+namespace lab {
+
+struct Lab;
+struct Node;
+struct Occurrence;
+
+inline constexpr int kOff = -1;  // the mode of a unit whose daemon does not run
+
+struct Platform {
+  Settings factory;
+  Settings nvram;         // as last read
+  std::string own_stamp;  // of the NVRAM file that the platform itself wrote last
+  int mode = kOff;
+  std::uint64_t starts = 0;     // of the daemon
+  bool restart_wanted = false;  // the daemon or the platform asked for it
+  bool end_expected = false;    // the scenario killed it
+  bool first_boot = true;
+  std::function<void()> when_off;
+  // A base's.
+  bool automatic = true;         // pushes by itself
+  std::set<std::string> ready;   // stations in the candidate file
+  std::set<std::string> pushed;  // stations that have had a push and not come back to search
+  Time ready_changed{};
+  Time window_until{};
+  Time last_ready{};
+};
+
+std::string nvram_path(const Node& node);
+void power_on(Lab& lab, Node& node);
+// Everything ends at once; `then` runs when nothing is left of the unit but its folder.
+void power_off(Lab& lab, Node& node, std::function<void()> then = {});
+void set_nvram(Lab& lab, Node& node, const std::vector<Change>& changes);
+void request_window(Lab& lab, Node& base);
+void push(Lab& lab, Node& base);
+void request_restart(Lab& lab, Node& node);
+
+// What sandbox and files report.
+void agent_ready(Lab& lab, Node& node);
+void daemon_ended(Lab& lab, Node& node, const std::string& how);
+void nvram_changed(Lab& lab, Node& node);
+void candidates_changed(Lab& lab, Node& base);
+void platform_notices(Lab& lab, const Occurrence& seen);
+void tick_bases(Lab& lab);
+
+// Whether the unit holds this base's backhaul credentials.
+bool has_credentials_of(const Node& unit, const Node& base);
+
+}  // namespace lab
+
+#endif

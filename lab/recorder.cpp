@@ -1,0 +1,263 @@
+#include "recorder.h"
+
+#include <cjson/cJSON.h>
+#include <string.h>
+
+#include <chrono>
+#include <filesystem>
+
+#include "agent/protocol.h"
+#include "lab.h"
+#include "report.h"
+
+namespace lab {
+
+namespace {
+
+enum Interface : unsigned { kAir, kEvents, kCommands };
+
+struct DeleteJson {
+  void operator()(cJSON* json) const { cJSON_Delete(json); }
+};
+using Json = std::unique_ptr<cJSON, DeleteJson>;
+
+// The machine's date and time at the run's beginning, by which captures are stamped.
+std::uint64_t stamp(Time time) {
+  static const auto began = std::chrono::system_clock::now().time_since_epoch();
+  return static_cast<std::uint64_t>((began + time).count());
+}
+
+const char* name_of(What what) {
+  switch (what) {
+    case What::frame:
+      return "frame";
+    case What::heard:
+      return "heard";
+    case What::command:
+      return "command";
+    case What::mode:
+      return "mode";
+    case What::nvram:
+      return "nvram";
+    case What::power:
+      return "power";
+    case What::daemon:
+      return "daemon";
+    case What::platform:
+      return "platform";
+    case What::scenario:
+      return "scenario";
+    case What::fault:
+      break;
+  }
+  return "fault";
+}
+
+Json entry(Time time, const Node* node, const char* what) {
+  Json json(cJSON_CreateObject());
+  cJSON_AddNumberToObject(json.get(), "t", static_cast<double>(time.count() / 1000) / 1e6);
+  cJSON_AddStringToObject(json.get(), "unit", node != nullptr ? node->name.c_str() : "lab");
+  cJSON_AddStringToObject(json.get(), "what", what);
+  return json;
+}
+
+void write_entry(Recorder& recorder, const Json& json) {
+  char* text = cJSON_PrintUnformatted(json.get());
+  if (text != nullptr) {
+    fprintf(recorder.timeline.get(), "%s\n%s", recorder.first_entry ? "[" : ",", text);
+    recorder.first_entry = false;
+    cJSON_free(text);
+  }
+}
+
+std::string ms_text(Time time) {
+  char text[32];
+  snprintf(text, sizeof text, "%.1f ms", seconds(time) * 1000);
+  return text;
+}
+
+// What became of a frame, in words: the packet's comment in the capture.
+std::string comment_of(const Transmission& sent) {
+  std::string text = "from " + sent.from->name;
+  if (sent.resent) {
+    text += ", sent again";
+  }
+  for (const Reception& reception : sent.receptions) {
+    const Fate& fate = reception.fate;
+    text += "; " + reception.node->name + ": ";
+    text += fate.lost ? "LOST" : "heard after " + ms_text(fate.delay);
+    text += !fate.lost && fate.again ? " and again after " + ms_text(*fate.again) : "";
+  }
+  for (const Node* node : sent.elsewhere) {
+    text += "; " + node->name + ": NOT HEARD, ";
+    text += node->radio.on ? "it listens to channel " + std::to_string(listens_to(node->radio))
+                           : "it is switched off";
+  }
+  return sent.receptions.empty() && sent.elsewhere.empty() ? text + "; nobody listens" : text;
+}
+
+void add_names(const Json& json, const char* key, const std::vector<std::string>& names) {
+  if (!names.empty()) {
+    cJSON* list = cJSON_AddArrayToObject(json.get(), key);
+    for (const std::string& name : names) {
+      cJSON_AddItemToArray(list, cJSON_CreateString(name.c_str()));
+    }
+  }
+}
+
+Json frame_entry(Lab& lab, const Transmission& sent, const std::vector<std::string>& lost) {
+  Json json = entry(sent.time, sent.from, "frame");
+  const Node* to = find_station(lab, sent.frame.to);
+  cJSON_AddStringToObject(json.get(), "kind", name_of(sent.frame.kind));
+  if (sent.operation != 0) {
+    cJSON_AddNumberToObject(json.get(), "operation", sent.operation);
+  }
+  cJSON_AddStringToObject(json.get(), "to",
+                          to != nullptr ? to->name.c_str() : text_of(sent.frame.to).c_str());
+  cJSON_AddNumberToObject(json.get(), "channel", sent.channel);
+  cJSON_AddNumberToObject(json.get(), "bytes", static_cast<double>(sent.bytes.size()));
+  if (sent.resent) {
+    cJSON_AddTrueToObject(json.get(), "resent");
+  }
+  add_names(json, "lost", lost);
+  std::vector<std::string> heard;
+  std::vector<std::string> elsewhere;
+  for (const Reception& reception : sent.receptions) {
+    if (!reception.fate.lost) {
+      heard.push_back(reception.node->name);
+    }
+  }
+  for (const Node* node : sent.elsewhere) {
+    elsewhere.push_back(node->name);
+  }
+  add_names(json, "heard", heard);
+  add_names(json, "not_heard", elsewhere);
+  return json;
+}
+
+std::string kind_of(const Transmission& sent) {
+  return sent.operation != 0 ? "operation " + std::to_string(sent.operation)
+                             : name_of(sent.frame.kind);
+}
+
+void copy_evidence(const Lab& lab) {
+  namespace fs = std::filesystem;
+  std::error_code ignored;
+  for (const auto& node : lab.nodes) {
+    const std::string to = lab.recorder.folder + "/" + node->name;
+    const std::string inside = node->sandbox.folder + "/lab/";
+    const auto copy = [&](const std::string& from, const char* suffix) {
+      fs::copy_file(from, to + suffix, fs::copy_options::overwrite_existing, ignored);
+    };
+    copy(nvram_path(*node), ".nvram");
+    copy(inside + "log/vorlent_dbg.log", ".log");
+    copy(inside + "log/vorlent_dbg.log.1", ".log.1");
+    copy(inside + "stdout.log", ".stdout");
+  }
+}
+
+std::string no_write(const Recorder& recorder, const char* file) {
+  return recorder.folder + "/" + file + ": cannot be written: " + strerror(errno) +
+         "; the results are not whole";
+}
+
+}  // namespace
+
+std::string open_record(Recorder& recorder, const std::string& folder) {
+  std::error_code error;
+  recorder.folder = folder;
+  std::filesystem::create_directories(folder, error);
+  if (error) {
+    return folder + ": cannot be made: " + error.message();
+  }
+  stamp({});
+  recorder.timeline.reset(fopen((folder + "/timeline.json").c_str(), "we"));
+  if (!recorder.timeline || !recorder.air.open(folder + "/air.pcapng")) {
+    return folder + ": results cannot be written: " + strerror(errno);
+  }
+  recorder.air.add_interface(kLinkRadiotap, "air", "every frame that was on the air");
+  recorder.air.add_interface(kLinkIp, "driver-events", "what the drivers told the daemons");
+  recorder.air.add_interface(kLinkUpperPdu, "commands", "what the daemons asked of their platform");
+  return {};
+}
+
+void record_transmission(Lab& lab, const Transmission& sent) {
+  Recorder& recorder = lab.recorder;
+  Bytes packet = radiotap(sent.channel);
+  put(packet, sent.bytes);
+  const std::string comment = comment_of(sent);
+  recorder.air.packet(kAir, stamp(sent.time), packet, comment);
+  std::vector<std::string> lost;
+  for (const Reception& reception : sent.receptions) {
+    if (reception.fate.lost) {
+      lost.push_back(reception.node->name);
+    }
+  }
+  write_entry(recorder, frame_entry(lab, sent, lost));
+  auto& [count, count_lost] = recorder.kinds[kind_of(sent)];
+  ++count;
+  const bool missed = !lost.empty() || !sent.elsewhere.empty();
+  count_lost += missed ? 1 : 0;
+  if (sent.operation != 0) {
+    Node* to = find_station(lab, sent.frame.to);
+    recorder.chart.push_back(
+        {sent.time, sent.from, to, sent.operation, sent.resent, missed, comment});
+    publish(lab, {.what = What::frame,
+                  .node = sent.from,
+                  .text = missed ? "lost" : "",
+                  .peer = to,
+                  .number = sent.operation,
+                  .before = sent.resent ? 1 : 0,
+                  .value = std::to_string(sent.frame.body.size())});
+  }
+}
+
+void record_event(Lab& lab, const Node& node, View datagram) {
+  lab.recorder.air.packet(kEvents, stamp(lab.loop.clock.now()), udp_packet(kEventPort, datagram),
+                          "driver event for the daemon of " + node.name);
+}
+
+void record(Lab& lab, const Occurrence& seen) {
+  if (seen.what == What::frame) {
+    return;  // written with all its details when it was sent
+  }
+  Json json = entry(seen.time, seen.node, name_of(seen.what));
+  if (!seen.text.empty()) {
+    cJSON_AddStringToObject(json.get(), "text", seen.text.c_str());
+  }
+  if (seen.peer != nullptr) {
+    cJSON_AddStringToObject(json.get(), "from", seen.peer->name.c_str());
+  }
+  if (seen.what == What::heard) {
+    cJSON_AddNumberToObject(json.get(), "operation", seen.number);
+  } else if (seen.what == What::mode) {
+    cJSON_AddNumberToObject(json.get(), "mode", seen.number);
+    cJSON_AddNumberToObject(json.get(), "before", seen.before);
+    lab.recorder.modes.push_back({seen.time, seen.node, seen.number});
+  } else if (seen.what == What::nvram) {
+    cJSON_AddStringToObject(json.get(), "key", seen.key.c_str());
+    cJSON_AddStringToObject(json.get(), "value", seen.value.c_str());
+  } else if (seen.what == What::command) {
+    cJSON_AddNumberToObject(json.get(), "status", seen.number);
+    lab.recorder.air.packet(kCommands, stamp(seen.time),
+                            text_packet(seen.node->name + ": " + seen.text),
+                            "exit status " + std::to_string(seen.number));
+  }
+  write_entry(lab.recorder, json);
+}
+
+std::string close_record(Lab& lab) {
+  Recorder& recorder = lab.recorder;
+  fputs(recorder.first_entry ? "[]\n" : "\n]\n", recorder.timeline.get());
+  const bool whole = fflush(recorder.timeline.get()) == 0 && ferror(recorder.timeline.get()) == 0;
+  if (!recorder.air.close()) {
+    return no_write(recorder, "air.pcapng");
+  }
+  if (!whole) {
+    return no_write(recorder, "timeline.json");
+  }
+  copy_evidence(lab);
+  return write_report(lab) ? "" : no_write(recorder, "report.html");
+}
+
+}  // namespace lab
