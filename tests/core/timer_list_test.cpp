@@ -1,0 +1,216 @@
+#include "core/timer_list.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <vector>
+
+#include "support/daemon_test.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+std::vector<std::string> runs;  // what the callbacks did, in order
+int timer = 0;
+
+void tick(int fd) {
+  runs.push_back("tick " + std::to_string(fd));
+}
+void limit(int fd) {
+  runs.push_back("limit " + std::to_string(fd));
+}
+
+class TimerListTest : public DaemonTest {
+ protected:
+  TimerListTest() { runs.clear(); }
+
+  static int add(int timeout, int interval = 0, int retries = 0, TimerCallback callback = tick,
+                 TimerCallback limit_callback = limit) {
+    TimerEntry entry{0, timeout, interval, 0, retries, callback, limit_callback};
+    const int fd = add_timer(epoll_fd, entry);
+    EXPECT_EQ(entry.timer_fd, fd);
+    return fd;
+  }
+
+  // Passes seconds without the role monitor. Returns how many callbacks ran.
+  static std::size_t run(int seconds) {
+    const std::size_t before = runs.size();
+    for (int i = 0; i < seconds; ++i) {
+      move_clock(1);
+      dispatch_timers(epoll_fd, 0);
+    }
+    return runs.size() - before;
+  }
+
+  static bool is_open(int fd) { return fcntl(fd, F_GETFD) != -1; }
+};
+
+TEST_F(TimerListTest, RunsItsCallbackAtEachPeriodAndTheLimitOnceThenIsGone) {
+  const int fd = add(5, 5, 6);
+  EXPECT_EQ(run(4), 0U);
+  EXPECT_EQ(run(1), 1U);
+  EXPECT_EQ(run(25), 5U);
+  EXPECT_EQ(runs.back(), "tick " + std::to_string(fd));
+  EXPECT_EQ(run(4), 0U);
+  EXPECT_TRUE(is_open(fd));
+  EXPECT_EQ(run(1), 1U);
+  EXPECT_EQ(runs.back(), "limit " + std::to_string(fd));
+  EXPECT_FALSE(is_open(fd));
+  EXPECT_EQ(run(100), 0U);
+  const std::string number = std::to_string(fd);
+  const std::string out = printed();
+  EXPECT_THAT(out, testing::StartsWith("cur_time: 1000 sec 700000000 ns\nadd timerfd: " + number +
+                                       ", timeout in 5 secs, retry interval: 5 \n"));
+  EXPECT_THAT(out, HasSubstr("reach retry limitation, remove the timer fd: " + number +
+                             "\ndel timerfd: " + number + "\n[del_timer_from_timer_list]["));
+  EXPECT_THAT(out, HasSubstr("] Remove timerfd: " + number + " from timer list\n"));
+}
+
+TEST_F(TimerListTest, WithoutIntervalRunsOnceWhateverTheLimitAndStaysUntilDeleted) {
+  const int fd = add(3, 0, 2);
+  EXPECT_EQ(run(50), 1U);
+  EXPECT_TRUE(is_open(fd));
+  del_timer(epoll_fd, fd);
+  EXPECT_FALSE(is_open(fd));
+}
+
+TEST_F(TimerListTest, WithoutLimitRunsForeverAndWithTimeoutZeroAtOnce) {
+  add(0, 15, 0);
+  dispatch_timers(epoll_fd, 0);
+  EXPECT_EQ(runs.size(), 1U);
+  EXPECT_EQ(run(15 * 400), 400U);
+}
+
+TEST_F(TimerListTest, CountsOneExpiryForADispatchHoweverManyWereMissed) {
+  add(5, 5, 2);
+  move_clock(5);
+  move_clock(5);
+  move_clock(5);
+  dispatch_timers(epoll_fd, 0);
+  EXPECT_EQ(runs.size(), 1U);
+  EXPECT_EQ(run(10), 2U);  // one more callback, then the limit
+  EXPECT_THAT(runs.back(), testing::StartsWith("limit"));
+}
+
+TEST_F(TimerListTest, UpdateArmsAnewAndReplacesTheRecord) {
+  const int fd = add(5, 5, 6);
+  run(7);
+  TimerEntry entry{};
+  get_timer_from_timer_list(fd, entry);
+  EXPECT_EQ(entry.retry_count, 1);
+  EXPECT_EQ(entry.timer_fd, fd);
+  entry.timeout = 9;
+  entry.retry_interval = 0;
+  entry.callback = limit;
+  printed();
+  EXPECT_EQ(update_timer(fd, entry), 0);
+  const std::string number = std::to_string(fd);
+  const std::string out = printed();
+  EXPECT_THAT(out, testing::StartsWith("cur_time: 1007 sec 700000000 ns\n"));
+  EXPECT_THAT(out, HasSubstr("[update_timer_in_timer_list]["));
+  EXPECT_THAT(out, HasSubstr("] Replace timerfd: " + number + " in timer list\nupdate timerfd: " +
+                             number + ", timeout in 9 secs, retry interval: 0 \n"));
+  EXPECT_EQ(run(8), 0U);
+  EXPECT_EQ(run(1), 1U);
+  EXPECT_EQ(runs.back(), "limit " + number);
+}
+
+TEST_F(TimerListTest, AnUnknownDescriptorIsNamedAndLeftAlone) {
+  const int other = open("/dev/null", O_RDONLY);
+  TimerEntry entry{};
+  entry.timeout = 77;
+  get_timer_from_timer_list(other, entry);
+  EXPECT_EQ(entry.timeout, 77);
+  update_timer_in_timer_list(other, entry);
+  del_timer(epoll_fd, other);
+  EXPECT_TRUE(is_open(other));
+  for (const int none : {0, -1}) {
+    del_timer(epoll_fd, none);
+    EXPECT_TRUE(is_open(STDIN_FILENO));
+  }
+  const std::string missing = "] Cannot find timerfd: " + std::to_string(other);
+  const std::string out = printed();
+  EXPECT_THAT(out, HasSubstr("[get_timer_from_timer_list]["));
+  std::size_t lines = 0;
+  for (std::size_t at = out.find(missing); at != std::string::npos;
+       at = out.find(missing, at + 1)) {
+    EXPECT_EQ(out.compare(at + missing.size(), 17, " from timer list\n"), 0);
+    ++lines;
+  }
+  EXPECT_EQ(lines, 3U);
+  close(other);
+}
+
+TEST_F(TimerListTest, ACallbackMayDeleteItselfOrAnotherOrAddOne) {
+  add(2, 0, 0, [](int fd) { del_timer(epoll_fd, fd), runs.emplace_back("self"); });
+  static int victim;
+  add(2, 0, 0, [](int) { del_timer(epoll_fd, victim), runs.emplace_back("other"); });
+  victim = add(2, 0, 0, tick);
+  add(2, 0, 0, [](int) { add(1), runs.emplace_back("added"); });
+  run(2);
+  EXPECT_THAT(runs, ElementsAre("self", "other", "added"));
+  EXPECT_EQ(run(1), 1U);
+  EXPECT_THAT(runs.back(), HasSubstr("tick"));
+}
+
+TEST_F(TimerListTest, ATimerThatGetsTheNumberOfADeadOneIsNotTakenForIt) {
+  // Deleted and replaced under the same number within one pass: not yet due, so it must not run.
+  static int second;
+  add(2, 0, 0, [](int) {
+    del_timer(epoll_fd, second);
+    EXPECT_EQ(add(5), second);
+  });
+  second = add(2);
+  run(2);
+  EXPECT_EQ(runs.size(), 0U);
+  EXPECT_EQ(run(5), 1U);
+}
+
+TEST_F(TimerListTest, ALimitCallbackThatReplacesItsTimerLeavesTheNewOneAlive) {
+  timer = add(1, 1, 1, tick, [](int fd) {
+    del_timer(epoll_fd, fd);
+    EXPECT_EQ(add(4, 4), fd);
+  });
+  run(2);
+  EXPECT_TRUE(is_open(timer));
+  EXPECT_EQ(run(4), 1U);
+  timer = add(1, 1, 1, tick, nullptr);
+  run(2);
+  EXPECT_FALSE(is_open(timer));
+}
+
+TEST_F(TimerListTest, SixteenFitAndTheNextIsRefusedWithoutALeak) {
+  for (int i = 0; i < MAX_TIMERS; ++i) {
+    EXPECT_GT(add(5), 0);
+  }
+  const int before = open_descriptors();
+  EXPECT_EQ(add(5), -1);
+  EXPECT_EQ(open_descriptors(), before);
+  EXPECT_THAT(messages(), HasSubstr("no timer: the timer list is full"));
+  EXPECT_EQ(run(5), 16U);
+}
+
+TEST_F(TimerListTest, AStepThatTheSystemRefusesLeavesNothingBehind) {
+  const int before = open_descriptors();
+  fail_timer_call(1);
+  EXPECT_EQ(add(5), -1);
+  EXPECT_THAT(messages(), HasSubstr("no timer: it cannot be created"));
+  fail_timer_call(2);
+  EXPECT_EQ(add(5), -1);
+  EXPECT_THAT(messages(), HasSubstr("no timer: it cannot be armed"));
+  const int epoll = epoll_fd;
+  epoll_fd = -1;
+  EXPECT_EQ(add(5), -1);
+  EXPECT_THAT(messages(), HasSubstr("no timer: it cannot be registered"));
+  dispatch_timers(epoll_fd, 0);
+  epoll_fd = epoll;
+  EXPECT_EQ(open_descriptors(), before);
+  EXPECT_EQ(run(10), 0U);
+  for (int i = 0; i < MAX_TIMERS; ++i) {
+    EXPECT_GT(add(5), 0) << "a slot was lost";
+  }
+}
+
+}  // namespace

@@ -1,0 +1,183 @@
+#include "support/daemon_test.h"
+
+#include <openssl/bio.h>
+#include <openssl/bn.h>
+#include <openssl/pem.h>
+#include <openssl/rsa.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <sstream>
+
+#include "core/event_socket.h"
+#include "core/timer_list.h"
+#include "discovery/candidate_table.h"
+#include "discovery/probe_scan.h"
+#include "role/mode_entry.h"
+#include "role/role_monitor.h"
+
+DaemonTest::DaemonTest() {
+  platform() = FakePlatform{};
+  reset_clock();
+  reset_context();
+  candidate_table.fill(CandidateEntry{});
+  gg_swap = false;
+  epoll_fd = init_epoll();
+  EXPECT_EQ(socketpair(AF_UNIX, SOCK_DGRAM, 0, air_socket_), 0);
+  testing::internal::CaptureStdout();
+}
+
+DaemonTest::~DaemonTest() {
+  const std::string output = printed();
+  (void)testing::internal::GetCapturedStdout();
+  if (HasFailure()) {
+    std::cerr << output;  // the failures' own text was captured with it
+  }
+  reset_timer_list();
+  for (const int fd : {epoll_fd, air_socket_[0], air_socket_[1]}) {
+    close(fd);
+  }
+}
+
+void DaemonTest::starts_in(OnboardMode mode) {
+  clear_timer();
+  context.cur_mode = mode;
+  context.target_role = mode;
+  enter_cur_mode();
+  forget();
+}
+
+int DaemonTest::receives(const air::Bytes& datagram) {
+  EXPECT_EQ(send(air_socket_[0], datagram.data(), datagram.size(), 0),
+            static_cast<ssize_t>(datagram.size()));
+  timeval timeout{};
+  return event_recvr(context.cur_mode, air_socket_[1], timeout);
+}
+
+int DaemonTest::hears_probe_from(const air::Mac& station, const air::Bytes& elements) {
+  return receives(air::event(44, station, air::probe_data(elements)));
+}
+
+int DaemonTest::hears_beacon(const air::Scan& scan) {
+  return receives(air::event(69, scan.bssid, air::scan_data(scan)));
+}
+
+int DaemonTest::air_carries(std::uint16_t attr_id, const air::Bytes& data, const air::Mac& from) {
+  return receives(air::event(59, from, air::action_frame(attr_id, data)));
+}
+
+int DaemonTest::air_carries_1004(const air::Mac& from) {
+  return receives(air::event(59, from, air::action_frame_1004()));
+}
+
+void DaemonTest::pass(int seconds) {
+  for (int i = 0; i < seconds; ++i) {
+    move_clock(1);
+    dut_role_monitor();
+    dispatch_timers(epoll_fd, 0);
+  }
+}
+
+std::string DaemonTest::printed() {
+  (void)fflush(stdout);
+  std::string text = testing::internal::GetCapturedStdout();
+  testing::internal::CaptureStdout();
+  return text;
+}
+
+void DaemonTest::forget() {
+  platform().log.clear();
+  platform().journal.clear();
+  printed();
+}
+
+namespace {
+
+RSA* key_from(const std::string& pem, bool is_private) {
+  BIO* bio = BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size()));
+  RSA* key = is_private ? PEM_read_bio_RSAPrivateKey(bio, nullptr, nullptr, nullptr)
+                        : PEM_read_bio_RSA_PUBKEY(bio, nullptr, nullptr, nullptr);
+  BIO_free(bio);
+  return key;
+}
+
+air::Bytes by_blocks(RSA* key, const air::Bytes& in, bool encrypt) {
+  air::Bytes out;
+  for (std::size_t at = 0; at < in.size() || at == 0; at += 256) {
+    air::Bytes block(256);
+    std::copy_n(in.begin() + static_cast<std::ptrdiff_t>(at),
+                std::min<std::size_t>(256, in.size() - at), block.begin());
+    air::Bytes result(256);
+    const int done =
+        encrypt ? RSA_public_encrypt(256, block.data(), result.data(), key, RSA_NO_PADDING)
+                : RSA_private_decrypt(256, block.data(), result.data(), key, RSA_NO_PADDING);
+    EXPECT_EQ(done, 256);
+    out.insert(out.end(), result.begin(), result.end());
+  }
+  RSA_free(key);
+  return out;
+}
+
+std::string drain(BIO* bio) {
+  char* text = nullptr;
+  const long size = BIO_get_mem_data(bio, &text);
+  std::string copy(text, static_cast<std::size_t>(size));
+  BIO_free(bio);
+  return copy;
+}
+
+}  // namespace
+
+air::Bytes encrypt_for(const std::string& public_pem, const air::Bytes& plaintext) {
+  return by_blocks(key_from(public_pem, false), plaintext, true);
+}
+
+air::Bytes decrypt_with(const std::string& private_pem, const air::Bytes& ciphertext) {
+  return by_blocks(key_from(private_pem, true), ciphertext, false);
+}
+
+air::Bytes decrypt_with_file(const air::Bytes& ciphertext) {
+  return decrypt_with(read_file("/tmp/rsa_pri.pem"), ciphertext);
+}
+
+const PeerKey& peer_key(int bits) {
+  static std::map<int, PeerKey> keys;
+  PeerKey& pair = keys[bits];
+  if (pair.public_pem.empty()) {
+    BIGNUM* exponent = BN_new();
+    BN_set_word(exponent, RSA_F4);
+    RSA* key = RSA_new();
+    RSA_generate_key_ex(key, bits, exponent, nullptr);
+    BIO* pub = BIO_new(BIO_s_mem());
+    BIO* pri = BIO_new(BIO_s_mem());
+    PEM_write_bio_RSA_PUBKEY(pub, key);
+    PEM_write_bio_RSAPrivateKey(pri, key, nullptr, nullptr, 0, nullptr, nullptr);
+    pair = PeerKey{.public_pem = drain(pub), .private_pem = drain(pri)};
+    RSA_free(key);
+    BN_free(exponent);
+  }
+  return pair;
+}
+
+std::string read_file(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::stringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+void write_file(const std::string& path, const std::string& text) {
+  std::ofstream(path, std::ios::binary) << text;
+}
+
+int open_descriptors() {
+  int count = 0;
+  for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    ++count;
+  }
+  return count;
+}

@@ -1,0 +1,64 @@
+// The fixture of the daemon's tests: a fresh daemon between a fake platform and a fake air, spoken
+// to in the subject's own words. One turn of the main loop is one second of virtual time.
+#ifndef VORLENT_TESTS_DAEMON_TEST_H
+#define VORLENT_TESTS_DAEMON_TEST_H
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "core/context.h"
+#include "support/air.h"
+#include "support/fake_platform.h"
+
+class DaemonTest : public testing::Test {
+ protected:
+  DaemonTest();
+  ~DaemonTest() override;
+  DaemonTest(const DaemonTest&) = delete;
+  DaemonTest& operator=(const DaemonTest&) = delete;
+
+  // Starts in `mode`, as after a restart, and forgets what the entry did.
+  static void starts_in(OnboardMode mode);
+
+  // Sends one datagram through the event receiver. Returns its result.
+  int receives(const air::Bytes& datagram);
+  int hears_probe_from(const air::Mac& station, const air::Bytes& elements = air::element(2));
+  int hears_beacon(const air::Scan& scan);
+  int air_carries(std::uint16_t attr_id, const air::Bytes& data, const air::Mac& from);
+  int air_carries_1004(const air::Mac& from = air::BASE);
+
+  // Passes seconds, a turn of role monitor and timers in each.
+  static void pass(int seconds);
+
+  // What the daemon has printed on standard output so far. Each call starts anew.
+  static std::string printed();
+
+  // Forgets log, journal and output.
+  static void forget();
+
+ private:
+  int air_socket_[2] = {-1, -1};
+};
+
+// Raw RSA with a public key in PEM, and with the daemon's private key file: the other side's half,
+// block by block and independent of the daemon's helpers.
+air::Bytes encrypt_for(const std::string& public_pem, const air::Bytes& plaintext);
+air::Bytes decrypt_with_file(const air::Bytes& ciphertext);
+
+// A key pair of its own for the other side; made once per process.
+struct PeerKey {
+  std::string public_pem;
+  std::string private_pem;
+};
+const PeerKey& peer_key(int bits = 2048);
+air::Bytes decrypt_with(const std::string& private_pem, const air::Bytes& ciphertext);
+
+std::string read_file(const std::string& path);
+void write_file(const std::string& path, const std::string& text);
+
+// How many descriptors the process has open.
+int open_descriptors();
+
+#endif

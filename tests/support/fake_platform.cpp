@@ -1,0 +1,210 @@
+#include "support/fake_platform.h"
+
+#include <sys/eventfd.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <regex>
+
+#include "platform_onboarding.h"
+#include "shared_debug_log.h"
+#include "vexo_nvram.h"
+
+FakePlatform& platform() {
+  static FakePlatform fake;
+  return fake;
+}
+
+std::vector<std::string> commands() {
+  std::vector<std::string> found;
+  for (const std::string& entry : platform().journal) {
+    if (entry.rfind("$ ", 0) == 0) {
+      found.push_back(entry.substr(2));
+    }
+  }
+  return found;
+}
+
+int count_commands(const std::string& prefix) {
+  const auto all = commands();
+  return static_cast<int>(std::count_if(all.begin(), all.end(), [&](const std::string& command) {
+    return command.rfind(prefix, 0) == 0;
+  }));
+}
+
+std::string messages() {
+  static const std::regex prefix(R"(\[[A-Za-z0-9_]+\]\[[0-9]+\])");
+  return std::regex_replace(platform().log, prefix, "");
+}
+
+extern "C" {
+
+const char* vexoNvramConfig_get(const char* key) {
+  static std::string value;
+  const auto found = platform().nvram.find(key);
+  value = found == platform().nvram.end() ? "" : found->second;
+  return value.c_str();
+}
+
+int vexoNvramConfig_match(const char* key, const char* value) {
+  const auto found = platform().nvram.find(key);
+  return found != platform().nvram.end() && found->second == value ? 1 : 0;
+}
+
+int vexoNvramConfig_set(const char* key, const char* value) {
+  platform().nvram[key] = value;
+  platform().journal.push_back(std::string("set ") + key + "=" + value);
+  return 0;
+}
+
+int vexoNvramConfig_unset(const char* key) {
+  platform().nvram.erase(key);
+  platform().journal.push_back(std::string("unset ") + key);
+  return 0;
+}
+
+int vexoNvramConfig_save(void) {
+  platform().journal.emplace_back("save");
+  return 0;
+}
+
+void shared_debug_log_init(const char* /*identity*/, const char* /*file*/, int max_bytes) {
+  platform().log_bound = max_bytes;
+}
+
+void shared_debug_log_do_write_log(const char* /*identity*/, const char* /*file*/,
+                                   const char* format, ...) {
+  std::array<char, 1 << 18> text;
+  va_list arguments;
+  va_start(arguments, format);
+  (void)vsnprintf(text.data(), text.size(), format, arguments);
+  va_end(arguments);
+  platform().log += text.data();
+}
+
+int check_mac_in_candidate_satellite(const char* mac) {
+  return static_cast<int>(platform().candidate_satellites.count(mac));
+}
+
+int disable_mesh_settings(void) {
+  platform().journal.emplace_back("disable_mesh_settings");
+  return 0;
+}
+
+int reset_to_uncfg_mode(void) {
+  platform().journal.emplace_back("reset_to_uncfg_mode");
+  return 0;
+}
+
+char* ether_etoa(const unsigned char* mac, char* text) {
+  (void)snprintf(text, 18, "%02X:%02X:%02X:%02X:%02X:%02X", mac[0], mac[1], mac[2], mac[3], mac[4],
+                 mac[5]);
+  return text;
+}
+
+int __wrap_system(const char* command) {
+  if (platform().on_command) {
+    platform().on_command(command);
+  }
+  platform().journal.push_back(std::string("$ ") + command);
+  return platform().command_status;
+}
+
+int __wrap_daemon(int /*nochdir*/, int /*noclose*/) {
+  platform().journal.emplace_back("daemon");
+  return platform().on_daemon ? platform().on_daemon() : 0;
+}
+
+// Virtual time. A virtual timerfd is an eventfd that the test writes when it comes due, so that the
+// daemon's own epoll_wait, read and close work on a real descriptor.
+
+}  // extern "C"
+
+namespace {
+
+struct VirtualTimer {
+  long due;  // seconds, 0: disarmed
+  long interval;
+};
+
+long now_seconds = 1000;
+constexpr long SUB_SECOND = 700'000'000;
+std::map<int, VirtualTimer> timers;
+int fail_in = 0;
+
+bool this_call_fails() {
+  return fail_in > 0 && --fail_in == 0;
+}
+
+// The daemon closes timers by itself, and the number may be another file's by now.
+bool is_eventfd(int fd) {
+  std::array<char, 64> target{};
+  const std::string link = "/proc/self/fd/" + std::to_string(fd);
+  return readlink(link.c_str(), target.data(), target.size() - 1) > 0 &&
+         std::string(target.data()) == "anon_inode:[eventfd]";
+}
+
+void make_due(int fd) {
+  const std::uint64_t one = 1;
+  (void)!write(fd, &one, sizeof one);
+}
+
+}  // namespace
+
+void reset_clock() {
+  now_seconds = 1000;
+  timers.clear();
+  fail_in = 0;
+}
+
+void move_clock(long seconds) {
+  now_seconds += seconds;
+  for (auto& [fd, timer] : timers) {
+    if (timer.due != 0 && timer.due <= now_seconds && is_eventfd(fd)) {
+      make_due(fd);
+      timer.due = timer.interval == 0 ? 0 : timer.due + timer.interval;
+    }
+  }
+}
+
+void fail_timer_call(int nth) {
+  fail_in = nth;
+}
+
+extern "C" {
+
+int __wrap_clock_gettime(clockid_t /*clock*/, timespec* time) {
+  time->tv_sec = now_seconds;
+  time->tv_nsec = SUB_SECOND;
+  return 0;
+}
+
+int __wrap_timerfd_create(int /*clock*/, int /*flags*/) {
+  if (this_call_fails()) {
+    errno = EMFILE;
+    return -1;
+  }
+  const int fd = eventfd(0, EFD_NONBLOCK);
+  timers[fd] = VirtualTimer{};
+  return fd;
+}
+
+int __wrap_timerfd_settime(int fd, int flags, const itimerspec* times, itimerspec* /*old*/) {
+  if (this_call_fails() || flags != TFD_TIMER_ABSTIME || times->it_value.tv_nsec != 0) {
+    errno = EINVAL;
+    return -1;
+  }
+  std::uint64_t drained = 0;
+  (void)!read(fd, &drained, sizeof drained);
+  timers[fd] = VirtualTimer{.due = times->it_value.tv_sec, .interval = times->it_interval.tv_sec};
+  move_clock(0);
+  return 0;
+}
+
+}  // extern "C"

@@ -1,0 +1,47 @@
+// The three seams of the daemon's tests: the platform's libraries, the shell, and time.
+//
+// All of them are replaced at link time, so the product holds no test code. Whatever the daemon
+// does to its surroundings lands in one journal, in order: "$ wl ..." a command, "set k=v", "unset
+// k" and "save" for NVRAM, the names of the platform's calls. Reads are not recorded.
+#ifndef VORLENT_TESTS_FAKE_PLATFORM_H
+#define VORLENT_TESTS_FAKE_PLATFORM_H
+
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+struct FakePlatform {
+  std::map<std::string, std::string> nvram;
+  std::set<std::string> candidate_satellites;
+  std::vector<std::string> journal;
+  std::string log;         // the debug log, message after message
+  long log_bound = 0;      // bytes, from shared_debug_log_init
+  int command_status = 0;  // what the shell returns
+  std::function<void(const std::string& command)> on_command;  // runs before a command is recorded
+  std::function<int()> on_daemon;                              // stands in for daemon(1, 1)
+};
+
+FakePlatform& platform();
+
+// The journal's commands, without "$ ".
+std::vector<std::string> commands();
+
+// How many of the journal's commands start with `prefix`.
+int count_commands(const std::string& prefix);
+
+// The log without its "[function][line]" prefixes.
+std::string messages();
+
+// Starts virtual time at a whole second, with no timer in it.
+void reset_clock();
+
+// Moves virtual time by that many seconds. A timer that comes due is readable afterwards, once, as
+// a timerfd is.
+void move_clock(long seconds);
+
+// Makes the `nth` call from now on of timerfd_create or timerfd_settime fail; 0: none.
+void fail_timer_call(int nth);
+
+#endif
