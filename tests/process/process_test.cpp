@@ -1,0 +1,269 @@
+// The daemon as a process: the real binary with the stand-in platform, its standard descriptors,
+// its signals, its port, and surroundings that fail.
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <sstream>
+#include <thread>
+
+#include "support/air.h"
+
+namespace {
+
+using testing::HasSubstr;
+
+std::string read_file(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::stringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+// Looks again until `seen` holds, for ten seconds at the most. Returns whether it did.
+bool comes_true(const std::function<bool()>& seen) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!seen()) {
+    if (std::chrono::steady_clock::now() > deadline) {
+      return false;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  return true;
+}
+
+class ProcessTest : public testing::Test {
+ protected:
+  ProcessTest() {
+    std::filesystem::create_directory("/tmp/bin");
+    for (const char* name : {"wl", "vexo_service"}) {
+      provide(name, "echo \"${0##*/} $*\" >> /tmp/commands");
+    }
+    setenv("PATH", (std::string("/tmp/bin:") + BUILD_DIR + ":/usr/bin:/bin").c_str(), 1);
+    prctl(PR_SET_CHILD_SUBREAPER, 1);  // the detached daemon becomes ours to wait for
+  }
+
+  ~ProcessTest() override {
+    if (daemon_ > 0) {
+      kill(daemon_, SIGKILL);
+      waitpid(daemon_, nullptr, 0);
+    }
+  }
+
+  static void provide(const std::string& name, const std::string& script) {
+    const std::string path = "/tmp/bin/" + name;
+    std::ofstream(path) << "#!/bin/sh\n" << script << "\n";
+    chmod(path.c_str(), 0755);
+  }
+
+  static void nvram(const std::string& arguments) {
+    ASSERT_EQ(system((std::string(BUILD_DIR) + "/nvram " + arguments).c_str()), 0);
+  }
+
+  // Runs the program until it ends or detaches. Returns its exit status.
+  static int launch(bool close_standard = false) {
+    const pid_t child = fork();
+    if (child == 0) {
+      const int out = open("/tmp/out", O_WRONLY | O_CREAT | O_APPEND, 0600);
+      dup2(out, STDOUT_FILENO);
+      if (close_standard) {
+        close(0), close(1), close(2), close(out);
+      }
+      execl(BUILD_DIR "/vorlent", "vorlent", nullptr);
+      _exit(127);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+  }
+
+  // Starts the daemon and waits until it has entered its mode.
+  void start(const std::string& role, bool close_standard = false) {
+    ASSERT_EQ(launch(close_standard), 0);
+    ASSERT_TRUE(comes_true([&] { return find_daemon() > 0; }));
+    ASSERT_TRUE(comes_true([&] {
+      return read_file("/tmp/vexo_nvram").find("onboarding_role=" + role) != std::string::npos;
+    }));
+  }
+
+  pid_t find_daemon() {
+    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+      const std::string pid = entry.path().filename();
+      if (read_file("/proc/" + pid + "/comm") == "vorlent\n") {
+        daemon_ = std::stoi(pid);
+      }
+    }
+    return daemon_;
+  }
+
+  // Waits for the daemon's end. Returns its exit status.
+  int end() {
+    int status = -1;
+    EXPECT_TRUE(comes_true([&] { return waitpid(daemon_, &status, WNOHANG) == daemon_; }));
+    daemon_ = 0;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+
+  static void send_event(const air::Bytes& datagram) {
+    static const int from = socket(AF_INET, SOCK_DGRAM, 0);
+    sockaddr_in to{};
+    to.sin_family = AF_INET;
+    to.sin_port = htons(55688);
+    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    ASSERT_EQ(sendto(from, datagram.data(), datagram.size(), 0,
+                     reinterpret_cast<const sockaddr*>(&to), sizeof to),
+              static_cast<ssize_t>(datagram.size()));
+  }
+
+  static std::size_t lines_with(const std::string& path, const std::string& text) {
+    const std::string all = read_file(path);
+    std::size_t count = 0;
+    for (std::size_t at = all.find(text); at != std::string::npos; at = all.find(text, at + 1)) {
+      ++count;
+    }
+    return count;
+  }
+
+  static bool logged(const std::string& text) {
+    return lines_with("/tmp/vorlent_dbg.log", text) > 0;
+  }
+
+  void base_nvram() { nvram("set multiap_mode=3 && nvram set enable_mesh_mode=1"); }
+
+  pid_t daemon_ = 0;
+};
+
+TEST_F(ProcessTest, DetachesFollowsARequestAndEndsForTheRestart) {
+  nvram("set blank_state=1");
+  start("0");
+  EXPECT_TRUE(logged("Default un-configured mode.\n"));
+  nvram("set mesh_role_manual=uncfg");
+  EXPECT_EQ(end(), 0);
+  EXPECT_EQ(read_file("/tmp/commands"),
+            "wl add_ie 16 11 02:7E:91 0000000308020101\nwl escanresults\nvexo_service restart\n");
+  EXPECT_THAT(read_file("/tmp/vexo_nvram.saved"), HasSubstr("restart_all_processes=1\n"));
+  EXPECT_THAT(read_file("/tmp/vorlent_dbg.log"), testing::EndsWith("init failed, cleanup.\n"));
+  EXPECT_THAT(read_file("/tmp/vorlent_dbg.log"), testing::StartsWith("[open_eventfd]["));
+}
+
+TEST_F(ProcessTest, APortThatIsTakenEndsItInTheForeground) {
+  const int other = socket(AF_INET, SOCK_DGRAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(55688);
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  ASSERT_EQ(bind(other, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  EXPECT_EQ(launch(), EADDRINUSE);
+  EXPECT_TRUE(logged("Unable to bind to loopback socket "));
+  EXPECT_EQ(access("/tmp/vexo_nvram.saved", F_OK), -1);
+  EXPECT_EQ(access("/tmp/commands", F_OK), -1);
+  close(other);
+}
+
+TEST_F(ProcessTest, ClosedStandardDescriptorsAreOpenedOnNull) {
+  nvram("set blank_state=1");
+  start("0", true);
+  for (const char* fd : {"0", "1", "2"}) {
+    EXPECT_EQ(std::filesystem::read_symlink("/proc/" + std::to_string(daemon_) + "/fd/" + fd),
+              "/dev/null");
+  }
+}
+
+TEST_F(ProcessTest, SignalsExtendAndPushInThatOrder) {
+  base_nvram();
+  nvram("set candidate_satellites=" + air::UNIT_TEXT);
+  start("5");
+  send_event(air::event(44, air::UNIT, air::probe_data(air::element(2))));
+  ASSERT_TRUE(comes_true([] { return logged("STA: " + air::UNIT_TEXT); }));
+  kill(daemon_, SIGSTOP);
+  kill(daemon_, SIGUSR1);
+  kill(daemon_, SIGUSR2);
+  kill(daemon_, SIGCONT);
+  ASSERT_TRUE(comes_true([] { return logged("client_pub_key = NULL"); }));
+  EXPECT_EQ(lines_with("/tmp/commands", "wl actframe " + air::UNIT_TEXT + " 0409027e911004\n"), 1U);
+  EXPECT_EQ(access("/tmp/vexo_onborading.json", F_OK), -1);
+}
+
+TEST_F(ProcessTest, ABurstOfAThousandEventsIsHandledWithoutLoss) {
+  base_nvram();
+  start("5");
+  const air::Bytes datagram = air::event(7, air::UNIT, air::Bytes(212, 1));
+  ASSERT_EQ(datagram.size(), 300U);
+  kill(daemon_, SIGSTOP);  // as while a shell command holds the loop
+  for (int i = 0; i < 1000; ++i) {
+    send_event(datagram);
+  }
+  kill(daemon_, SIGCONT);
+  EXPECT_TRUE(comes_true(
+      [] { return lines_with("/tmp/vorlent_dbg.log", "recved event type 0x7 on wl0\n") == 1000; }));
+}
+
+TEST_F(ProcessTest, FailingSurroundingsDoNotStopIt) {
+  provide("wl", "exit 3");
+  std::filesystem::remove("/tmp/bin/vexo_service");
+  std::ofstream("/tmp/vexo_nvram") << "nonsense\n=\nblank_state=1\n\\\\=\\x\n"
+                                   << std::string(9, '\0');
+  setenv("VEXO_LOG_DIR", "/nonexistent", 1);
+  start("0");
+  air::Scan scan;
+  scan.elements = air::element(1);
+  send_event(air::event(69, air::BASE, air::scan_data(scan)));
+  EXPECT_TRUE(comes_true(
+      [] { return read_file("/tmp/vexo_nvram").find("onboarding_role=1") != std::string::npos; }));
+  nvram("set mesh_role_manual=uncfg");
+  EXPECT_EQ(end(), 0);
+  unsetenv("VEXO_LOG_DIR");
+}
+
+TEST_F(ProcessTest, AnUnreadableStoreMeansAnUnconfiguredUnit) {
+  std::filesystem::create_directory("/tmp/vexo_nvram");
+  ASSERT_EQ(launch(), 0);
+  ASSERT_TRUE(comes_true([&] { return find_daemon() > 0; }));
+  EXPECT_TRUE(comes_true([] { return lines_with("/tmp/commands", "wl escanresults") == 1; }));
+}
+
+TEST_F(ProcessTest, MemoryDoesNotGrowWithTheEvents) {
+  base_nvram();
+  start("5");
+  const auto resident_pages = [&] {
+    std::ifstream statm("/proc/" + std::to_string(daemon_) + "/statm");
+    long total = 0;
+    long resident = 0;
+    statm >> total >> resident;
+    return resident;
+  };
+  const auto send_many = [&](const std::string& marker) {
+    for (int i = 0; i < 2000; ++i) {
+      const auto number = static_cast<std::uint8_t>(i);
+      send_event(air::event(44, {2, 0, 0, 0, 0, number}, air::probe_data(air::element(2))));
+      send_event(
+          air::event(59, {2, 0, 0, 0, 0, number}, air::action_frame(0x1005, air::Bytes(99))));
+      if (i % 100 == 0) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+      }
+    }
+    ASSERT_TRUE(comes_true([&] {
+      send_event(air::event(7, air::UNIT, {}, marker));
+      return logged("recved event type 0x7 on " + marker);
+    }));
+  };
+  send_many("wl8");
+  const long before = resident_pages();
+  send_many("wl9");
+  EXPECT_LE(resident_pages(), before + 4);
+}
+
+}  // namespace
