@@ -18,7 +18,7 @@ template <auto Release>
 struct Releaser {
   template <typename T>
   void operator()(T* object) const {
-    Release(object);
+    (void)Release(object);
   }
 };
 using Bio = std::unique_ptr<BIO, Releaser<BIO_free>>;

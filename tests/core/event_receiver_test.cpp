@@ -15,7 +15,6 @@
 namespace {
 
 using air::operator+;
-using testing::HasSubstr;
 
 class EventReceiverTest : public DaemonTest {
  protected:

@@ -10,7 +10,6 @@
 
 namespace {
 
-using testing::ElementsAre;
 using testing::HasSubstr;
 using Settings = std::map<std::string, std::string>;
 using Journal = std::vector<std::string>;
