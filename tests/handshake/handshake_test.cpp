@@ -186,7 +186,7 @@ TEST_F(BaseSideTest, AnswersACandidatesHelloWithItsKey) {
   EXPECT_EQ(context.act_op_wait, 1002U);
   EXPECT_THAT(printed(), HasSubstr("memory key(451): " + base_key_ + "\nhex_string(2049): \n" +
                                    air::to_hex(air::from_text(base_key_)) +
-                                   std::string(2U * (1024 - 451), '0') + "\n"));
+                                   std::string(std::size_t{2} * (1024 - 451), '0') + "\n"));
 }
 
 TEST_F(BaseSideTest, DoesNotAnswerStrangersAndWrongElements) {
