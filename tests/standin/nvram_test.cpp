@@ -22,6 +22,7 @@ TEST_F(Nvram, KeepsWholeValuesAndAbsence) {
     EXPECT_EQ(vexoNvramConfig_match("key", value.c_str()), 1);
     EXPECT_EQ(vexoNvramConfig_match("key", (value + "x").c_str()), 0);
   }
+  EXPECT_EQ(vexoNvramConfig_match("key", "\\n"), 0);
   EXPECT_EQ(vexoNvramConfig_unset("key"), 0);
   EXPECT_EQ(vexoNvramConfig_match("key", ""), 0);
   EXPECT_EQ(content(store), "");
