@@ -15,6 +15,7 @@
 
 #include "core/event_socket.h"
 #include "core/timer_list.h"
+#include "crypto/rsa_helpers.h"
 #include "discovery/candidate_table.h"
 #include "discovery/probe_scan.h"
 #include "role/mode_entry.h"
@@ -26,6 +27,9 @@ DaemonTest::DaemonTest() {
   reset_context();
   candidate_table.fill(CandidateEntry{});
   gg_swap = false;
+  for (const char* file : {RSA_PRI_FILE, RSA_PUB_FILE, CANDIDATE_FILE}) {
+    unlink(file);
+  }
   epoll_fd = init_epoll();
   EXPECT_EQ(socketpair(AF_UNIX, SOCK_DGRAM, 0, air_socket_), 0);
   testing::internal::CaptureStdout();
