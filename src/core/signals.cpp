@@ -18,6 +18,7 @@ void sig_handler(int signo) {
 void install_signal_handlers() {
   (void)signal(SIGUSR1, sig_handler);
   (void)signal(SIGUSR2, sig_handler);
+  (void)signal(SIGPIPE, SIG_IGN);
 }
 
 bool take_pending_signal(int signo) {

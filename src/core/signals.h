@@ -10,7 +10,8 @@
 // Counts one arrival of `signo`. Async-signal-safe.
 void sig_handler(int signo);
 
-// Installs sig_handler for SIGUSR1 and SIGUSR2.
+// Installs sig_handler for SIGUSR1 and SIGUSR2, and ignores SIGPIPE: a reader of our standard
+// output that goes away must not take the daemon with it.
 void install_signal_handlers();
 
 // True once for any number of arrivals of `signo` since the last call.
