@@ -31,11 +31,10 @@ bool is_resent(Node& from, int operation, const Frame& frame) {
   if (operation == 0) {
     return false;
   }
-  Bytes key(frame.to.begin(), frame.to.end());
-  put(key, frame.body);
-  Bytes& last = from.radio.last_sent[operation];
-  const bool same = last == key;
-  last = std::move(key);
+  const Bytes body(frame.body.begin(), frame.body.end());
+  Bytes& last = from.radio.last_sent[{operation, frame.to}];
+  const bool same = last == body;
+  last = body;
   return same;
 }
 

@@ -80,7 +80,7 @@ void make_mesh(Lab& lab) {
   for (int i = 1; i <= scenario.units; ++i) {
     const std::string name = "unit-" + std::to_string(i);
     const auto number = static_cast<std::uint8_t>(i);
-    Node& unit = add_node(lab, NodeKind::unit, name, {0x02, 0x10, 0, 0, 0, number});
+    Node& unit = add_node(lab, NodeKind::unit, name, {0x02, 0xa7, 0, 0, 0, number});
     unit.platform.factory = unit_factory(name);
   }
   if (scenario.stranger) {
@@ -172,14 +172,17 @@ int watch_signals(Lab& lab) {
   return fd;
 }
 
+// Whether some unit waits for the credentials and all others are in.
 bool everybody_waits(Lab& lab) {
+  bool some = false;
   for (const Node* unit : all_of(lab, NodeKind::unit)) {
     const bool waits = unit->platform.mode == 1 && unit->journey.heard == 1004;
-    if (is_powered(*unit) && unit->platform.mode != 6 && !waits) {
+    some = some || waits;
+    if (!waits && unit->platform.mode != 6) {
       return false;
     }
   }
-  return true;
+  return some;
 }
 
 void choose_pace(Lab& lab) {
@@ -206,16 +209,16 @@ void check_end(Lab& lab) {
 }
 
 void tick(Lab& lab) {
-  choose_pace(lab);
   tick_bases(lab);
-  draw_live(lab);
+  choose_pace(lab);
   check_end(lab);
-  lab.loop.after_real(kTick / 2, [&lab] { tick(lab); });
+  lab.loop.after(kTick, [&lab] { tick(lab); });
 }
 
-void tick_memory(Lab& lab) {
+void tick_display(Lab& lab) {
   measure_memory(lab);
-  lab.loop.after_real(1s, [&lab] { tick_memory(lab); });
+  draw_live(lab);
+  lab.loop.after_real(400ms, [&lab] { tick_display(lab); });
 }
 
 // Ends every sandbox and waits until nothing of them is left.
@@ -235,6 +238,16 @@ void end_all(Lab& lab) {
 
 void follow_journey(Lab& lab, const Occurrence& seen);
 
+// A new handshake has begun: what goes to and from this unit now is not sent again.
+static void forget_sent(Lab& lab, const Node& unit) {
+  for (const auto& node : lab.nodes) {
+    auto& sent = node->radio.last_sent;
+    std::erase_if(sent, [&](const auto& entry) {
+      return node.get() == &unit || entry.first.second == unit.radio.mac;
+    });
+  }
+}
+
 void publish(Lab& lab, Occurrence seen) {
   seen.time = lab.loop.clock.now();
   record(lab, seen);
@@ -244,6 +257,9 @@ void publish(Lab& lab, Occurrence seen) {
   console_notices(lab, seen);
   director_notices(lab, seen);
   platform_notices(lab, seen);
+  if (seen.what == What::mode && seen.number <= 1) {
+    forget_sent(lab, *seen.node);
+  }
   if (seen.what == What::mode || seen.what == What::heard) {
     choose_pace(lab);
   }
@@ -303,7 +319,7 @@ int run(Lab& lab) {
     lab.loop.clock.set_rate(lab.scenario.time_lapse);
     start_director(lab);
     tick(lab);
-    tick_memory(lab);
+    tick_display(lab);
     lab.loop.run();
     end_all(lab);
     close(signals);

@@ -367,6 +367,9 @@ void candidates_changed(Lab& lab, Node& base) {
 }
 
 void platform_notices(Lab& lab, const Occurrence& seen) {
+  if (seen.what == What::mode && seen.node->kind == NodeKind::base) {
+    tick(lab, *seen.node);
+  }
   if (seen.what != What::mode || seen.node->kind != NodeKind::unit) {
     return;
   }

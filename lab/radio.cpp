@@ -84,13 +84,15 @@ void send_probe(Lab& lab, Node& node) {
            build_probe_request(radio.mac, radio.sequence++, elements_for(radio, kInProbeRequests)));
 }
 
+// Every radio begins its scan at a channel of its own, so that a crowd does not move in step.
 void scan_channel(Lab& lab, Node& node, std::size_t index) {
   Radio& radio = node.radio;
   if (index == kChannels.size()) {
     end_scan(lab, node, kScanDone);
     return;
   }
-  radio.scan_channel = kChannels[index];
+  const std::size_t first = radio.mac.back() * std::size_t{5};
+  radio.scan_channel = kChannels[(first + index) % kChannels.size()];
   const auto unless_ended = [&radio, scan = radio.scan](auto action) {
     return [&radio, scan, action] {
       if (radio.scan == scan) {

@@ -32,7 +32,8 @@ struct Radio {
   std::uint64_t scan = 0;   // counts scans and their ends
   std::set<Mac> scan_found;
   std::map<Bytes, unsigned> elements;  // OUI and data, to the kinds of frame that carry it
-  std::map<int, Bytes> last_sent;      // by operation: a body that is sent again is a resend
+  // What was last sent of each operation to each station: the same again is a resend.
+  std::map<std::pair<int, Mac>, Bytes> last_sent;
 };
 
 struct CommandResult {

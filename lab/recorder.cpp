@@ -239,9 +239,9 @@ void record(Lab& lab, const Occurrence& seen) {
     cJSON_AddStringToObject(json.get(), "value", seen.value.c_str());
   } else if (seen.what == What::command) {
     cJSON_AddNumberToObject(json.get(), "status", seen.number);
-    lab.recorder.air.packet(kCommands, stamp(seen.time),
-                            text_packet(seen.node->name + ": " + seen.text),
-                            "exit status " + std::to_string(seen.number));
+    lab.recorder.air.packet(
+        kCommands, stamp(seen.time), text_packet(seen.node->name + ": " + seen.text),
+        seen.node->name + ": " + seen.text + " (exit status " + std::to_string(seen.number) + ")");
   }
   write_entry(lab.recorder, json);
 }
