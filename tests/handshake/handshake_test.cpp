@@ -2,7 +2,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "core/signals.h"
+#include <regex>
+
 #include "discovery/candidate_table.h"
 #include "handshake/act_frame_parser.h"
 #include "handshake/base_side.h"
@@ -441,6 +442,56 @@ TEST_F(UnitSideTest, TheEntryGoesOffTheAirMakesAKeyAndSaysHello) {
   EXPECT_EQ(context.act_stage, 1U);
   EXPECT_GT(context.act_timer_fd, 0);
   EXPECT_EQ(mode_timer_fd, 0);
+}
+
+TEST_F(UnitSideTest, TheLogNamesTheOperationThatSpeaks) {
+  platform().candidate_satellites = {air::UNIT_TEXT};
+  base_sends_1001();
+  air_carries_1004();
+  base_sends_1003(air::credentials("s", "p", "c", "a"));
+  const std::string before = platform().log;
+  starts_in(ONBOARD_MODE_BASE);
+  platform().log = before;
+  hears_probe_from(air::UNIT);
+  air_carries(0x1000, air::element(2), air::UNIT);
+  air_carries(
+      0x1002,
+      encrypt_for(read_file("/tmp/rsa_pub.pem"), air::sat_key_content(peer_key().public_pem)),
+      air::UNIT);
+  act_op_1003_sender();
+  std::map<std::string, int> lines;
+  static const std::regex prefix(R"(\[([A-Za-z_0-9]+)\]\[[0-9]+\])");
+  for (std::sregex_iterator at(platform().log.begin(), platform().log.end(), prefix), end;
+       at != end; ++at) {
+    ++lines[(*at)[1]];
+  }
+  EXPECT_EQ(lines, (std::map<std::string, int>{{"act_op_1000_sender", 1},
+                                               {"act_op_1001_handler", 2},
+                                               {"act_op_1001_sender", 1},
+                                               {"act_op_1002_handler", 11},
+                                               {"act_op_1002_sender", 8},
+                                               {"act_op_1003_handler", 13},
+                                               {"act_op_1003_sender", 3},
+                                               {"act_op_1004_handler", 1},
+                                               {"act_op_1004_sender", 1},
+                                               {"act_op_tracker", 9},
+                                               {"check_in_candidate_list", 2},
+                                               {"check_plon_ie", 12},
+                                               {"clear_timer", 2},
+                                               {"dump_act_frame_payload", 19},
+                                               {"dump_bh_credential_content", 12},
+                                               {"dump_current_support_list", 2},
+                                               {"dump_plon_ie", 40},
+                                               {"dump_target_bss_info", 18},
+                                               {"generate_bh_credential_content", 13},
+                                               {"parse_act_frame", 20},
+                                               {"parse_plon_ie_from_probe", 2},
+                                               {"role_bakery", 3},
+                                               {"router_register", 2},
+                                               {"temp_sat_mode_cfg", 1},
+                                               {"uncfg_act_handshake_register", 3},
+                                               {"uncfg_register", 8},
+                                               {"unconfigured_act_handshake_mode_cfg", 2}}));
 }
 
 TEST_F(UnitSideTest, AnEntryWithALiveTimerLeavesExactlyOne) {

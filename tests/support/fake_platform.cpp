@@ -78,8 +78,11 @@ void shared_debug_log_init(const char* /*identity*/, const char* /*file*/, int m
   platform().log_bound = max_bytes;
 }
 
-void shared_debug_log_do_write_log(const char* /*identity*/, const char* /*file*/,
-                                   const char* format, ...) {
+void shared_debug_log_do_write_log(const char* identity, const char* file, const char* format,
+                                   ...) {
+  if (strcmp(identity, "vorlent") != 0 || strcmp(file, "vorlent_dbg.log") != 0) {
+    return;  // another program's log
+  }
   std::array<char, 1 << 18> text;
   va_list arguments;
   va_start(arguments, format);
