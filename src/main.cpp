@@ -87,6 +87,7 @@ void stop(int& event_fd) {
 
 int main() {
   open_standard_descriptors();
+  survive_broken_pipes();
   (void)setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
   int event_fd = -1;
   bool ready = false;

@@ -9,12 +9,14 @@
 #include <unistd.h>
 
 #include <array>
+#include <bitset>
 #include <cerrno>
 #include <cstring>
 
 #include "core/driver_event.h"
 #include "core/log.h"
 #include "core/mode_table.h"
+#include "core/unique_fd.h"
 
 namespace {
 
@@ -28,34 +30,44 @@ int bind_loopback(int fd) {
   return bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
 }
 
+// Two UDP sockets that both hold this option may share a port, and a second daemon would take half
+// of the events; so it is on for the bind only.
+int set_reuse_address(int fd, int on) {
+  return setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+}
+
 void ask_for_receive_buffer(int fd) {
   if (setsockopt(fd, SOL_SOCKET, SO_RCVBUFFORCE, &RECEIVE_BUFFER, sizeof RECEIVE_BUFFER) != 0) {
     (void)setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &RECEIVE_BUFFER, sizeof RECEIVE_BUFFER);
   }
 }
 
+std::bitset<256> reported_select_failures;  // by errno value
+
 // Logged once per kind of error: a broken descriptor would otherwise fill the log at every turn.
-void report_select_failure(int error) {
-  static int last_reported = 0;
-  if (error != last_reported) {
-    last_reported = error;
+// The time-out is slept out, so that the loop keeps its pace.
+int fail_select(int error, timeval timeout) {
+  const auto kind = static_cast<std::size_t>(error) % reported_select_failures.size();
+  if (!reported_select_failures.test(kind)) {
+    reported_select_failures.set(kind);
     onboard_log("event_recvr", __LINE__, "select failed: %s\n", strerror(error));
   }
+  (void)select(0, nullptr, nullptr, nullptr, &timeout);
+  return -1;
 }
 
 // 1 when readable, 0 when not marked so, -1 on time-out, interruption or failure.
 int wait_readable(int fd, timeval& timeout) {
   if (fd >= FD_SETSIZE) {
-    errno = EBADF;  // outside what select can watch, and FD_SET would write past its set
-    report_select_failure(errno);
-    return -1;
+    return fail_select(EBADF, timeout);  // FD_SET would write past its set
   }
+  const timeval whole = timeout;
   fd_set readable;
   FD_ZERO(&readable);
   FD_SET(fd, &readable);
   const int count = select(fd + 1, &readable, nullptr, nullptr, &timeout);
   if (count < 0 && errno != EINTR) {
-    report_select_failure(errno);
+    return fail_select(errno, whole);
   }
   if (count <= 0) {
     return -1;
@@ -78,28 +90,26 @@ int hand_to_mode(OnboardMode mode, const DriverEventDatagram& datagram) {
 }  // namespace
 
 int open_eventfd(int& fd) {
-  const int created = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP);
-  if (created < 0) {
+  UniqueFd created(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP));
+  if (!created.open()) {
     const int error = errno;
     ONBOARD_LOG("Unable to create loopback socket\n");
     return error;
   }
-  const int one = 1;
-  if (setsockopt(created, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one) != 0) {
+  if (set_reuse_address(created.get(), 1) != 0) {
     const int error = errno;
-    ONBOARD_LOG("Unable to setsockopt to loopback socket %d.\n", created);
-    close(created);
+    ONBOARD_LOG("Unable to setsockopt to loopback socket %d.\n", created.get());
     return error;
   }
-  ask_for_receive_buffer(created);
-  if (bind_loopback(created) != 0) {
+  ask_for_receive_buffer(created.get());
+  if (bind_loopback(created.get()) != 0) {
     const int error = errno;
-    ONBOARD_LOG("Unable to bind to loopback socket %d\n", created);
-    close(created);
+    ONBOARD_LOG("Unable to bind to loopback socket %d\n", created.get());
     return error;
   }
-  ONBOARD_LOG("opened loopback socket %d\n", created);
-  fd = created;
+  (void)set_reuse_address(created.get(), 0);
+  ONBOARD_LOG("opened loopback socket %d\n", created.get());
+  fd = created.release();
   return 0;
 }
 

@@ -13,8 +13,9 @@
 inline constexpr std::uint16_t EVENT_PORT = 55688;
 
 // Opens and binds the socket and stores its descriptor in `fd`. The receive buffer asks for 1 MiB,
-// enough for a thousand events while a shell command holds the loop; a refusal is no failure.
-// Returns 0, or the errno value of the step that failed, with a line in the log.
+// enough for a thousand events of up to some 600 bytes while a shell command holds the loop; a
+// refusal is no failure. Returns 0, or the errno value of the step that failed, with a line in the
+// log.
 int open_eventfd(int& fd);
 
 // Closes the socket and sets `fd` to -1. Returns 0, or what the status query gave when `fd` is not

@@ -18,7 +18,10 @@ void sig_handler(int signo) {
 void install_signal_handlers() {
   (void)signal(SIGUSR1, sig_handler);
   (void)signal(SIGUSR2, sig_handler);
-  (void)signal(SIGPIPE, SIG_IGN);
+}
+
+void survive_broken_pipes() {
+  (void)signal(SIGPIPE, [](int /*signo*/) {});
 }
 
 bool take_pending_signal(int signo) {

@@ -10,9 +10,12 @@
 // Counts one arrival of `signo`. Async-signal-safe.
 void sig_handler(int signo);
 
-// Installs sig_handler for SIGUSR1 and SIGUSR2, and ignores SIGPIPE: a reader of our standard
-// output that goes away must not take the daemon with it.
+// Installs sig_handler for SIGUSR1 and SIGUSR2.
 void install_signal_handlers();
+
+// Keeps a reader of our standard output that goes away from taking the daemon with it. Caught, not
+// ignored: the commands that the daemon runs would inherit the latter.
+void survive_broken_pipes();
 
 // True once for any number of arrivals of `signo` since the last call.
 bool take_pending_signal(int signo);

@@ -1,5 +1,6 @@
 #include "core/timer_list.h"
 
+#include <fcntl.h>
 #include <sys/epoll.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
@@ -12,6 +13,7 @@
 #include <ctime>
 
 #include "core/log.h"
+#include "core/unique_fd.h"
 
 namespace {
 
@@ -122,11 +124,14 @@ void expire(int epoll, int timer_fd) {
   }
 }
 
-int refuse_timer(int timer_fd, const char* why) {
-  ONBOARD_LOG("no timer: %s: %s\n", why, strerror(errno));
-  if (timer_fd >= 0) {
-    close(timer_fd);
-  }
+// Commands that the daemon runs must not inherit its descriptors: the next daemon may be a
+// descendant of one, and would start with those of all before it.
+void close_on_exec(int fd) {
+  (void)fcntl(fd, F_SETFD, FD_CLOEXEC);
+}
+
+int refuse_timer(const char* why) {
+  onboard_log("add_timer", __LINE__, "no timer: %s: %s\n", why, strerror(errno));
   return -1;
 }
 
@@ -138,6 +143,7 @@ int init_epoll() {
     (void)puts("epoll create failed.");
     return -1;
   }
+  close_on_exec(epoll);
   return epoll;
 }
 
@@ -146,23 +152,24 @@ int add_timer(int epoll, TimerEntry& entry) {
   TimerSlot* slot = free_slot();
   if (slot == nullptr) {
     errno = ENOSPC;
-    return refuse_timer(-1, "the timer list is full");
+    return refuse_timer("the timer list is full");
   }
-  const int timer_fd = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK);
-  if (timer_fd < 0) {
-    return refuse_timer(-1, "it cannot be created");
+  UniqueFd timer(timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK));
+  if (!timer.open()) {
+    return refuse_timer("it cannot be created");
   }
-  if (arm(timer_fd, entry) != 0) {
-    return refuse_timer(timer_fd, "it cannot be armed");
+  close_on_exec(timer.get());
+  if (arm(timer.get(), entry) != 0) {
+    return refuse_timer("it cannot be armed");
   }
-  (void)printf("add timerfd: %d, timeout in %d secs, retry interval: %d \n", timer_fd,
+  if (epoll_add_fd(epoll, timer.get()) != 0) {
+    return refuse_timer("it cannot be registered");
+  }
+  entry.timer_fd = timer.release();
+  (void)printf("add timerfd: %d, timeout in %d secs, retry interval: %d \n", entry.timer_fd,
                entry.timeout, entry.retry_interval);
-  if (epoll_add_fd(epoll, timer_fd) != 0) {
-    return refuse_timer(timer_fd, "it cannot be registered");
-  }
-  entry.timer_fd = timer_fd;
   add_timer_to_timer_list(*slot, entry);
-  return timer_fd;
+  return entry.timer_fd;
 }
 
 int update_timer(int timer_fd, const TimerEntry& entry) {

@@ -1,16 +1,19 @@
 #include "crypto/rsa_helpers.h"
 
+#include <fcntl.h>
 #include <openssl/bio.h>
 #include <openssl/bn.h>
 #include <openssl/err.h>
 #include <openssl/pem.h>
 #include <openssl/rsa.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <memory>
 
 #include "core/shell.h"
+#include "core/unique_fd.h"
 
 namespace {
 
@@ -24,7 +27,6 @@ struct Releaser {
 using Bio = std::unique_ptr<BIO, Releaser<BIO_free>>;
 using BigNumber = std::unique_ptr<BIGNUM, Releaser<BN_free>>;
 using Key = std::unique_ptr<RSA, Releaser<RSA_free>>;
-using File = std::unique_ptr<FILE, Releaser<fclose>>;
 using Block = std::array<std::uint8_t, RSA_BLOCK>;
 
 constexpr int KEY_BITS = 2048;
@@ -34,15 +36,12 @@ int no_pass_phrase(char* /*buf*/, int /*size*/, int /*rwflag*/, void* /*user*/) 
   return -1;
 }
 
-// Creates or empties the file of the private key; nobody else may read it, whoever made it before.
-Bio open_private_key_file() {
-  const mode_t mask = umask(S_IRWXG | S_IRWXO);
-  Bio file(BIO_new_file(RSA_PRI_FILE, "w+"));
+// A new file in place of whatever stands there: one that somebody else made would stay theirs.
+Bio create_key_file(const char* path, mode_t hidden_from) {
+  (void)unlink(path);
+  const mode_t mask = umask(hidden_from);
+  Bio file(BIO_new_file(path, "w+"));
   umask(mask);
-  FILE* stream = nullptr;
-  if (file != nullptr && BIO_get_fp(file.get(), &stream) == 1) {
-    (void)fchmod(fileno(stream), S_IRUSR | S_IWUSR);
-  }
   return file;
 }
 
@@ -63,18 +62,24 @@ void write_key_pair(BIO* pri, BIO* pub) {
 
 Key read_public_key(ByteView pem) {
   const Bio memory(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
-  if (memory == nullptr) {
-    return nullptr;
+  Key key(memory == nullptr
+              ? nullptr
+              : PEM_read_bio_RSA_PUBKEY(memory.get(), nullptr, no_pass_phrase, nullptr));
+  if (key == nullptr) {
+    (void)printf("peer key of %d bytes is no public key\n", text_size(pem));
   }
-  return Key(PEM_read_bio_RSA_PUBKEY(memory.get(), nullptr, no_pass_phrase, nullptr));
+  return key;
 }
 
 Key read_private_key() {
-  const File file(fopen(RSA_PRI_FILE, "re"));
-  if (file == nullptr) {
-    return nullptr;
+  const Bio file(BIO_new_file(RSA_PRI_FILE, "r"));
+  Key key(file == nullptr
+              ? nullptr
+              : PEM_read_bio_RSAPrivateKey(file.get(), nullptr, no_pass_phrase, nullptr));
+  if (key == nullptr) {
+    (void)printf("file:%s holds no private key\n", RSA_PRI_FILE);
   }
-  return Key(PEM_read_RSAPrivateKey(file.get(), nullptr, no_pass_phrase, nullptr));
+  return key;
 }
 
 // Blocks are 256 bytes throughout, and libcrypto writes as many bytes as the key is long.
@@ -175,8 +180,8 @@ int refuse_block(RsaBuffer& out, const char* what) {
 
 void rsa_gen_key_pair() {
   {
-    const Bio pri = open_private_key_file();
-    const Bio pub(BIO_new_file(RSA_PUB_FILE, "w+"));
+    const Bio pri = create_key_file(RSA_PRI_FILE, S_IRWXG | S_IRWXO);
+    const Bio pub = create_key_file(RSA_PUB_FILE, S_IWGRP | S_IWOTH);
     write_key_pair(pri.get(), pub.get());
   }
   ERR_clear_error();
@@ -185,13 +190,18 @@ void rsa_gen_key_pair() {
 }
 
 int read_pub_key_to_memory(std::span<std::uint8_t> buf, std::uint16_t& len) {
-  const File file(fopen(RSA_PUB_FILE, "re"));
-  if (file == nullptr) {
+  const UniqueFd file(open(RSA_PUB_FILE, O_RDONLY | O_CLOEXEC));
+  if (!file.open()) {
     (void)printf("file:%s open failed.\n", RSA_PUB_FILE);
     return -1;
   }
-  const std::size_t size = fread(buf.data(), 1, buf.size(), file.get());
-  if (fgetc(file.get()) != EOF) {
+  std::size_t size = 0;
+  ssize_t got = 0;
+  while (size < buf.size() && (got = read(file.get(), &buf[size], buf.size() - size)) > 0) {
+    size += static_cast<std::size_t>(got);
+  }
+  std::uint8_t beyond = 0;
+  if (size == buf.size() && read(file.get(), &beyond, 1) > 0) {
     std::fill(buf.begin(), buf.end(), std::uint8_t{0});
     (void)printf("file:%s is longer than %d bytes, refused.\n", RSA_PUB_FILE, text_size(buf));
     return -1;
@@ -225,6 +235,12 @@ int rsa_encrypt_by_pub_key(ByteView pem, ByteView data, RsaBuffer& out, std::uin
   }
   out_len = static_cast<std::uint16_t>(fragments * RSA_BLOCK);
   return 0;
+}
+
+bool have_private_key() {
+  const Key key = read_private_key();
+  ERR_clear_error();
+  return key != nullptr && RSA_bits(key.get()) == KEY_BITS;
 }
 
 int rsa_decrypt_by_pri_key(ByteView cipher, RsaBuffer& out, std::uint16_t& out_len) {

@@ -1,15 +1,17 @@
 #include "discovery/candidate_table.h"
 
 #include <cjson/cJSON.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <span>
 
+#include "core/bytes.h"
 #include "core/log.h"
+#include "core/unique_fd.h"
 
 CandidateTable candidate_table{};
 
@@ -76,13 +78,15 @@ Text candidate_document(const CandidateTable& table) {
   return Text(cJSON_Print(document.get()));
 }
 
-void write_file(const char* text) {
-  FILE* file = fopen(CANDIDATE_FILE, "wb+e");
-  if (file == nullptr) {
-    return;
+void write_file(ByteView text) {
+  const UniqueFd file(open(CANDIDATE_FILE, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+  while (file.open() && !text.empty()) {
+    const ssize_t written = write(file.get(), text.data(), text.size());
+    if (written <= 0) {
+      return;
+    }
+    text = text.subspan(static_cast<std::size_t>(written));
   }
-  (void)fwrite(text, 1, strlen(text), file);
-  (void)fclose(file);
 }
 
 }  // namespace
@@ -141,7 +145,7 @@ int write_candidate_json(const CandidateTable& table) {
   const Text text = candidate_document(table);
   if (text != nullptr) {
     onboard_log_bare(text.get(), "\n");
-    write_file(text.get());
+    write_file(as_bytes(text.get(), strlen(text.get())));
   }
   return 0;
 }

@@ -70,6 +70,20 @@ void accept_sat_key(ByteView key, const char* sta) {
   }
 }
 
+// False, with a line that names the setting, for a content that a unit would refuse.
+bool units_can_hold(ByteView content) {
+  CredentialElements elements{};
+  if (!read_bh_credential(content, elements)) {
+    return false;  // it did not fit its buffer, and has been named
+  }
+  const char* unfit = unfit_bh_setting(elements);
+  if (unfit != nullptr) {
+    onboard_log("act_op_1003_sender", __LINE__,
+                "push refused: NVRAM %s is longer than a unit can hold\n", unfit);
+  }
+  return unfit == nullptr;
+}
+
 // Encrypts the content for one candidate and sends it.
 void push_to(const CandidateEntry& candidate, ByteView content) {
   constexpr const char* self = "act_op_1003_sender";
@@ -165,14 +179,12 @@ int act_op_1002_handler(const ActionFramePayload& payload, const char* sta) {
 
 int act_op_1003_sender() {
   act_op_tracker(1003, 0);
-  const char* unfit = unfit_bh_setting();
-  if (unfit != nullptr) {
-    ONBOARD_LOG("push refused: NVRAM %s is longer than a unit can hold\n", unfit);
-    return 0;
-  }
   RsaBuffer content_buffer{};
   const int length = generate_bh_credential_content(content_buffer);
   const ByteView content = clipped(content_buffer, 0, static_cast<std::size_t>(length));
+  if (!units_can_hold(content)) {
+    return 0;
+  }
   dump_bh_credential_content(content);
   for (int i = 0; i < context.candidate_count; ++i) {
     push_if_ready(candidate_table[static_cast<std::size_t>(i)], content);

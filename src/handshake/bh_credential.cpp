@@ -87,10 +87,10 @@ int dump_bh_credential_content(ByteView content) {
   return 0;
 }
 
-const char* unfit_bh_setting() {
-  for (const Setting& setting : SETTINGS) {
-    if (strlen(vexoNvramConfig_get(setting.nvram_key)) >= setting.field_size) {
-      return setting.nvram_key;
+const char* unfit_bh_setting(const CredentialElements& elements) {
+  for (std::size_t i = 0; i < elements.size(); ++i) {
+    if (!fits(elements[i], SETTINGS[i].field_size)) {
+      return SETTINGS[i].nvram_key;
     }
   }
   return nullptr;
@@ -106,15 +106,9 @@ bool read_bh_credential(ByteView content, CredentialElements& elements) {
   return reader.ok();
 }
 
-const char* store_bh_credential(const CredentialElements& elements, TargetBssInfo& target) {
-  for (std::size_t i = 0; i < elements.size(); ++i) {
-    if (!fits(elements[i], SETTINGS[i].field_size)) {
-      return SETTINGS[i].label;
-    }
-  }
+void store_bh_credential(const CredentialElements& elements, TargetBssInfo& target) {
   copy_text(target.bh_ssid, elements[0].value);
   copy_text(target.bh_password, elements[1].value);
   copy_text(target.bh_crypto, elements[2].value);
   copy_text(target.bh_akm, elements[3].value);
-  return nullptr;
 }

@@ -37,15 +37,14 @@ int generate_bh_credential_content(RsaBuffer& buf);
 // Logs a content. Returns 0.
 int dump_bh_credential_content(ByteView content);
 
-// The name of the first NVRAM setting that a unit's field cannot hold, or none.
-const char* unfit_bh_setting();
-
 // Cuts a content into its elements. Returns false when one lies outside the content.
 [[nodiscard]] bool read_bh_credential(ByteView content, CredentialElements& elements);
 
-// Copies the four values into `target`. Returns none, or the name of the first value that does not
-// fit its field with its terminating zero; `target` is then unchanged.
-[[nodiscard]] const char* store_bh_credential(const CredentialElements& elements,
-                                              TargetBssInfo& target);
+// The NVRAM name of the first setting in the elements that a unit's field cannot hold with its
+// terminating zero, or none.
+const char* unfit_bh_setting(const CredentialElements& elements);
+
+// Copies the four values, which have to fit, into `target`.
+void store_bh_credential(const CredentialElements& elements, TargetBssInfo& target);
 
 #endif

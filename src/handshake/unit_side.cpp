@@ -96,8 +96,9 @@ void log_credentials(const CredentialElements& elements) {
   }
 }
 
-int drop_1003(const char* sta, const char* why) {
-  onboard_log("act_op_1003_handler", __LINE__, "drop operation 1003 from STA: %s: %s\n", sta, why);
+int drop_1003(const char* sta, const char* why, const char* value = "") {
+  onboard_log("act_op_1003_handler", __LINE__, "drop operation 1003 from STA: %s: %s%s\n", sta, why,
+              value);
   return 0;
 }
 
@@ -166,15 +167,19 @@ int act_op_1003_handler(const ActionFramePayload& payload, const char* sta) {
   std::uint16_t length = 0;
   rsa_decrypt_by_pri_key(cipher, plaintext, length);
   ONBOARD_LOG("decode(%d):\n%.*s\n", length, text_size(plaintext), as_text(plaintext));
+  if (length == 0 && !cipher.empty() && have_private_key()) {
+    return drop_1003(sta, "it is not encrypted for this unit");
+  }
   CredentialElements elements{};
   if (!read_bh_credential(length == 0 ? plaintext : clipped(plaintext, 0, length), elements)) {
     return drop_1003(sta, "a value lies outside the decrypted bytes");
   }
   log_credentials(elements);
-  const char* unfit = store_bh_credential(elements, context.target);
+  const char* unfit = unfit_bh_setting(elements);
   if (unfit != nullptr) {
-    return drop_1003(sta, unfit);
+    return drop_1003(sta, "too long a value: ", unfit);
   }
+  store_bh_credential(elements, context.target);
   dump_target_bss_info();
   context.target_role = ONBOARD_MODE_TEMP_SATELLITE;
   role_bakery();

@@ -24,8 +24,9 @@ int act_op_1001_handler(const ActionFramePayload& payload, const char* sta);
 // whatever `sta` says; with length 0 when that key is not usable. Returns 0.
 int act_op_1002_sender(const char* sta);
 
-// The credentials: stores them in `target` and changes to a temporary satellite. No plaintext at
-// all counts as empty credentials; a content that breaks a bound is dropped. Returns 0.
+// The credentials: stores them in `target` and changes to a temporary satellite. No data, or no
+// private key to read them with, counts as empty credentials; a frame that is encrypted for another
+// key, or whose content breaks a bound, is dropped and changes nothing. Returns 0.
 int act_op_1003_handler(const ActionFramePayload& payload, const char* sta);
 
 // The base asks for patience: once, at stage 3, the wait becomes 15 minutes. Returns 0.

@@ -696,11 +696,11 @@ TEST_F(UnitSideTest, CredentialsThatDoNotFitAreDroppedWhole) {
   air::Bytes last_outside = air::credentials("s", "p", "c", "a");
   last_outside[16] = 1;
   const std::pair<const char*, air::Bytes> cases[] = {
-      {"bh_ssid", air::credentials(text(32), "p", "c", "a")},
-      {"bh_ssid", unterminated},
-      {"bh_passwd", air::credentials("s", text(64), "c", "a")},
-      {"bh_crypto", air::credentials("s", "p", text(16), "a")},
-      {"bh_akm", air::credentials("s", "p", "c", text(16))},
+      {"too long a value: bh_ssid", air::credentials(text(32), "p", "c", "a")},
+      {"too long a value: bh_ssid", unterminated},
+      {"too long a value: bh_wpa_psk", air::credentials("s", text(64), "c", "a")},
+      {"too long a value: bh_crypto", air::credentials("s", "p", text(16), "a")},
+      {"too long a value: bh_akm", air::credentials("s", "p", "c", text(16))},
       {"a value lies outside the decrypted bytes", outside},
       {"a value lies outside the decrypted bytes", last_outside}};
   for (const auto& [why, content] : cases) {
@@ -712,6 +712,8 @@ TEST_F(UnitSideTest, CredentialsThatDoNotFitAreDroppedWhole) {
   forget();
   air_carries(0x1003, air::Bytes(1025, 1), air::BASE);
   EXPECT_THAT(messages(), testing::EndsWith(": too much ciphertext\n"));
+  air_carries(0x1003, air::Bytes(256, 0xff), air::BASE);  // above every modulus
+  EXPECT_THAT(messages(), testing::EndsWith(": it is not encrypted for this unit\n"));
   EXPECT_EQ(context.cur_mode, ONBOARD_MODE_UNCFG_ACT_HANDSHAKE);
   EXPECT_EQ(context.act_stage, 3U);
   EXPECT_EQ(context.act_timer_fd, timer);

@@ -25,6 +25,7 @@
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 
 std::string read_file(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
@@ -50,7 +51,9 @@ class ProcessTest : public testing::Test {
   ProcessTest() {
     std::filesystem::create_directory("/tmp/bin");
     for (const char* name : {"wl", "vexo_service"}) {
-      provide(name, "echo \"${0##*/} $*\" >> /tmp/commands");
+      provide(name,
+              "echo \"${0##*/} $*\" >> /tmp/commands; ls -l /proc/self/fd >> /tmp/inherited;"
+              "grep SigIgn /proc/self/status >> /tmp/inherited");
     }
     setenv("PATH", (std::string("/tmp/bin:") + BUILD_DIR + ":/usr/bin:/bin").c_str(), 1);
     prctl(PR_SET_CHILD_SUBREAPER, 1);  // the detached daemon becomes ours to wait for
@@ -95,13 +98,11 @@ class ProcessTest : public testing::Test {
     }));
   }
 
+  // Our one child by now: the daemon's own children may bear its name for a moment.
   pid_t find_daemon() {
-    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-      const std::string pid = entry.path().filename();
-      if (read_file("/proc/" + pid + "/comm") == "vorlent\n") {
-        daemon_ = std::stoi(pid);
-      }
-    }
+    const std::string self = std::to_string(getpid());
+    std::istringstream children(read_file("/proc/" + self + "/task/" + self + "/children"));
+    children >> daemon_;
     return daemon_;
   }
 
@@ -151,6 +152,10 @@ TEST_F(ProcessTest, DetachesFollowsARequestAndEndsForTheRestart) {
   EXPECT_EQ(end(), 0);
   EXPECT_EQ(read_file("/tmp/commands"),
             "wl add_ie 16 11 02:7E:91 0000000308020101\nwl escanresults\nvexo_service restart\n");
+  EXPECT_THAT(read_file("/tmp/inherited"), Not(HasSubstr("anon_inode")));
+  EXPECT_THAT(read_file("/tmp/inherited"), Not(HasSubstr("socket:")));
+  EXPECT_THAT(read_file("/tmp/inherited"),
+              testing::ContainsRegex("SigIgn:\t[0-9a-f]{12}[02468ace]"));
   EXPECT_THAT(read_file("/tmp/vexo_nvram.saved"), HasSubstr("restart_all_processes=1\n"));
   EXPECT_THAT(read_file("/tmp/vorlent_dbg.log"), testing::EndsWith("init failed, cleanup.\n"));
   EXPECT_THAT(read_file("/tmp/vorlent_dbg.log"), testing::StartsWith("[open_eventfd]["));
