@@ -1,0 +1,163 @@
+"""The Wireshark dissector on frames written here, cut at every length, garbled, and from the lab.
+
+Usage: dissector_test.py [MESHLAB]
+"""
+import json
+import pathlib
+import random
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+DISSECTOR = ROOT / "packaging/wireshark/vorlent.lua"
+MESHLAB = sys.argv[1] if len(sys.argv) > 1 else None
+UNIT, BASE = "02a700000001", "02ba5e000001"
+IE_BASE, IE_UNIT = "dd0b027e910000000308010101", "dd0b027e910000000308020101"
+PEM = "-----BEGIN PUBLIC KEY-----\nTUlJ\n-----END PUBLIC KEY-----\n".encode().hex()
+
+
+def frame(kind, to, sender, body):
+    return f"{kind}000000{to}{sender}{BASE}0000{body}"
+
+
+def action(op, to, sender, data=None):
+    tail = "" if data is None else f"{len(data) // 2:04x}{data}"
+    return frame("d0", to, sender, f"0409027e91{op}{tail}")
+
+
+BEACON = frame("80", "ff" * 6, BASE, "00" * 8 + "64001104" + "0004686f6d65" + IE_BASE)
+PROBE = frame("40", "ff" * 6, UNIT, "0000" + IE_UNIT)
+HELLO = action("1000", BASE, UNIT, IE_UNIT)
+BASE_KEY = action("1001", UNIT, BASE, PEM)
+UNIT_KEY = action("1002", BASE, UNIT, "a5" * 512)
+CREDENTIALS = action("1003", UNIT, BASE, "5a" * 256)
+WAIT = action("1004", UNIT, BASE)
+GOOD = [BEACON, PROBE, HELLO, BASE_KEY, UNIT_KEY, CREDENTIALS, WAIT]
+
+
+def write_capture(path, frames, link_type=105):
+    """A capture of the frames, given in hexadecimal."""
+    lines = ["0000 " + " ".join(f[i : i + 2] for i in range(0, len(f), 2)) for f in frames if f]
+    subprocess.run(["text2pcap", "-q", "-l", str(link_type), "-", path], check=True,
+                   input="\n".join(lines) + "\n", text=True, capture_output=True)
+
+
+def tshark(capture, *arguments):
+    run = subprocess.run(["tshark", "-r", capture, "-X", f"lua_script:{DISSECTOR}", *arguments],
+                         check=True, text=True, capture_output=True)
+    assert "Lua" not in run.stderr, run.stderr
+    return run.stdout
+
+
+def fields(capture, *names):
+    """One list of texts for each frame; a field that a frame does not have is empty."""
+    columns = [part for name in names for part in ("-e", f"vorlent.{name}")]
+    out = tshark(capture, "-T", "fields", "-E", "separator=|", *columns)
+    return [line.split("|") for line in out.splitlines()]
+
+
+@unittest.skipUnless(shutil.which("tshark"), "tshark is not installed")
+class DissectorTest(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.addCleanup(self.folder.cleanup)
+        self.capture = self.folder.name + "/frames.pcap"
+
+    def faults(self, frames, link_type=105):
+        write_capture(self.capture, frames, link_type)
+        return [line[0] for line in fields(self.capture, "fault")]
+
+    def test_names_what_each_good_frame_is(self):
+        write_capture(self.capture, GOOD)
+        unit, base = "02:a7:00:00:00:01", "02:ba:5e:00:00:01"
+        self.assertEqual(fields(self.capture, "op", "name", "from", "unit", "base", "ie.prod_id",
+                                "data_len", "blocks", "fault"), [
+            ["", "", "", "", base, "1", "", "", ""],
+            ["", "", "", unit, "", "2", "", "", ""],
+            ["1000", "hello", "unit", unit, base, "2", "13", "", ""],
+            ["1001", "base key", "base", unit, base, "", str(len(PEM) // 2), "", ""],
+            ["1002", "unit key", "unit", unit, base, "", "512", "2", ""],
+            ["1003", "credentials", "base", unit, base, "", "256", "1", ""],
+            ["1004", "wait", "base", unit, base, "", "", "", ""]])
+        keys = [line[0] for line in fields(self.capture, "key")]
+        self.assertIn("BEGIN PUBLIC KEY", keys[3])
+        sealed = [line[0][:8] for line in fields(self.capture, "encrypted_for")]
+        self.assertEqual(sealed[4:6], ["the base", "the unit"])
+        self.assertIn("vorlent 1002 unit key", tshark(self.capture, "-Y", "vorlent.op == 1002"))
+
+    def test_says_what_is_wrong_with_a_broken_frame(self):
+        broken = {
+            "attr_id is cut off": action("10", UNIT, BASE),
+            "data_len is cut off": action("100101", UNIT, BASE),
+            "Ends behind attr_id": action("1002", BASE, UNIT),
+            "frame holds 57 bytes": action("10010100", UNIT, BASE) + PEM,
+            "drops more than 1800": action("1002", BASE, UNIT, "00" * 2048),
+            "500 bytes are no multiple": action("1002", BASE, UNIT, "a5" * 500),
+            "5 blocks": action("1003", UNIT, BASE, "5a" * 1280),
+            "had no key that it could encrypt with": action("1003", UNIT, BASE, ""),
+            "had no key that it could read": action("1001", UNIT, BASE, ""),
+            "No PEM public key": action("1001", UNIT, BASE, "00" * 451),
+            "drops more than 1023": action("1001", UNIT, BASE, PEM + "0a" * 1023),
+            "prod_id is 1 where a unit has 2": action("1000", BASE, UNIT, IE_BASE),
+            "OUI is not 02:7e:91": action("1000", BASE, UNIT, IE_UNIT.replace("027e91", "027e92")),
+            "5 bytes instead of 13": action("1000", BASE, UNIT, IE_UNIT[:10]),
+            "plon_vie_data is 2": PROBE[:-2] + "02",
+            "The element is cut off": BEACON[:-4],
+            "attr_id 0x1005": action("1005", UNIT, BASE),
+        }
+        for expected, fault in zip(broken, self.faults(broken.values())):
+            self.assertIn(expected, fault)
+
+    def test_leaves_alone_what_is_not_its_own(self):
+        others = [action("1000", BASE, UNIT, IE_UNIT).replace("027e91", "506f9a"),  # another vendor
+                  "d040" + HELLO[4:],                                                # encrypted
+                  "d004" + HELLO[4:],                                                # a fragment
+                  BEACON.replace("027e91", "0050f2"), "0802" + HELLO[4:]]
+        write_capture(self.capture, others)
+        self.assertEqual(tshark(self.capture, "-Y", "vorlent"), "")
+
+    def test_finds_the_end_of_a_frame(self):
+        with_check_sum = "00000c00060000001000" + "0000" + WAIT + "11223344"
+        self.assertEqual(self.faults([with_check_sum], 127), [""])
+        self.assertEqual(fields(self.capture, "op", "trailing"), [["1004", ""]])
+        write_capture(self.capture, [UNIT_KEY])
+        short = self.folder.name + "/short.pcap"
+        subprocess.run(["editcap", "-s", "100", self.capture, short], check=True)
+        self.assertEqual(fields(short, "op", "data_len", "fault"), [["1002", "512", ""]])
+        self.assertIn("is not in the capture", tshark(short, "-V"))
+
+    def test_reads_any_frame_without_an_error(self):
+        chance = random.Random(1)
+        hostile = [good[: 2 * n] for good in GOOD for n in range(1, min(len(good) // 2, 330))]
+        for good in GOOD * 60:
+            raw = bytearray.fromhex(good)
+            for _ in range(chance.randint(1, 8)):
+                raw[chance.randrange(len(raw) if chance.random() < 0.3 else min(len(raw), 60))] = (
+                    chance.choice([0, 1, 0xFF, 0x7F, 0xDD, chance.randrange(256)]))
+            hostile.append(raw.hex())
+        write_capture(self.capture, hostile)
+        out = tshark(self.capture, "-V", "-O", "vorlent")
+        self.assertNotIn("Lua Error", out)
+        self.assertGreater(out.count("vorlent onboarding"), 700)
+
+    @unittest.skipUnless(MESHLAB and pathlib.Path(MESHLAB).exists(), "the laboratory is not built")
+    def test_reads_a_capture_of_the_laboratory(self):
+        out = self.folder.name + "/lab"
+        subprocess.run([MESHLAB, "run", "--json", "--out", out, "onboard"], check=True,
+                       capture_output=True)
+        packets = json.loads(tshark(out + "/air.pcapng", "-Y", "vorlent.op", "-T", "json",
+                                    "-e", "vorlent.unit", "-e", "vorlent.op", "-e", "vorlent.fault"))
+        layers = [packet["_source"]["layers"] for packet in packets]
+        self.assertFalse([layer for layer in layers if "vorlent.fault" in layer])
+        units = {layer["vorlent.unit"][0] for layer in layers}
+        self.assertEqual(len(units), 3)
+        for unit in units:
+            operations = [x["vorlent.op"][0] for x in layers if x["vorlent.unit"][0] == unit]
+            self.assertEqual(operations, ["1000", "1001", "1002", "1004", "1003"])
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1], verbosity=2)
