@@ -11,12 +11,10 @@
 --
 -- Every read is compared with the end of the frame first: `View` is the only place that touches
 -- bytes. Load by `-X lua_script:vorlent.lua` or from a plugin folder; a second copy does nothing.
-if vorlent_is_loaded then
+local is_first, vorlent = pcall(Proto, "vorlent", "vorlent onboarding")
+if not is_first then
   return
 end
-vorlent_is_loaded = true
-
-local vorlent = Proto("vorlent", "vorlent onboarding")
 
 local OUI = "027e91"
 local ELEMENT_SIZE, DATA_MAX, KEY_MAX, BLOCK, BLOCKS_MAX = 13, 1800, 1023, 256, 4
