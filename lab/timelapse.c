@@ -21,24 +21,24 @@
 #define TIMERS 64 /* descriptors above are left alone */
 #define SECOND 1000000000LL
 
-static const volatile struct shared_clock *page;
+static const volatile struct shared_clock* page;
 static struct itimerspec wanted[TIMERS]; /* in the unit's time, absolute */
 static uint32_t seen;                    /* the page's sequence at the last setting of the timers */
 
-static int (*real_gettime)(clockid_t, struct timespec *);
-static int (*real_settime)(int, int, const struct itimerspec *, struct itimerspec *);
-static int (*real_select)(int, fd_set *, fd_set *, fd_set *, struct timeval *);
-static int (*real_epoll_wait)(int, struct epoll_event *, int, int);
+static int (*real_gettime)(clockid_t, struct timespec*);
+static int (*real_settime)(int, int, const struct itimerspec*, struct itimerspec*);
+static int (*real_select)(int, fd_set*, fd_set*, fd_set*, struct timeval*);
+static int (*real_epoll_wait)(int, struct epoll_event*, int, int);
 
 __attribute__((constructor)) static void begin(void) {
-  *(void **)&real_gettime = dlsym(RTLD_NEXT, "clock_gettime");
-  *(void **)&real_settime = dlsym(RTLD_NEXT, "timerfd_settime");
-  *(void **)&real_select = dlsym(RTLD_NEXT, "select");
-  *(void **)&real_epoll_wait = dlsym(RTLD_NEXT, "epoll_wait");
+  *(void**)&real_gettime = dlsym(RTLD_NEXT, "clock_gettime");
+  *(void**)&real_settime = dlsym(RTLD_NEXT, "timerfd_settime");
+  *(void**)&real_select = dlsym(RTLD_NEXT, "select");
+  *(void**)&real_epoll_wait = dlsym(RTLD_NEXT, "epoll_wait");
   unsetenv("LD_PRELOAD"); /* the daemon's commands run at the machine's pace */
   const int fd = open("/run/bin/clock", O_RDONLY | O_CLOEXEC);
   if (fd >= 0) {
-    void *found = mmap(NULL, sizeof(struct shared_clock), PROT_READ, MAP_SHARED, fd, 0);
+    void* found = mmap(NULL, sizeof(struct shared_clock), PROT_READ, MAP_SHARED, fd, 0);
     page = found == MAP_FAILED ? NULL : found;
     close(fd);
   }
@@ -57,13 +57,15 @@ static struct shared_clock read_page(void) {
   return copy;
 }
 
-static int64_t nanoseconds(struct timespec time) { return time.tv_sec * SECOND + time.tv_nsec; }
+static int64_t nanoseconds(struct timespec time) {
+  return time.tv_sec * SECOND + time.tv_nsec;
+}
 
 static struct timespec timespec_of(int64_t value) {
   return (struct timespec){.tv_sec = value / SECOND, .tv_nsec = value % SECOND};
 }
 
-int clock_gettime(clockid_t clock, struct timespec *now) {
+int clock_gettime(clockid_t clock, struct timespec* now) {
   const int result = real_gettime(clock, now);
   if (result == 0 && clock == CLOCK_MONOTONIC && page != NULL) {
     const struct shared_clock at = read_page();
@@ -72,7 +74,7 @@ int clock_gettime(clockid_t clock, struct timespec *now) {
   return result;
 }
 
-static int set_timer(int fd, const struct itimerspec *value, struct itimerspec *old) {
+static int set_timer(int fd, const struct itimerspec* value, struct itimerspec* old) {
   struct itimerspec real = *value;
   const struct shared_clock at = read_page();
   if (nanoseconds(value->it_value) != 0) {
@@ -84,7 +86,7 @@ static int set_timer(int fd, const struct itimerspec *value, struct itimerspec *
   return real_settime(fd, TFD_TIMER_ABSTIME, &real, old);
 }
 
-int timerfd_settime(int fd, int flags, const struct itimerspec *value, struct itimerspec *old) {
+int timerfd_settime(int fd, int flags, const struct itimerspec* value, struct itimerspec* old) {
   if (page == NULL || (flags & TFD_TIMER_ABSTIME) == 0 || fd < 0 || fd >= TIMERS) {
     return real_settime(fd, flags, value, old);
   }
@@ -93,7 +95,7 @@ int timerfd_settime(int fd, int flags, const struct itimerspec *value, struct it
 }
 
 /* The next expiry of a timer at or behind the unit's present. */
-static void follow(struct itimerspec *timer, int64_t now) {
+static void follow(struct itimerspec* timer, int64_t now) {
   const int64_t interval = nanoseconds(timer->it_interval);
   const int64_t first = nanoseconds(timer->it_value);
   if (interval > 0 && first <= now) {
@@ -122,7 +124,7 @@ static int32_t catch_up(void) {
   return at.rate;
 }
 
-int select(int count, fd_set *in, fd_set *out, fd_set *except, struct timeval *timeout) {
+int select(int count, fd_set* in, fd_set* out, fd_set* except, struct timeval* timeout) {
   const int32_t rate = catch_up();
   if (timeout == NULL || rate <= 1) {
     return real_select(count, in, out, except, timeout);
@@ -132,7 +134,7 @@ int select(int count, fd_set *in, fd_set *out, fd_set *except, struct timeval *t
   return real_select(count, in, out, except, &shorter);
 }
 
-int epoll_wait(int epoll, struct epoll_event *events, int count, int timeout) {
+int epoll_wait(int epoll, struct epoll_event* events, int count, int timeout) {
   const int32_t rate = catch_up();
   return real_epoll_wait(epoll, events, count, timeout > 1 ? 1 + timeout / rate : timeout);
 }

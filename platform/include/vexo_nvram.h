@@ -13,16 +13,16 @@ extern "C" {
 
 /* The value of `key`, or an empty text when it is not set; never NULL. The text belongs to the
  * library and is valid until the next call into it. */
-const char *vexoNvramConfig_get(const char *key);
+const char* vexoNvramConfig_get(const char* key);
 
 /* 1 when `key` is set and its whole value equals `value`, otherwise 0. */
-int vexoNvramConfig_match(const char *key, const char *value);
+int vexoNvramConfig_match(const char* key, const char* value);
 
 /* Sets `key` to `value` and returns 0; other processes see it at once. */
-int vexoNvramConfig_set(const char *key, const char *value);
+int vexoNvramConfig_set(const char* key, const char* value);
 
 /* Removes `key` (absent afterwards, not empty) and returns 0. */
-int vexoNvramConfig_unset(const char *key);
+int vexoNvramConfig_unset(const char* key);
 
 /* Makes the live values survive a power cut; returns 0 once they do. */
 int vexoNvramConfig_save(void);
