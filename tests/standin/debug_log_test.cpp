@@ -1,5 +1,8 @@
 #include "shared_debug_log.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include "standin_folder.h"
 #include "vexo_nvram.h"
 
@@ -62,8 +65,14 @@ TEST_F(DebugLog, ComesBackAfterEveryTrouble) {
   std::filesystem::remove(path);
   shell("mkfifo " + path);
   log("into a pipe that nobody reads");
+  const int reader = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  log("into a pipe whose reader may go");
+  EXPECT_EQ(::read(reader, path.data(), 1), 0);
+  ::close(reader);
   ::setenv("VEXO_LOG_DIR", (folder + "/later").c_str(), 1);
-  EXPECT_FALSE(writes_to(folder + "/later/log"));
+  errno = EXDEV;
+  log("nowhere");
+  EXPECT_EQ(errno, EXDEV);
   std::filesystem::create_directory(folder + "/later");
   EXPECT_TRUE(writes_to(folder + "/later/log"));
 }

@@ -113,14 +113,18 @@ TEST_F(Nvram, CommandDoesWhatItSays) {
     EXPECT_EQ(command(arguments).append(std::to_string(status)), printed) << arguments;
   }
   EXPECT_EQ(content(store + ".saved"), "b=x y\\\\\n");
-  for (const char* wrong : {"", "got", "get", "set a", "set =1", "unset a=1", "show a"}) {
+  for (const char* wrong :
+       {"", "got", "get", "set a", "set =1", "unset a=1", "show a", "get a b"}) {
     EXPECT_THAT(command(wrong), testing::AllOf(HasSubstr("nvram: "), HasSubstr("Usage:")));
     EXPECT_EQ(status, 2) << wrong;
   }
   ::unsetenv("VEXO_RESTART_HOOK");
   EXPECT_THAT(command("restart"), HasSubstr("nothing is restarted"));
   EXPECT_EQ(status, 0);
-  ::setenv("VEXO_NVRAM", "/missing/nvram", 1);
-  EXPECT_EQ(command("set a=1").append(std::to_string(status)),
-            "nvram: cannot lock /missing/nvram: No such file or directory\n1");
+  std::filesystem::create_directory(folder + "/none");
+  ::setenv("VEXO_NVRAM", (folder + "/none").c_str(), 1);
+  for (const char* failing : {"get a", "set a=1", "unset a", "show", "commit"}) {
+    EXPECT_THAT(command(failing), HasSubstr("/none: Is a directory\n"));
+    EXPECT_EQ(status, 1) << failing;
+  }
 }
