@@ -235,7 +235,12 @@ void power_off(Lab& lab, Node& node, std::function<void()> then) {
   if (!is_powered(node)) {
     return;
   }
-  publish(lab, {.what = What::power, .node = &node, .text = "loses power", .number = 0});
+  const std::string live = nvram_path(node);
+  const bool unsaved = read_file(live) != read_file(live + ".saved");
+  publish(lab, {.what = What::power,
+                .node = &node,
+                .text = unsaved ? "loses power, and settings that were not saved" : "loses power",
+                .number = 0});
   radio_off(node);
   node.platform.restart_wanted = false;
   node.platform.ready.clear();
@@ -373,7 +378,9 @@ void platform_notices(Lab& lab, const Occurrence& seen) {
   if (seen.what != What::mode || seen.node->kind != NodeKind::unit) {
     return;
   }
-  if (seen.number == 3) {
+  // The daemon that stored the credentials still has to restart; the one that starts in mode 3
+  // stays.
+  if (seen.number == 3 && seen.before == kOff) {
     later_in_this_life(lab, *seen.node, kBackhaulUp,
                        [&lab, node = seen.node] { bring_up_backhaul(lab, *node); });
   }

@@ -40,14 +40,17 @@ Words::Words(std::string_view line) {
       words_.push_back(std::exchange(word, {}));
     }
   };
-  for (const char c : line) {
+  for (std::size_t i = 0; i < line.size(); ++i) {
+    const char c = line[i];
+    const bool blank = c == ' ' || c == '\t' || c == '\r';
+    const bool before_blank = i + 1 == line.size() || line.find_first_of(" \t\r", i) == i + 1;
     if (c == '"') {
       quoted = !quoted;
     } else if (quoted) {
       word += c;
     } else if (c == '#') {
       break;
-    } else if (c == ' ' || c == '\t' || c == '\r' || c == ':') {
+    } else if (blank || (c == ':' && before_blank)) {
       end_word();
       if (c == ':') {
         words_.emplace_back(":");
@@ -217,11 +220,11 @@ void take_condition(Words& words, Trigger& trigger) {
   }
   if (trigger.kind == TriggerKind::sends || trigger.kind == TriggerKind::hears) {
     trigger.number = words.number("an operation", 1000, 1004);
-    if (!words.done() && words.peek() != ":" && words.peek() != "after") {
-      trigger.times = words.number("how often", 1, 1000);
-      if (!words.take_if("times")) {
-        words.fail("times");
-      }
+  }
+  if (!words.done() && words.peek() != ":" && words.peek() != "after") {
+    trigger.times = words.number("how often", 1, 1000);
+    if (!words.take_if("times")) {
+      words.fail("times");
     }
   }
   if (words.take_if("after")) {

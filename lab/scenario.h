@@ -5,9 +5,8 @@
 //   loss P%   duplicate P%        delay TIME   jitter TIME seed N             limit TIME
 //   time-lapse F                  skip-waits F
 //   at TIME: WHO ACTION [ARGUMENT]
-//   when WHO sends OPERATION [N times] [after TIME]: WHO ACTION [ARGUMENT]
-//   when WHO hears OPERATION [N times] [after TIME]: ...
-//   when WHO mode N [after TIME]: ...       when WHO nvram KEY=VALUE [after TIME]: ...
+//   when WHO CONDITION [N times] [after TIME]: WHO ACTION [ARGUMENT]
+//   CONDITION: sends OPERATION   hears OPERATION   mode N   nvram KEY=VALUE
 //   expect WHO mode N              expect WHO credentials BASE    expect WHO gave-up N
 //   expect first-handshakes P%     expect WHO logged "TEXT"
 //
