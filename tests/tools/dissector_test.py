@@ -1,6 +1,6 @@
 """The Wireshark dissector on frames written here, cut at every length, garbled, and from the lab.
 
-Usage: dissector_test.py [MESHLAB]
+Usage: dissector_test.py [BUILD-FOLDER]
 """
 import json
 import pathlib
@@ -13,7 +13,7 @@ import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 DISSECTOR = ROOT / "packaging/wireshark/vorlent.lua"
-MESHLAB = sys.argv[1] if len(sys.argv) > 1 else None
+MESHLAB = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else "build") / "meshlab"
 UNIT, BASE = "02a700000001", "02ba5e000001"
 IE_BASE, IE_UNIT = "dd0b027e910000000308010101", "dd0b027e910000000308020101"
 PEM = "-----BEGIN PUBLIC KEY-----\nTUlJ\n-----END PUBLIC KEY-----\n".encode().hex()
@@ -143,7 +143,7 @@ class DissectorTest(unittest.TestCase):
         self.assertNotIn("Lua Error", out)
         self.assertGreater(out.count("vorlent onboarding"), 700)
 
-    @unittest.skipUnless(MESHLAB and pathlib.Path(MESHLAB).exists(), "the laboratory is not built")
+    @unittest.skipUnless(MESHLAB.exists(), "the laboratory is not built")
     def test_reads_a_capture_of_the_laboratory(self):
         out = self.folder.name + "/lab"
         subprocess.run([MESHLAB, "run", "--json", "--out", out, "onboard"], check=True,

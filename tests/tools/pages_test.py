@@ -1,0 +1,96 @@
+"""The manual pages: well formed, true to the programs, and their examples run.
+
+Usage: pages_test.py [BUILD-FOLDER]
+"""
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import unittest
+
+import source_messages
+import why_test  # finds vorlent_why
+
+ROOT = source_messages.ROOT
+BUILD = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else "build").resolve()
+PAGES = {page.name[:-4]: page.read_text() for page in (ROOT / "docs/man").glob("*.scd")}
+
+
+def section(page, title):
+    return re.search(rf"^# {title}\n(.*?)(?=^# |\Z)", PAGES[page], re.M | re.S)[1]
+
+
+def examples(page, title="EXAMPLES"):
+    return re.findall(r"^```\n(.*?)^```", section(page, title), re.M | re.S)
+
+
+class PagesTest(unittest.TestCase):
+    def run_here(self, folder, script, *wrapper):
+        """Runs an example in `folder`, with this build's programs on PATH; returns its output."""
+        tools = BUILD / "pages-work/bin"
+        run = subprocess.run([*wrapper, "bash", "-euc", script], cwd=folder, text=True, check=False,
+                             stdin=subprocess.DEVNULL, capture_output=True, timeout=100,
+                             env={"PATH": f"{tools}:{BUILD}:/usr/bin:/bin", "HOME": str(folder)})
+        self.assertEqual(run.returncode, 0, script + run.stdout + run.stderr)
+        return run.stdout
+
+    def setUp(self):
+        self.work = BUILD / "pages-work"
+        shutil.rmtree(self.work, ignore_errors=True)
+        (self.work / "bin").mkdir(parents=True)
+        (self.work / "bin/vorlent-why").symlink_to(ROOT / "tools/vorlent_why.py")
+        self.sandbox = [ROOT / "tests/sandbox", ROOT, BUILD]
+
+    @unittest.skipUnless(shutil.which("mandoc") and (BUILD / "man").exists(), "no mandoc or no scdoc")
+    def test_pages_are_well_formed(self):
+        for page in PAGES:
+            lint = subprocess.run(["mandoc", "-T", "lint", "-W", "warning", BUILD / "man" / page],
+                                  text=True, capture_output=True, check=False)
+            self.assertEqual(lint.stdout + lint.stderr, "")
+
+    def test_diagnostics_are_messages_of_the_daemon(self):
+        def plain(text):
+            return re.sub(r"(%[.*\d]*[sdxX])+", "%", text.strip())
+        said = {plain(form) for _, form in source_messages.all_messages()}
+        shown = re.findall(r"^([*_].*)\n\t", section("vorlent.8", "DIAGNOSTICS"), re.M)
+        self.assertGreater(len(shown), 30)
+        for message in shown:
+            words = re.sub(r"(?<![a-z])_\w+_(?![a-z])", "%s", message).replace("*", "")
+            self.assertIn(plain(words), said, message)
+
+    def test_reasons_are_those_of_the_tool(self):
+        shown = re.findall(r"^\*([\w-]+)\*$", section("vorlent-why.1", "REASONS"), re.M)
+        self.assertEqual(sorted(shown), sorted(why_test.vorlent_why.REASONS))
+
+    def test_every_option_is_on_its_page(self):
+        tools = {"meshlab.1": [BUILD / "meshlab", "run", "--help"], "nvram.1": [BUILD / "nvram", "--help"],
+                 "vorlent-why.1": [ROOT / "tools/vorlent_why.py", "--help"]}
+        for page, command in tools.items():
+            if command[0].exists():
+                text = subprocess.run(command, text=True, capture_output=True, check=True).stdout
+                for option in set(re.findall(r"(?<![\w-])--[a-z-]+", text)) - {"--help"}:
+                    self.assertIn(f"*{option}*", PAGES[page])
+
+    @unittest.skipUnless((BUILD / "meshlab").exists(), "the laboratory is not built")
+    def test_examples_of_the_laboratory_run(self):
+        scenario, = examples("meshlab.1", "SCENARIOS")
+        (self.work / "own.scenario").write_text(scenario)
+        self.run_here(self.work, "meshlab run --json --out own ./own.scenario")
+        for example in examples("meshlab.1"):
+            self.assertIn("installed", self.run_here(self.work, example))
+        for example in examples("vorlent-why.1"):
+            self.assertIn("02:a7:00:00:00:01 credentials-sent",
+                          self.run_here(self.work / "results", example))
+
+    @unittest.skipUnless((BUILD / "nvram").exists(), "another platform's libraries")
+    def test_examples_of_daemon_and_store_run(self):
+        for page, expected in {"vorlent.8": "2\n", "nvram.1": "02:a7:00:00:00:01 02:a7:00:00:00:02\n"}.items():
+            for example in examples(page):
+                self.assertEqual(self.run_here(self.work, example, *self.sandbox), expected)
+        log = self.work / "vorlent_dbg.log"
+        self.assertIn("Got SIGUSR1 to push BH credential.", log.read_text(errors="replace"))
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1], verbosity=2)
