@@ -19,3 +19,8 @@ elseif(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
   # _FORTIFY_SOURCE needs the optimiser and gets in the way of the sanitizers' own checks.
   target_compile_definitions(vorlent_flags INTERFACE _FORTIFY_SOURCE=2)
 endif()
+
+if(VORLENT_FUZZ)
+  # Coverage for the fuzzer; each fuzz target links libFuzzer itself.
+  target_compile_options(vorlent_flags INTERFACE -fsanitize=fuzzer-no-link)
+endif()
