@@ -131,11 +131,12 @@ Verdict judge_credentials(Lab& lab, const Node& node, const std::string& wanted)
     }
   }
   const bool one = held.size() == 1 && (wanted == "one-base" || held.front() == wanted);
-  return {one, node.name + " holds the credentials of " +
-                   (wanted == "one-base" ? "exactly one base" : wanted) +
-                   (one            ? ""
-                    : held.empty() ? ": it holds none"
-                                   : ": it holds those of " + held.front())};
+  return {one, false,
+          node.name + " holds the credentials of " +
+              (wanted == "one-base" ? "exactly one base" : wanted) +
+              (one            ? ""
+               : held.empty() ? ": it holds none"
+                              : ": it holds those of " + held.front())};
 }
 
 Verdict judge_node(Lab& lab, const Node& node, const Expectation& expected) {
@@ -143,19 +144,21 @@ Verdict judge_node(Lab& lab, const Node& node, const Expectation& expected) {
   switch (expected.kind) {
     case ExpectationKind::mode: {
       const bool holds = node.platform.mode == expected.number;
-      return {holds,
+      return {holds, false,
               node.name + " ends in mode " + number + (holds ? "" : ": " + outcome_of(lab, node))};
     }
     case ExpectationKind::credentials:
       return judge_credentials(lab, node, expected.text);
     case ExpectationKind::gave_up: {
       const bool holds = node.journey.gave_up >= expected.number;
-      return {holds, node.name + " gives up and searches again at least " + number + " times" +
-                         (holds ? "" : ": " + std::to_string(node.journey.gave_up) + " times")};
+      return {holds, false,
+              node.name + " gives up and searches again at least " + number + " times" +
+                  (holds ? "" : ": " + std::to_string(node.journey.gave_up) + " times")};
     }
     default: {
       const bool holds = read_log(node).find(expected.text) != std::string::npos;
-      return {holds, node.name + " logs \"" + expected.text + "\"" + (holds ? "" : ": it did not")};
+      return {holds, false,
+              node.name + " logs \"" + expected.text + "\"" + (holds ? "" : ": it did not")};
     }
   }
 }
@@ -163,12 +166,14 @@ Verdict judge_node(Lab& lab, const Node& node, const Expectation& expected) {
 Verdict judge_first_handshakes(Lab& lab, int percent) {
   int begun = 0;
   int completed = 0;
+  bool decided = true;
   for (const Node* unit : all_of(lab, NodeKind::unit)) {
     const auto first = unit->journey.first_handshake;
     begun += first == Journey::First::completed || first == Journey::First::failed ? 1 : 0;
     completed += first == Journey::First::completed ? 1 : 0;
+    decided = decided && first != Journey::First::none && first != Journey::First::running;
   }
-  return {begun > 0 && completed * 100 >= begun * percent,
+  return {begun > 0 && completed * 100 >= begun * percent, decided,
           "at least " + std::to_string(percent) + " % of the first handshakes reach 1004: " +
               std::to_string(completed) + " of " + std::to_string(begun)};
 }
@@ -180,12 +185,12 @@ void judge_health(Lab& lab, std::vector<Verdict>& verdicts) {
     crashes += node->journey.crashes;
     torn += node->journey.torn;
   }
-  verdicts.push_back(
-      {crashes == 0, crashes == 0 ? "no daemon crashes"
-                                  : "no daemon crashes: " + std::to_string(crashes) + " did"});
-  verdicts.push_back(
-      {torn == 0, torn == 0 ? "no NVRAM file is ever torn"
-                            : "no NVRAM file is ever torn: " + std::to_string(torn) + " were"});
+  verdicts.push_back({crashes == 0, crashes != 0,
+                      crashes == 0 ? "no daemon crashes"
+                                   : "no daemon crashes: " + std::to_string(crashes) + " did"});
+  verdicts.push_back({torn == 0, torn != 0,
+                      torn == 0 ? "no NVRAM file is ever torn"
+                                : "no NVRAM file is ever torn: " + std::to_string(torn) + " were"});
 }
 
 bool switches_on(const Lab& lab, const Node& node) {
@@ -245,8 +250,9 @@ std::vector<Verdict> judge(Lab& lab) {
   }
   for (std::size_t i = 0; i < lab.scenario.steps.size(); ++i) {
     if (!lab.director.done[i]) {
-      verdicts.push_back({false, "the step of line " + std::to_string(lab.scenario.steps[i].line) +
-                                     " happens: it did not"});
+      verdicts.push_back({false, false,
+                          "the step of line " + std::to_string(lab.scenario.steps[i].line) +
+                              " happens: it did not"});
     }
   }
   judge_health(lab, verdicts);

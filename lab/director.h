@@ -22,7 +22,8 @@ struct Director {
 
 struct Verdict {
   bool holds = false;
-  std::string text;  // what was expected and, where it does not hold, what there was
+  bool final = false;  // nothing that still happens can change it
+  std::string text;    // what was expected and, where it does not hold, what there was
 };
 
 // Switches everything on that no step of the scenario switches on, and waits for the rest.

@@ -202,7 +202,10 @@ void check_end(Lab& lab) {
   const auto verdicts = judge(lab);
   const bool all_hold = std::all_of(verdicts.begin(), verdicts.end(),
                                     [](const Verdict& verdict) { return verdict.holds; });
-  if (all_hold || lab.loop.clock.now() > lab.scenario.limit) {
+  const bool decided = std::all_of(verdicts.begin(), verdicts.end(), [](const Verdict& verdict) {
+    return verdict.holds || verdict.final;
+  });
+  if (decided || lab.loop.clock.now() > lab.scenario.limit) {
     lab.exit_status = all_hold ? 0 : 1;
     lab.loop.stop();
   }

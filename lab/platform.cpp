@@ -173,9 +173,11 @@ std::string units_text(std::size_t count) {
 
 bool shall_push(Lab& lab, const Node& base) {
   const Platform& platform = base.platform;
+  const Time rested = lab.loop.clock.now() - platform.ready_changed;
+  const bool complete =
+      platform.ready.size() >= expected_units(lab, base) || platform.ready.size() >= kTable;
   return platform.automatic && !platform.ready.empty() &&
-         (platform.ready.size() >= expected_units(lab, base) || platform.ready.size() >= kTable ||
-          lab.loop.clock.now() - platform.ready_changed > kQuiet);
+         rested >= (complete ? lab.scenario.push_after : kQuiet);
 }
 
 void tick(Lab& lab, Node& base) {

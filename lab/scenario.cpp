@@ -274,6 +274,8 @@ void take_setting(Words& words, Scenario& out) {
     out.air.seed = static_cast<std::uint64_t>(words.number("a seed", 0, 2147483647));
   } else if (words.take_if("limit")) {
     out.limit = words.time();
+  } else if (words.take_if("push-after")) {
+    out.push_after = words.time();
   } else if (words.take_if("time-lapse")) {
     out.time_lapse = words.number("how many times as fast", 1, 1000);
   } else if (words.take_if("skip-waits")) {

@@ -3,7 +3,7 @@
 //
 //   about TEXT                    units N      bases N     channel BASE N     stranger
 //   loss P%   duplicate P%        delay TIME   jitter TIME seed N             limit TIME
-//   time-lapse F                  skip-waits F
+//   time-lapse F                  skip-waits F                 push-after TIME
 //   at TIME: WHO ACTION [ARGUMENT]
 //   when WHO CONDITION [N times] [after TIME]: WHO ACTION [ARGUMENT]
 //   CONDITION: sends OPERATION   hears OPERATION   mode N   nvram KEY=VALUE
@@ -63,6 +63,7 @@ struct Scenario {
   bool stranger = false;
   AirSettings air;
   Time limit = 120s;
+  Time push_after{};  // how long the list of ready units must rest before it is pushed to
   int time_lapse = 1;
   int skip_waits = 1;
   std::map<std::string, int> channels;
