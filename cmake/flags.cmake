@@ -7,7 +7,7 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 add_library(vorlent_flags INTERFACE)
 target_compile_options(vorlent_flags INTERFACE
   -Wall -Wextra -Wconversion -Wshadow -Werror
-  -fstack-protector-strong -ffunction-sections -fdata-sections)
+  -fno-semantic-interposition -fstack-protector-strong -ffunction-sections -fdata-sections)
 target_link_options(vorlent_flags INTERFACE
   -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,--gc-sections -Wl,--as-needed)
 
@@ -18,9 +18,4 @@ if(VORLENT_SANITIZE)
 elseif(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
   # _FORTIFY_SOURCE needs the optimiser and gets in the way of the sanitizers' own checks.
   target_compile_definitions(vorlent_flags INTERFACE _FORTIFY_SOURCE=2)
-endif()
-
-if(VORLENT_FUZZ)
-  # Coverage for the fuzzer; each fuzz target links libFuzzer itself.
-  target_compile_options(vorlent_flags INTERFACE -fsanitize=fuzzer-no-link)
 endif()
