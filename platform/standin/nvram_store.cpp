@@ -37,17 +37,17 @@ Cache& cache() {
 
 enum class Trouble { kRead, kLock, kChange, kSave };
 
-// One line on standard error for each kind of trouble: a caller that asks thousands of times a
-// second must not flood it. Returns false, for the caller to pass on.
+// One line on standard error for each kind of trouble with a file: a caller that asks thousands of
+// times a second must not flood it. Returns false, for the caller to pass on.
 bool report(Trouble kind, const std::string& path) {
   static constexpr std::array kWords = {"read", "lock", "change", "save"};
-  static std::array<bool, kWords.size()> reported{};
+  static auto& reported = *new std::array<std::string, kWords.size()>;  // The file, by kind.
   const auto index = static_cast<std::size_t>(kind);
-  if (!reported[index]) {
+  if (reported[index] != path) {
     const KeepErrno keep;
     static_cast<void>(std::fprintf(stderr, "nvram: cannot %s %s: %s\n", kWords[index], path.c_str(),
                                    std::strerror(errno)));
-    reported[index] = true;
+    reported[index] = path;
   }
   return false;
 }
