@@ -173,7 +173,7 @@ Verdict judge_first_handshakes(Lab& lab, int percent) {
     completed += first == Journey::First::completed ? 1 : 0;
     decided = decided && first != Journey::First::none && first != Journey::First::running;
   }
-  return {begun > 0 && completed * 100 >= begun * percent, decided,
+  return {decided && begun > 0 && completed * 100 >= begun * percent, decided,
           "at least " + std::to_string(percent) + " % of the first handshakes reach 1004: " +
               std::to_string(completed) + " of " + std::to_string(begun)};
 }

@@ -1,5 +1,6 @@
 // The run as one page of HTML that needs nothing but a browser: a sequence chart of the handshakes,
-// each unit's modes over time, frames by kind. The page is a template with the run's data in it.
+// each unit's modes over time, frames by kind. The page is a template (report/template.html, which
+// the build makes part of the program) with the run's data in it as JSON.
 #ifndef LAB_REPORT_H
 #define LAB_REPORT_H
 
