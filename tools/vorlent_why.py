@@ -248,7 +248,7 @@ REASONS = {
 }
 
 Message = collections.namedtuple("Message", "place mark values")
-PREFIX = re.compile(r"(?:\[onboarding\])?\[([a-zA-Z_]\w*)\]\[\d+\]")
+PREFIX = re.compile(r"\[([a-zA-Z_]\w*)\]\[\d+\]")  # on standard output behind "[onboarding]"
 LONGEST = 65536  # of one message with the bare text behind it
 ELEMENT = ("prod_type", "prod_id", "plon_vie_data")  # the values that decide
 

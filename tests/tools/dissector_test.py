@@ -2,9 +2,9 @@
 
 Usage: dissector_test.py [BUILD-FOLDER]
 """
-import json
 import pathlib
 import random
+import re
 import shutil
 import subprocess
 import sys
@@ -14,6 +14,7 @@ import unittest
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 DISSECTOR = ROOT / "packaging/wireshark/vorlent.lua"
 MESHLAB = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else "build") / "meshlab"
+NEEDS_TSHARK = unittest.skipUnless(shutil.which("tshark"), "tshark is not installed")
 UNIT, BASE = "02a700000001", "02ba5e000001"
 IE_BASE, IE_UNIT = "dd0b027e910000000308010101", "dd0b027e910000000308020101"
 PEM = "-----BEGIN PUBLIC KEY-----\nTUlJ\n-----END PUBLIC KEY-----\n".encode().hex()
@@ -59,7 +60,7 @@ def fields(capture, *names):
     return [line.split("|") for line in out.splitlines()]
 
 
-@unittest.skipUnless(shutil.which("tshark"), "tshark is not installed")
+@NEEDS_TSHARK
 class DissectorTest(unittest.TestCase):
     def setUp(self):
         self.folder = tempfile.TemporaryDirectory()
@@ -89,34 +90,19 @@ class DissectorTest(unittest.TestCase):
         self.assertIn("vorlent 1002 unit key", tshark(self.capture, "-Y", "vorlent.op == 1002"))
 
     def test_says_what_is_wrong_with_a_broken_frame(self):
-        broken = {
-            "attr_id is cut off": action("10", UNIT, BASE),
-            "data_len is cut off": action("100101", UNIT, BASE),
-            "Ends behind attr_id": action("1002", BASE, UNIT),
-            "frame holds 57 bytes": action("10010100", UNIT, BASE) + PEM,
-            "drops more than 1800": action("1002", BASE, UNIT, "00" * 2048),
-            "500 bytes are no multiple": action("1002", BASE, UNIT, "a5" * 500),
-            "5 blocks": action("1003", UNIT, BASE, "5a" * 1280),
-            "had no key that it could encrypt with": action("1003", UNIT, BASE, ""),
-            "had no key that it could read": action("1001", UNIT, BASE, ""),
-            "No PEM public key": action("1001", UNIT, BASE, "00" * 451),
-            "drops more than 1023": action("1001", UNIT, BASE, PEM + "0a" * 1023),
-            "prod_id is 1 where a unit has 2": action("1000", BASE, UNIT, IE_BASE),
-            "OUI is not 02:7e:91": action("1000", BASE, UNIT, IE_UNIT.replace("027e91", "027e92")),
-            "5 bytes instead of 13": action("1000", BASE, UNIT, IE_UNIT[:10]),
-            "plon_vie_data is 2": PROBE[:-2] + "02",
-            "The element is cut off": BEACON[:-4],
-            "attr_id 0x1005": action("1005", UNIT, BASE),
-        }
-        for expected, fault in zip(broken, self.faults(broken.values())):
+        texts = (ROOT / "tests/tools/broken-frames.txt").read_text().splitlines()
+        broken = dict(line.rsplit(": ", 1) for line in texts if not line.startswith("#"))
+        names = {"BEACON": BEACON, "PROBE": PROBE, "PEM": PEM, "IE_UNIT": IE_UNIT, "IE_BASE": IE_BASE,
+                 "ACTION": frame("d0", BASE, UNIT, "0409027e91")}
+        frames = ["".join(bytes.fromhex(names.get(name, name)).hex() * int(times or 1) for name, times in
+                          re.findall(r"(\w+)(?:\*(\d+))?", body)) for body in broken.values()]
+        for expected, fault in zip(broken, self.faults(frames), strict=True):
             self.assertIn(expected, fault)
 
     def test_leaves_alone_what_is_not_its_own(self):
-        others = [action("1000", BASE, UNIT, IE_UNIT).replace("027e91", "506f9a"),  # another vendor
-                  "d040" + HELLO[4:],                                                # encrypted
-                  "d004" + HELLO[4:],                                                # a fragment
-                  BEACON.replace("027e91", "0050f2"), "0802" + HELLO[4:]]
-        write_capture(self.capture, others)
+        encrypted, fragment, no_management = ("d040" + HELLO[4:], "d004" + HELLO[4:], "0802" + HELLO[4:])
+        write_capture(self.capture, [encrypted, fragment, no_management] + [
+            other_vendor.replace("027e91", "506f9a") for other_vendor in (HELLO, BEACON)])
         self.assertEqual(tshark(self.capture, "-Y", "vorlent"), "")
 
     def test_finds_the_end_of_a_frame(self):
@@ -145,17 +131,12 @@ class DissectorTest(unittest.TestCase):
 
     @unittest.skipUnless(MESHLAB.exists(), "the laboratory is not built")
     def test_reads_a_capture_of_the_laboratory(self):
-        out = self.folder.name + "/lab"
-        subprocess.run([MESHLAB, "run", "--json", "--out", out, "onboard"], check=True,
+        subprocess.run([MESHLAB, "run", "--json", "--out", self.folder.name, "onboard"], check=True,
                        capture_output=True)
-        packets = json.loads(tshark(out + "/air.pcapng", "-Y", "vorlent.op", "-T", "json",
-                                    "-e", "vorlent.unit", "-e", "vorlent.op", "-e", "vorlent.fault"))
-        layers = [packet["_source"]["layers"] for packet in packets]
-        self.assertFalse([layer for layer in layers if "vorlent.fault" in layer])
-        units = {layer["vorlent.unit"][0] for layer in layers}
-        self.assertEqual(len(units), 3)
-        for unit in units:
-            operations = [x["vorlent.op"][0] for x in layers if x["vorlent.unit"][0] == unit]
+        sent = [line for line in fields(self.folder.name + "/air.pcapng", "unit", "op", "fault") if line[1]]
+        self.assertEqual({line[2] for line in sent}, {""})
+        for number in "123":
+            operations = [op for unit, op, _ in sent if unit == f"02:a7:00:00:00:0{number}"]
             self.assertEqual(operations, ["1000", "1001", "1002", "1004", "1003"])
 
 
