@@ -84,8 +84,8 @@ TEST_F(Nvram, SavesAllOrLosesNothing) {
   on_disk_of(4096, [] { EXPECT_NE(vexoNvramConfig_save(), 0); });
   EXPECT_EQ(content(store + ".saved"), "a=1\\n\n");
   EXPECT_THAT(shell("ls " + folder), Not(HasSubstr("tmp")));
-  shell("mkfifo " + folder + "/pipe");
-  for (const std::string& path : {folder, folder + "/missing/nvram", folder + "/pipe"}) {
+  shell("cd " + folder + "; mkfifo pipe; mkdir none");
+  for (const std::string& path : {folder + "/none", folder + "/missing/nvram", folder + "/pipe"}) {
     ::setenv("VEXO_NVRAM", path.c_str(), 1);
     errno = EXDEV;
     EXPECT_STREQ(vexoNvramConfig_get("a"), "") << path;
