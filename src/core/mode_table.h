@@ -30,6 +30,7 @@ struct ModeRow {
   std::span<const Operation> operations;  // empty: action frames are ignored
   void (*monitor)();                      // the role monitor's check of each turn, or none
   void (*settle)(OnboardMode old_mode);   // configuration written after the entry, or none
+  void (*rearm)();                        // makes the timer again that the system refused, or none
   int* timer;                             // descriptor deleted when the mode is left, or none
 };
 

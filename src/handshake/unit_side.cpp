@@ -26,14 +26,25 @@ constexpr std::uint32_t STAGE_AWAIT_1001 = 1;
 constexpr std::uint32_t STAGE_AWAIT_1004 = 3;
 constexpr std::uint32_t STAGE_AWAIT_1003 = 5;
 
-// The new timer is made before the old one is deleted, so that their numbers differ.
-void arm_handshake_timer(const char* func, std::uint32_t stage, TimerCallback resend) {
+// The handshake timer of a stage: resends and then gives up, or only gives up.
+TimerEntry handshake_timer(std::uint32_t stage) {
   TimerEntry entry{};
+  if (stage == STAGE_AWAIT_1003) {
+    entry.timeout = CREDENTIAL_WAIT_SECONDS;
+    entry.callback = timer_cb_act_handshake_expired;
+    return entry;
+  }
   entry.timeout = RESEND_SECONDS;
   entry.retry_interval = RESEND_SECONDS;
   entry.retry_limit = RESEND_LIMIT;
-  entry.callback = resend;
+  entry.callback = stage == STAGE_AWAIT_1004 ? act_op_1002_sender_retry : act_op_1000_sender_retry;
   entry.limit_callback = timer_cb_act_handshake_expired;
+  return entry;
+}
+
+// The new timer is made before the old one is deleted, so that their numbers differ.
+void arm_handshake_timer(const char* func, std::uint32_t stage) {
+  TimerEntry entry = handshake_timer(stage);
   const int timer = add_timer(epoll_fd, entry);
   if (context.act_timer_fd > 0) {
     onboard_log(func, __LINE__, "old timerfd detected: fd %d\n", context.act_timer_fd);
@@ -110,8 +121,7 @@ int unconfigured_act_handshake_mode_cfg() {
   ONBOARD_LOG("%s\n", DEL_UNIT_ELEMENT);
   rsa_gen_key_pair();
   act_op_1000_sender();
-  arm_handshake_timer(static_cast<const char*>(__func__), STAGE_AWAIT_1001,
-                      act_op_1000_sender_retry);
+  arm_handshake_timer(static_cast<const char*>(__func__), STAGE_AWAIT_1001);
   return 0;
 }
 
@@ -138,8 +148,7 @@ int act_op_1001_handler(const ActionFramePayload& payload, const char* sta) {
   context.target.key_len = payload.data_len;
   dump_target_bss_info();
   act_op_1002_sender(sta);
-  arm_handshake_timer(static_cast<const char*>(__func__), STAGE_AWAIT_1004,
-                      act_op_1002_sender_retry);
+  arm_handshake_timer(static_cast<const char*>(__func__), STAGE_AWAIT_1004);
   return 0;
 }
 
@@ -193,17 +202,17 @@ int act_op_1004_handler(const ActionFramePayload& /*payload*/, const char* /*sta
     ONBOARD_LOG("Unexpected stage: %d\n", static_cast<int>(context.act_stage));
     return 0;
   }
-  TimerEntry entry{};
-  get_timer_from_timer_list(context.act_timer_fd, entry);
-  entry.timeout = CREDENTIAL_WAIT_SECONDS;
-  entry.retry_interval = 0;
-  entry.retry_count = 0;
-  entry.retry_limit = 0;
-  entry.callback = timer_cb_act_handshake_expired;
-  entry.limit_callback = nullptr;
+  TimerEntry running{};
+  get_timer_from_timer_list(context.act_timer_fd, running);
+  TimerEntry entry = handshake_timer(STAGE_AWAIT_1003);
+  entry.timer_fd = running.timer_fd;
   update_timer(context.act_timer_fd, entry);
   context.act_stage = STAGE_AWAIT_1003;
   return 0;
+}
+
+void rearm_handshake() {
+  arm_handshake_timer("rearm_handshake", context.act_stage);
 }
 
 void act_op_1000_sender_retry(int /*timer_fd*/) {

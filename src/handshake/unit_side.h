@@ -32,6 +32,9 @@ int act_op_1003_handler(const ActionFramePayload& payload, const char* sta);
 // The base asks for patience: once, at stage 3, the wait becomes 15 minutes. Returns 0.
 int act_op_1004_handler(const ActionFramePayload& payload, const char* sta);
 
+// Makes the handshake timer of the present stage again; a row of the mode table.
+void rearm_handshake();
+
 // Timer callbacks: send operation 1000 or 1002 again.
 void act_op_1000_sender_retry(int timer_fd);
 void act_op_1002_sender_retry(int timer_fd);

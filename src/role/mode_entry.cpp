@@ -68,12 +68,24 @@ int enter_cur_mode() {
   return 0;
 }
 
+void rearm_search() {
+  mode_timer_fd = start_search_timer();
+}
+
+void rearm_internet_watchdog() {
+  mode_timer_fd = start_internet_watchdog();
+}
+
+void rearm_backhaul_watchdog() {
+  mode_timer_fd = start_backhaul_watchdog();
+}
+
 int unconfigured_mode_cfg() {
   run_command(ADD_UNIT_ELEMENT);
   ONBOARD_LOG("%s", ADD_UNIT_ELEMENT);
   vexoNvramConfig_set("sat_onboarding", "1");
   vorlent_ie_scan();
-  mode_timer_fd = start_search_timer();
+  rearm_search();
   return 0;
 }
 
@@ -81,13 +93,13 @@ int temp_router_mode_cfg() {
   run_command(DEL_UNIT_ELEMENT);
   ONBOARD_LOG("%s\n", DEL_UNIT_ELEMENT);
   rsa_gen_key_pair();
-  mode_timer_fd = start_internet_watchdog();
+  rearm_internet_watchdog();
   return 0;
 }
 
 int temp_sat_mode_cfg() {
   run_command(DEL_UNIT_ELEMENT);
   ONBOARD_LOG("%s\n", DEL_UNIT_ELEMENT);
-  mode_timer_fd = start_backhaul_watchdog();
+  rearm_backhaul_watchdog();
   return 0;
 }

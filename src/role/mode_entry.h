@@ -20,6 +20,11 @@ int unconfigured_mode_cfg();
 // Entry of ONBOARD_MODE_TEMP_ROUTER and ONBOARD_MODE_BASE: key pair and Internet watchdog.
 int temp_router_mode_cfg();
 
+// Make the timer of a mode again that the system refused at its entry; rows of the mode table.
+void rearm_search();
+void rearm_internet_watchdog();
+void rearm_backhaul_watchdog();
+
 // Entry of ONBOARD_MODE_TEMP_SATELLITE and ONBOARD_MODE_TEMP_ETH_SATELLITE: backhaul watchdog.
 int temp_sat_mode_cfg();
 

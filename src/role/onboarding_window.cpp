@@ -13,13 +13,17 @@ constexpr int WINDOW_SECONDS = 60;
 
 }  // namespace
 
-int router_start_onboarding() {
-  run_command(ADD_BASE_ELEMENT);
-  ONBOARD_LOG("%s\n", ADD_BASE_ELEMENT);
+int start_window_timer() {
   TimerEntry entry{};
   entry.timeout = WINDOW_SECONDS;
   entry.callback = router_stop_onboarding;
-  const int timer = add_timer(epoll_fd, entry);
+  return add_timer(epoll_fd, entry);
+}
+
+int router_start_onboarding() {
+  run_command(ADD_BASE_ELEMENT);
+  ONBOARD_LOG("%s\n", ADD_BASE_ELEMENT);
+  const int timer = start_window_timer();
   ONBOARD_LOG("add timer: %d for candidate action frame handshake in 60 secs.\n", timer);
   vexoNvramConfig_set("onboarding_soap_active", "0");
   vexoNvramConfig_set("onboarding_active_state", "2");

@@ -7,6 +7,9 @@
 #ifndef VORLENT_ROLE_ONBOARDING_WINDOW_H
 #define VORLENT_ROLE_ONBOARDING_WINDOW_H
 
+// Arms the timer that closes the window. Returns its descriptor, or -1.
+int start_window_timer();
+
 // Puts the element on the air, arms the window's timer, consumes the request in NVRAM and publishes
 // the open window there. Returns the window's timer.
 int router_start_onboarding();

@@ -46,9 +46,19 @@ bool agent_configured(const char* enable_mesh_mode) {
          nvram_is("enable_mesh_mode", enable_mesh_mode);
 }
 
+// A unit whose timer the system refused would never search again or never give up, so it is asked
+// for again each turn. 0 is different: a timer that has done its work.
+void renew_refused_timer() {
+  const ModeRow* row = mode_row(context.cur_mode);
+  if (row != nullptr && row->rearm != nullptr && *row->timer == -1) {
+    row->rearm();
+  }
+}
+
 }  // namespace
 
 void dut_role_monitor() {
+  renew_refused_timer();
   if (serve_manual_request()) {
     return;
   }
@@ -95,6 +105,9 @@ void temp_sat_monitor() {
 }
 
 void onboarding_window_check() {
+  if (context.onboarding_active != 0 && onboarding_timer_fd == -1) {
+    onboarding_timer_fd = start_window_timer();  // or the window would stay open
+  }
   if (!nvram_is("onboarding_soap_active", "1")) {
     return;
   }

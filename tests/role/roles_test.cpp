@@ -332,6 +332,31 @@ TEST_F(RolesTest, EveryChangeReplacesTheModesTimer) {
   EXPECT_EQ(context.act_timer_fd, 0);
 }
 
+TEST_F(RolesTest, ATimerThatTheSystemRefusesIsAskedForAgain) {
+  fail_timer_call(1);
+  starts_in(ONBOARD_MODE_UNCONFIGURED);
+  EXPECT_EQ(mode_timer_fd, -1);
+  pass(6);
+  EXPECT_EQ(count_commands("wl escanresults"), 1);
+  for (const auto mode : {ONBOARD_MODE_TEMP_ROUTER, ONBOARD_MODE_TEMP_SATELLITE}) {
+    fail_timer_call(1);
+    starts_in(mode);
+    pass(22);
+    EXPECT_EQ(context.wan_fail_count + context.bh_fail_count, mode - 1U);
+  }
+  starts_in(ONBOARD_MODE_BASE);
+  platform().nvram["onboarding_soap_active"] = "1";
+  fail_timer_call(1);
+  pass(62);
+  EXPECT_EQ(context.onboarding_active, 0U);
+  fail_timer_call(1);
+  starts_in(ONBOARD_MODE_UNCFG_ACT_HANDSHAKE);
+  pass(6);
+  EXPECT_EQ(count_commands("wl actframe"), 1);
+  pass(30);
+  EXPECT_EQ(context.cur_mode, ONBOARD_MODE_UNCONFIGURED);
+}
+
 TEST_F(RolesTest, AModeOutsideTheTableIsNamedEachTurnAndOtherwiseIgnored) {
   context.cur_mode = static_cast<OnboardMode>(9);
   dut_role_monitor();
