@@ -262,7 +262,12 @@ void print_result(Lab& lab, bool as_json) {
   }
   draw_live(lab);
   print_table(lab);
-  print_verdicts(lab);
+  if (lab.exit_status >= 128) {
+    printf("Interrupted after %s; everything that was started has ended.\n",
+           seconds_text(lab.loop.clock.now()).c_str());
+  } else {
+    print_verdicts(lab);
+  }
   const std::string& folder = lab.recorder.folder;
   printf("Results: %s/air.pcapng, timeline.json, report.html and each unit's .nvram and .log\n",
          folder.c_str());

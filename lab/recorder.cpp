@@ -140,20 +140,27 @@ std::string kind_of(const Transmission& sent) {
                              : name_of(sent.frame.kind);
 }
 
-void copy_evidence(const Lab& lab) {
+// What is not there (a unit that was never switched on has no log) is passed over.
+bool copy_evidence(const Lab& lab) {
   namespace fs = std::filesystem;
-  std::error_code ignored;
+  bool whole = true;
   for (const auto& node : lab.nodes) {
     const std::string to = lab.recorder.folder + "/" + node->name;
     const std::string inside = node->sandbox.folder + "/lab/";
     const auto copy = [&](const std::string& from, const char* suffix) {
-      fs::copy_file(from, to + suffix, fs::copy_options::overwrite_existing, ignored);
+      std::error_code error;
+      if (fs::exists(from, error)) {
+        fs::copy_file(from, to + suffix, fs::copy_options::overwrite_existing, error);
+        errno = error ? error.value() : errno;
+        whole = whole && !error;
+      }
     };
     copy(nvram_path(*node), ".nvram");
     copy(inside + "log/vorlent_dbg.log", ".log");
     copy(inside + "log/vorlent_dbg.log.1", ".log.1");
     copy(inside + "stdout.log", ".stdout");
   }
+  return whole;
 }
 
 std::string no_write(const Recorder& recorder, const char* file) {
@@ -196,7 +203,8 @@ void record_transmission(Lab& lab, const Transmission& sent) {
   write_entry(recorder, frame_entry(lab, sent, lost));
   auto& [count, count_lost] = recorder.kinds[kind_of(sent)];
   ++count;
-  const bool missed = !lost.empty() || !sent.elsewhere.empty();
+  const bool missed =
+      !sent.elsewhere.empty() || (!lost.empty() && lost.size() == sent.receptions.size());
   count_lost += missed ? 1 : 0;
   if (sent.operation != 0) {
     Node* to = find_station(lab, sent.frame.to);
@@ -256,7 +264,9 @@ std::string close_record(Lab& lab) {
   if (!whole) {
     return no_write(recorder, "timeline.json");
   }
-  copy_evidence(lab);
+  if (!copy_evidence(lab)) {
+    return no_write(recorder, "UNIT.nvram and UNIT.log");
+  }
   return write_report(lab) ? "" : no_write(recorder, "report.html");
 }
 
