@@ -215,7 +215,8 @@ REASONS = {
     "in-progress": ("The log ends in the middle of the way in.", "Take the log again later."),
     "never-heard-the-unit": (
         "The capture shows the unit, and the base's log does not know it.",
-        "Look whether the base is in range, in mode 2 or 5, and hears probe requests on wl0."),
+        "Look whether the base is in range, in mode 2 or 5, and hears probe requests on wl0; or the "
+        "unit joins another base."),
     "never-said-hello": (
         "The base heard the unit's probe request, and no operation 1000 after it.",
         "Read the unit's log: it did not hear the base's element, or joins another base."),
@@ -373,7 +374,8 @@ class Base(Reader):
         story = self.rows.get(named[0] if named else self.sender)
         if story:
             story.step(self.place, text)
-            story.reason = reason or story.reason
+            if reason != "malformed-frame" or story.reason != "awaiting-push":
+                story.reason = reason or story.reason  # a broken frame takes nothing from a ready unit
 
     def without_row(self, station, reason, text):
         last = [story for story in self.closed if story.station == station][-1:]
@@ -536,6 +538,10 @@ class Unit(Reader):
         if self.now:
             self.now.facts["networks"] += 1
 
+    def on_bad_frame(self, _size, station, field):
+        if self.now:
+            self.add(f"a frame from {station} is dropped: {field} cut off or too large", None)
+
     def on_vie_data(self, value):
         super().on_vie_data(value)
         if self.now and [self.element.get(key) for key in ELEMENT] != ["08", "01", "01"]:
@@ -649,7 +655,7 @@ def judge_by_air(stories, air, is_base):
     """Puts right what a capture knows better, and adds the stations that only it knows."""
     theirs = set().union(*air["base"].values())
     known = {story.station for story in stories}
-    for station in sorted(set(air["unit"]) - known if is_base else ()):
+    for station in sorted(set(air["unit"]) - set(air["base"]) - known if is_base else ()):
         stories.append(Story("base", station, "never-heard-the-unit"))
     for story in stories:
         station = story.station.lower()

@@ -159,7 +159,7 @@ local function add_element(view, tree, offset, size, sender)
     local got = field[2] < shown and view:u8(offset + field[2]) or 0
     if got ~= field[3] then
       complain(branch, E.element, string.format("%s is %d where a %s has %d: %s", field[1],
-        got, sender, field[3], field[1] == "id" and "not a vendor element" or "the element is refused"))
+        got, sender, field[3], field[1] == "id" and "no vendor element, taken all the same" or "the element is refused"))
     end
   end
   return branch
