@@ -215,8 +215,8 @@ REASONS = {
     "in-progress": ("The log ends in the middle of the way in.", "Take the log again later."),
     "never-heard-the-unit": (
         "The capture shows the unit, and the base's log does not know it.",
-        "Look whether the base is in range, in mode 2 or 5, and hears probe requests on wl0; or the "
-        "unit joins another base."),
+        "Look whether the base is in range, in mode 2 or 5, and hears probe requests on wl0; or "
+        "the unit joins another base."),
     "never-said-hello": (
         "The base heard the unit's probe request, and no operation 1000 after it.",
         "Read the unit's log: it did not hear the base's element, or joins another base."),
@@ -374,8 +374,9 @@ class Base(Reader):
         story = self.rows.get(named[0] if named else self.sender)
         if story:
             story.step(self.place, text)
+            # A broken frame, which anybody may have sent, takes nothing from a ready unit.
             if reason != "malformed-frame" or story.reason != "awaiting-push":
-                story.reason = reason or story.reason  # a broken frame takes nothing from a ready unit
+                story.reason = reason or story.reason
 
     def without_row(self, station, reason, text):
         last = [story for story in self.closed if story.station == station][-1:]
