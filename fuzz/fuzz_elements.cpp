@@ -12,7 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     require(++steps <= size / 2, "the walk moves on");
   }
   const ByteView found = find_vendor_ie(list, PELION_OUI);
-  require(found.empty() || (found.size() > 5 && found[0] == 0xDD && found[3] == 0x7E), "ours");
+  require(found.empty() || (found.size() >= 5 && found[0] == 0xDD && found[3] == 0x7E), "ours");
   boot(ONBOARD_MODE_BASE);
   receive(air::event(44, air::UNIT, air::probe_data({list.begin(), list.end()})));
   require(context.candidate_count <= 1, "one station for one sender");

@@ -57,6 +57,7 @@ int main(int count, char** arguments) {
   write_programs(pem, credentials);
   write("fuzz_elements", "base", air::ie(0, air::from_text("home")) + air::element(1));
   write("fuzz_elements", "unit-twice", air::element(2) + air::ie(1, {2, 4}) + air::element(2));
+  write("fuzz_elements", "shortest", air::ie(0xDD, {0x02, 0x7E, 0x91}));
   write("fuzz_credential", "four-settings", credentials);
   write("fuzz_credential", "empty-settings", air::credentials("", "", "", ""));
   write("fuzz_sat_key", "key", air::sat_key_content(pem));
