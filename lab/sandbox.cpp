@@ -60,6 +60,8 @@ Arguments box_of(const Lab& lab, const Node& node) {
   }
   append(words, {"--clearenv", "--setenv", "PATH", programs + ":/usr/bin:/bin"});
   append(words, {"--setenv", "VEXO_LOG_DIR", "/run/lab/log"});
+  // A sanitized daemon must bear a library that was loaded before the sanitizer.
+  append(words, {"--setenv", "ASAN_OPTIONS", "verify_asan_link_order=0"});
   append(words, {"--setenv", "VEXO_RESTART_HOOK", "vexo_service restart"});
   append(words, {"--chdir", "/", "--", programs + "/agent"});
   return words;
