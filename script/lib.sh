@@ -14,6 +14,7 @@ need_packages() {
       missing+=("$package")
   done
   [ ${#missing[@]} -gt 0 ] || return 0
+  newly_installed=1
   say "Installing from Debian: ${missing[*]}"
   local as_root=()
   [ "$(id -u)" = 0 ] || as_root=(sudo)
@@ -25,10 +26,10 @@ need_packages() {
 build_packages=(g++ cmake ninja-build pkg-config libssl-dev libcjson-dev libcli11-dev
   libgtest-dev libgmock-dev bubblewrap)
 
-# Configures (once) and builds the folder $1 with the CMake options that follow.
+# Configures (once, or anew where a package has come) and builds the folder $1 with the CMake options that follow.
 build_in() {
   local folder=$1
   shift
-  [ -e "$folder/build.ninja" ] || cmake -S "$root" -B "$folder" -G Ninja "$@" >/dev/null
+  [ -e "$folder/build.ninja" ] && [ -z "${newly_installed:-}" ] || cmake -S "$root" -B "$folder" -G Ninja "$@" >/dev/null
   cmake --build "$folder" -j "$jobs" | tail -n 1
 }
