@@ -1,7 +1,6 @@
 #include "harness.h"
 
 #include <fcntl.h>
-#include <openssl/bn.h>
 #include <openssl/rsa.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -18,6 +17,7 @@
 #include "role/mode_entry.h"
 #include "role/role_monitor.h"
 #include "support/fake_platform.h"
+#include "support/fixed_key.h"
 
 extern "C" int __real_system(const char* command);
 extern "C" int __real__Z11run_commandPKc(const char* command);
@@ -33,42 +33,6 @@ int open_descriptors() {
     count += fcntl(fd, F_GETFD) == -1 ? 0 : 1;
   }
   return count;
-}
-
-// The primes 3 * 2^1022 + 1037 and 3 * 2^1022 + 2^1000 + 1011.
-BIGNUM* prime(int high_bit, BN_ULONG low) {
-  BIGNUM* number = BN_new();
-  BN_set_word(number, 3);
-  BN_lshift(number, number, 1022);
-  if (high_bit != 0) {
-    BN_set_bit(number, high_bit);
-  }
-  BN_add_word(number, low);
-  return number;
-}
-
-void set_fixed_key(RSA* key) {
-  BN_CTX* ctx = BN_CTX_new();
-  BIGNUM *p = prime(0, 1037), *q = prime(1000, 1011), *n = BN_new(), *e = BN_new();
-  BIGNUM *p1 = BN_dup(p), *q1 = BN_dup(q), *phi = BN_new(), *dp = BN_new(), *dq = BN_new();
-  BN_mul(n, p, q, ctx);
-  BN_set_word(e, RSA_F4);
-  BN_sub_word(p1, 1), BN_sub_word(q1, 1);
-  BN_mul(phi, p1, q1, ctx);
-  BIGNUM* d = BN_mod_inverse(nullptr, e, phi, ctx);
-  BN_mod(dp, d, p1, ctx), BN_mod(dq, d, q1, ctx);
-  BIGNUM* qinv = BN_mod_inverse(nullptr, q, p, ctx);
-  RSA_set0_key(key, n, e, d), RSA_set0_factors(key, p, q), RSA_set0_crt_params(key, dp, dq, qinv);
-  BN_free(p1), BN_free(q1), BN_free(phi), BN_CTX_free(ctx);
-}
-
-RSA* fixed_key() {
-  static RSA* key = [] {
-    RSA* made = RSA_new();
-    set_fixed_key(made);
-    return made;
-  }();
-  return key;
 }
 
 void start_process() {
