@@ -69,6 +69,9 @@ void turn(int event_fd) {
   timeval timeout{.tv_sec = 1, .tv_usec = 0};
   event_recvr(context.cur_mode, event_fd, timeout);
   serve_signals();
+  if (epoll_fd == -1) {
+    epoll_fd = init_epoll();  // refused at the start; the role monitor asks for the timers again
+  }
   dut_role_monitor();
   dispatch_timers(epoll_fd, event_waiting(event_fd) ? 0 : TIMER_WAIT_MS);
   serve_signals();
