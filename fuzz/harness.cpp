@@ -1,26 +1,21 @@
 #include "harness.h"
 
 #include <fcntl.h>
-#include <openssl/rsa.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iostream>
 
 #include "core/event_socket.h"
 #include "core/mode_table.h"
 #include "core/timer_list.h"
 #include "discovery/candidate_table.h"
-#include "discovery/probe_scan.h"
 #include "role/mode_entry.h"
 #include "role/role_monitor.h"
 #include "support/fake_platform.h"
 #include "support/fixed_key.h"
-
-extern "C" int __real_system(const char* command);
-extern "C" int __real__Z11run_commandPKc(const char* command);
 
 namespace {
 
@@ -37,9 +32,7 @@ int open_descriptors() {
 
 void start_process() {
   reset_timer_list();
-  if (epoll_fd >= 0) {
-    close(epoll_fd);
-  }
+  close(epoll_fd);
   reset_clock();
   reset_context();
   candidate_table.fill(CandidateEntry{});
@@ -47,40 +40,29 @@ void start_process() {
   own_descriptors = open_descriptors();
 }
 
-// Once: silence and the air.
-void prepare() {
-  (void)!freopen("/dev/null", "w", stdout);
-  require(socketpair(AF_UNIX, SOCK_DGRAM, 0, air_socket) == 0, "a socket pair");
-}
-
 template <std::size_t N>
 bool ends(const std::array<char, N>& text) {
   return memchr(text.data(), 0, N) != nullptr;
 }
 
-void check_row(const CandidateEntry& row, bool used) {
-  static const CandidateEntry EMPTY{};
-  if (!used) {
-    require(memcmp(&row, &EMPTY, sizeof row) == 0, "rows behind the count are zero");
-    return;
-  }
-  require(strnlen(row.mac.data(), row.mac.size()) == 17, "a row has a MAC text");
-  require(ends(row.pub_key) && row.key_len < row.pub_key.size(), "a row's key is a text");
-  require(strnlen(row.pub_key.data(), row.pub_key.size()) <= row.key_len, "by its length");
-}
-
 void check_invariants() {
-  require(mode_row(context.cur_mode) != nullptr, "the mode is one");
-  require(context.candidate_count >= 0 && context.candidate_count <= CANDIDATE_CAPACITY, "count");
-  for (int i = 0; i <= CANDIDATE_CAPACITY; ++i) {
-    check_row(candidate_table[static_cast<std::size_t>(i)], i < context.candidate_count);
+  static const CandidateEntry EMPTY{};
+  int slot = 0;
+  for (const CandidateEntry& row : candidate_table) {
+    const bool used = slot++ < context.candidate_count;
+    require(used ? strnlen(row.mac.data(), row.mac.size()) == 17 && ends(row.pub_key) &&
+                       strlen(row.pub_key.data()) <= row.key_len
+                 : memcmp(&row, &EMPTY, sizeof row) == 0,
+            "rows in use are whole, the others are empty");
   }
+  require(context.candidate_count >= 0 && context.candidate_count < slot, "one row is never used");
   const TargetBssInfo& target = context.target;
   require(ends(target.bssid) && ends(target.base_pub_key) && ends(target.bh_ssid) &&
               ends(target.bh_password) && ends(target.bh_crypto) && ends(target.bh_akm),
           "texts end");
-  require(context.act_timer_fd <= 0 || context.cur_mode == ONBOARD_MODE_UNCFG_ACT_HANDSHAKE,
-          "a handshake timer lives in the handshake only");
+  const bool handshake = context.cur_mode == ONBOARD_MODE_UNCFG_ACT_HANDSHAKE;
+  require(mode_row(context.cur_mode) != nullptr, "the mode is one");
+  require(handshake || context.act_timer_fd <= 0, "a handshake timer lives in the handshake only");
   const int timers = (mode_timer_fd > 0 ? 1 : 0) + (context.act_timer_fd > 0 ? 1 : 0) +
                      (context.onboarding_active != 0 ? 1 : 0);
   require(open_descriptors() == own_descriptors + timers, "a descriptor for each timer");
@@ -92,17 +74,17 @@ void check_invariants() {
 
 void require(bool holds, const char* what) {
   if (!holds) {
-    (void)fprintf(stderr, "does not hold: %s\n", what);
+    std::cerr << "does not hold: " << what << '\n';
     abort();
   }
 }
 
 void boot(OnboardMode mode) {
   if (air_socket[0] == -1) {
-    prepare();
+    (void)!freopen("/dev/null", "w", stdout);
+    require(socketpair(AF_UNIX, SOCK_DGRAM, 0, air_socket) == 0, "there is an air");
   }
   platform() = FakePlatform{};
-  gg_swap = false;
   start_process();
   context.cur_mode = context.target_role = mode;
   enter_cur_mode();
@@ -116,7 +98,7 @@ void restart() {
   check_invariants();
 }
 
-void receive(const air::Bytes& datagram) {
+void receive(const Bytes& datagram) {
   (void)!send(air_socket[0], datagram.data(), datagram.size(), 0);
   timeval timeout{};
   event_recvr(context.cur_mode, air_socket[1], timeout);
@@ -130,13 +112,13 @@ void take_turn() {
   check_invariants();
 }
 
-air::Bytes sealed(ByteView plain) {
-  air::Bytes cipher;
+Bytes sealed(ByteView plain) {
+  Bytes cipher;
   for (std::size_t at = 0; at < plain.size(); at += 256) {
-    std::array<std::uint8_t, 256> block{};
+    Bytes block(256);
     const ByteView part = clipped(plain, at, 256);
     std::copy(part.begin(), part.end(), block.begin());
-    air::Bytes result(256, 0xFF);  // stays above the modulus where the block is
+    Bytes result(256, 0xFF);  // stays above the modulus where the block is
     RSA_public_encrypt(256, block.data(), result.data(), fixed_key(), RSA_NO_PADDING);
     cipher = cipher + result;
   }
@@ -155,18 +137,17 @@ int __wrap_RSA_check_key(const RSA* /*key*/) {
 }
 
 // run_command: its own check is the last line of defence and must never be needed.
+int __real__Z11run_commandPKc(const char* command);
 int __wrap__Z11run_commandPKc(const char* command) {
   const bool scan = strcmp(command, "wl escanresults > /tmp/escanresults_log") == 0;
-  require(scan || std::string(command).find_first_not_of(
-                      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789 :/._") ==
-                      std::string::npos,
-          "a command is plain");
-  const int status = __real__Z11run_commandPKc(command);
-  require(status == 0, "no command is refused");
-  return status;
+  const bool plain = std::string(command).find_first_not_of(
+                         "abcdefghijklmnopqrstuvwxyzABCDEF0123456789 :/._") == std::string::npos;
+  require((plain || scan) && __real__Z11run_commandPKc(command) == 0, "a command is plain");
+  return 0;
 }
 
 // The engine runs itself through the shell to merge corpora, while no daemon has been started yet.
+int __real_system(const char* command);
 int LLVMFuzzerInitialize(int* /*count*/, char*** /*arguments*/) {
   platform().on_command = [](const std::string& command) {
     platform().command_status = __real_system(command.c_str());

@@ -1,8 +1,8 @@
 // What the fuzz targets share: a daemon that starts in no time, and what must hold after each step.
 //
 // The daemon is all of the product but main(), between the tests' fake platform and a socket pair.
-// Its key pair is a fixed one, the same in each process and known to everybody, since making one
-// takes longer than a hundred inputs and a crash must come again on another machine.
+// Its key pair is a fixed one, since making one takes longer than a hundred inputs and a crash must
+// come again on another machine.
 #ifndef VORLENT_FUZZ_HARNESS_H
 #define VORLENT_FUZZ_HARNESS_H
 
@@ -10,6 +10,7 @@
 #include "core/context.h"
 #include "support/air.h"
 
+using air::Bytes;
 using air::operator+;
 
 // Ends the process, with the text, unless `holds`.
@@ -20,46 +21,23 @@ void boot(OnboardMode mode);
 void restart();
 
 // Sends one datagram through the event receiver, then takes a turn of role monitor and timers.
-void receive(const air::Bytes& datagram);
+void receive(const Bytes& datagram);
 void take_turn();
 
 // `plain` encrypted with the daemon's public key, as a peer does.
-air::Bytes sealed(ByteView plain);
+Bytes sealed(ByteView plain);
 
-// Takes an input apart; where it ends, so does what is taken.
-class Input {
- public:
-  Input(const std::uint8_t* data, std::size_t size) : rest_(data, size) {}
-  [[nodiscard]] bool done() const { return rest_.empty(); }
-  std::uint8_t u8() { return done() ? std::uint8_t{0} : take(1)[0]; }
-  air::Bytes take(std::size_t size) {
-    const ByteView taken = clipped(rest_, 0, size);
-    rest_ = rest_.subspan(taken.size());
-    return {taken.begin(), taken.end()};
-  }
-  air::Bytes sized() {
-    const std::size_t high = u8();
-    return take(high << 8U | u8());
-  }
-
- private:
-  ByteView rest_;
-};
-
-// The steps of a program for fuzz_daemon, each a byte and its arguments; sized: two bytes of length
-// and as many bytes.
+// The steps of a program for fuzz_daemon, each a byte and its arguments; "sized" is two bytes of
+// length and as many bytes.
 enum Step : std::uint8_t {
-  DATAGRAM,      // sized datagram
-  EVENT,         // type, station, interface, status, sized data
-  ACTION_FRAME,  // last digit of the operation, station, sized data
-  SEALED_FRAME,  // the same, its data encrypted with the daemon's key
-  PROBE,         // station, sized elements
-  SCAN,          // channel, sized elements
-  SIGNALS,       // bit 0 push, bit 1 extend
-  CLOCK,         // seconds
-  SETTING,       // key, value
-  START,         // mode; 0 to 3: 0, 1, 2, 5; others: a restart
-  STEP_COUNT
+  DATAGRAM,  // sized datagram
+  EVENT,     // type, station, sized data
+  PROBE,     // 0, station, sized elements
+  SCAN,      // channel, 0, sized elements
+  FRAME,     // last digit of the operation, station, sized data
+  SEALED,    // the same, its data encrypted with the daemon's key
+  CONTROL,   // 0 to 3 start in mode 0, 1, 2, 5; 4 restart; 5 push; 6 extend; more: so many seconds
+  SETTING,   // sized "key=value"
 };
 
 #endif
