@@ -102,10 +102,20 @@ TEST_F(Air, AScanFindsTheBaseAndItsElement) {
 
 TEST_F(Air, APowerCutEndsWhatWasUnderWay) {
   wl_of("unit-1", {"escanresults"});
+  pass(1s);
+  lab.recorder.kinds.clear();
+  wl_of("base", {"actframe", text_of(node("unit-1").radio.mac), "0409027e911004", "1"});
+  wl_of("unit-1", {"escanresults"});
   radio_off(node("unit-1"));
   pass(200ms);
   EXPECT_LE(lab.recorder.kinds["probe request"].first, 1);
   EXPECT_EQ(wl_of("unit-1", {"escanresults"}).status, 1);
+  const std::string text = capture();
+  int events = 0;
+  for (std::size_t at = text.find("daemon of unit-1"); at != std::string::npos; ++events) {
+    at = text.find("daemon of unit-1", at + 1);
+  }
+  EXPECT_EQ(events, 2) << "those of the first scan, and none of the frame that was on its way";
 }
 
 TEST_F(Air, AMutedRadioNeitherHearsNorIsHeard) {
