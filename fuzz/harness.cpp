@@ -24,7 +24,7 @@ int own_descriptors = 0;
 
 int open_descriptors() {
   int count = 0;
-  for (int fd = 0; fd < 64; ++fd) {
+  for (int fd = 0; fd < 24; ++fd) {
     count += fcntl(fd, F_GETFD) == -1 ? 0 : 1;
   }
   return count;
