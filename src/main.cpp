@@ -73,7 +73,8 @@ void turn(int event_fd) {
     epoll_fd = init_epoll();  // refused at the start; the role monitor asks for the timers again
   }
   dut_role_monitor();
-  dispatch_timers(epoll_fd, event_waiting(event_fd) ? 0 : TIMER_WAIT_MS);
+  wait_for_event(event_fd, epoll_fd, TIMER_WAIT_MS);
+  dispatch_timers(epoll_fd, 0);
   serve_signals();
 }
 

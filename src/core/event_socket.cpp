@@ -147,7 +147,8 @@ int event_recvr(OnboardMode mode, int fd, timeval& timeout) {
   return hand_to_mode(mode, datagram);
 }
 
-bool event_waiting(int fd) {
-  pollfd queued{.fd = fd, .events = POLLIN, .revents = 0};
-  return poll(&queued, 1, 0) > 0 && (queued.revents & POLLIN) != 0;
+bool wait_for_event(int fd, int epoll, int wait_ms) {
+  std::array<pollfd, 2> awaited = {pollfd{.fd = fd, .events = POLLIN, .revents = 0},
+                                   pollfd{.fd = epoll, .events = POLLIN, .revents = 0}};
+  return poll(awaited.data(), awaited.size(), wait_ms) > 0 && (awaited[0].revents & POLLIN) != 0;
 }

@@ -130,7 +130,7 @@ TEST_F(EventReceiverTest, SilenceInterruptionAndFailureAreTold) {
   forget();
   timeval brief{.tv_sec = 0, .tv_usec = 1000};
   EXPECT_EQ(event_recvr(ONBOARD_MODE_BASE, event_fd, brief), -1);
-  EXPECT_FALSE(event_waiting(event_fd));
+  EXPECT_FALSE(wait_for_event(event_fd, epoll_fd, 1));
   EXPECT_EQ(messages(), "");
   close(event_fd);
   for (const long bad_microseconds : {0L, -1L, 0L, -1L}) {  // each kind is logged once
@@ -169,7 +169,7 @@ TEST_F(EventReceiverTest, TheSocketIsBoundToTheLoopbackPortAndClosedOnce) {
   timeval wait{.tv_sec = 1, .tv_usec = 0};
   EXPECT_EQ(event_recvr(ONBOARD_MODE_BASE, event_fd, wait), 0);
   EXPECT_TRUE(arrived());
-  EXPECT_TRUE(event_waiting(event_fd));
+  EXPECT_TRUE(wait_for_event(event_fd, epoll_fd, -1)) << "a datagram ends the timers' wait";
   int size = 0;
   socklen_t width = sizeof size;
   ASSERT_EQ(getsockopt(event_fd, SOL_SOCKET, SO_RCVBUF, &size, &width), 0);
