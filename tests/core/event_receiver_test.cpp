@@ -1,6 +1,4 @@
-#include <arpa/inet.h>
 #include <fcntl.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -11,6 +9,7 @@
 #include "core/event_socket.h"
 #include "core/signals.h"
 #include "support/daemon_test.h"
+#include "support/event_port.h"
 
 namespace {
 
@@ -146,18 +145,6 @@ TEST_F(EventReceiverTest, SilenceInterruptionAndFailureAreTold) {
   close(not_a_socket);
 }
 
-int send_to_event_port(const air::Bytes& datagram) {
-  const int from = socket(AF_INET, SOCK_DGRAM, 0);
-  sockaddr_in to{};
-  to.sin_family = AF_INET;
-  to.sin_port = htons(55688);
-  to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  const auto sent = sendto(from, datagram.data(), datagram.size(), 0,
-                           reinterpret_cast<const sockaddr*>(&to), sizeof to);
-  close(from);
-  return static_cast<int>(sent);
-}
-
 TEST_F(EventReceiverTest, TheSocketIsBoundToTheLoopbackPortAndClosedOnce) {
   int event_fd = -1;
   ASSERT_EQ(open_eventfd(event_fd), 0);
@@ -185,12 +172,8 @@ TEST_F(EventReceiverTest, TheSocketIsBoundToTheLoopbackPortAndClosedOnce) {
 }
 
 TEST_F(EventReceiverTest, APortThatIsTakenIsReportedAndNothingStaysOpen) {
-  const int other = socket(AF_INET, SOCK_DGRAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(EVENT_PORT);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  ASSERT_EQ(bind(other, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  const int other = take_event_port();
+  ASSERT_GE(other, 0);
   const int before = open_descriptors();
   int event_fd = -1;
   EXPECT_EQ(open_eventfd(event_fd), EADDRINUSE);

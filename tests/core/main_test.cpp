@@ -1,7 +1,4 @@
 // Start-up, the main loop and the shutdown, and the two things everybody uses: log and shell.
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -11,6 +8,7 @@
 #include "core/shell.h"
 #include "discovery/candidate_table.h"
 #include "support/daemon_test.h"
+#include "support/event_port.h"
 
 int vorlent_main();
 
@@ -77,12 +75,8 @@ TEST_F(MainTest, BothSignalsAtOnceExtendFirstAndPushAfterwards) {
 }
 
 TEST_F(MainTest, AFailedStartReturnsTheErrorAndTouchesNothing) {
-  const int other = socket(AF_INET, SOCK_DGRAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(EVENT_PORT);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  ASSERT_EQ(bind(other, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  const int other = take_event_port();
+  ASSERT_GE(other, 0);
   EXPECT_EQ(vorlent_main(), EADDRINUSE);
   EXPECT_TRUE(platform().journal.empty());
   EXPECT_THAT(messages(), testing::EndsWith("init failed, cleanup.\n"));

@@ -1,10 +1,7 @@
 // A unit that joins a base, and a base that takes a unit in, from main() to its end, with the n-th
 // call to the system or a library failing, for every n. One wait for an event is one second.
-#include <arpa/inet.h>
 #include <cjson/cJSON.h>
-#include <netinet/in.h>
 #include <sys/select.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -12,6 +9,7 @@
 #include "core/timer_list.h"
 #include "discovery/candidate_table.h"
 #include "support/daemon_test.h"
+#include "support/event_port.h"
 #include "support/fixed_key.h"
 
 int vorlent_main();
@@ -88,18 +86,8 @@ int __wrap_select(int count, fd_set* in, fd_set* out, fd_set* other, timeval* ti
 
 namespace {
 
-void send_event(const air::Bytes& datagram) {
-  static const int from = socket(AF_INET, SOCK_DGRAM, 0);
-  sockaddr_in to{};
-  to.sin_family = AF_INET;
-  to.sin_port = htons(55688);
-  to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  (void)!sendto(from, datagram.data(), datagram.size(), 0, reinterpret_cast<const sockaddr*>(&to),
-                sizeof to);
-}
-
 Action frame(std::uint16_t attr_id, const air::Bytes& data) {
-  return [=] { send_event(air::event(59, air::UNIT, air::action_frame(attr_id, data))); };
+  return [=] { send_to_event_port(air::event(59, air::UNIT, air::action_frame(attr_id, data))); };
 }
 
 void end() {
@@ -169,7 +157,7 @@ TEST_F(FailingCallsTest, AUnitJoinsItsBaseAfterAnyFailure) {
   air::Scan scan;
   scan.elements = air::element(1);
   const air::Bytes content = air::credentials("backnet", "pa55word", "aes", "psk2");
-  events = {{1, [=] { send_event(air::event(69, air::BASE, air::scan_data(scan))); }},
+  events = {{1, [=] { send_to_event_port(air::event(69, air::BASE, air::scan_data(scan))); }},
             {8, frame(0x1001, air::from_text(peer_key().public_pem))},
             {9, frame(0x1004, {})},
             {10, frame(0x1003, encrypt_for(peer_key().public_pem, content))},
@@ -186,14 +174,15 @@ TEST_F(FailingCallsTest, AUnitJoinsItsBaseAfterAnyFailure) {
 
 TEST_F(FailingCallsTest, ABaseTakesAUnitInAfterAnyFailure) {
   const air::Bytes content = air::sat_key_content(peer_key().public_pem);
-  events = {{1, [] { platform().nvram["onboarding_soap_active"] = "1"; }},
-            {2, [] { send_event(air::event(44, air::UNIT, air::probe_data(air::element(2)))); }},
-            {3, frame(0x1000, air::element(2))},
-            {4, frame(0x1002, encrypt_for(peer_key().public_pem, content))},
-            {5, [] { (void)raise(SIGUSR2); }},
-            {6, [] { (void)raise(SIGUSR1); }},
-            {7, [] { move_clock(53); }},
-            {9, end}};
+  events = {
+      {1, [] { platform().nvram["onboarding_soap_active"] = "1"; }},
+      {2, [] { send_to_event_port(air::event(44, air::UNIT, air::probe_data(air::element(2)))); }},
+      {3, frame(0x1000, air::element(2))},
+      {4, frame(0x1002, encrypt_for(peer_key().public_pem, content))},
+      {5, [] { (void)raise(SIGUSR2); }},
+      {6, [] { (void)raise(SIGUSR1); }},
+      {7, [] { move_clock(53); }},
+      {9, end}};
   const Settings base = {{"multiap_mode", "3"}, {"enable_mesh_mode", "1"}, {"bh_ssid", "backnet"}};
   EXPECT_EQ(fail_each_call(base,
                            [] {

@@ -3,13 +3,10 @@
 #ifndef VORLENT_TESTS_PROCESS_FIXTURE_H
 #define VORLENT_TESTS_PROCESS_FIXTURE_H
 
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/prctl.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -22,7 +19,7 @@
 #include <sstream>
 #include <thread>
 
-#include "support/air.h"
+#include "support/event_port.h"
 
 inline std::string read_file(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
@@ -112,14 +109,7 @@ class ProcessTest : public testing::Test {
   }
 
   static void send_event(const air::Bytes& datagram) {
-    static const int from = socket(AF_INET, SOCK_DGRAM, 0);
-    sockaddr_in to{};
-    to.sin_family = AF_INET;
-    to.sin_port = htons(55688);
-    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    ASSERT_EQ(sendto(from, datagram.data(), datagram.size(), 0,
-                     reinterpret_cast<const sockaddr*>(&to), sizeof to),
-              static_cast<ssize_t>(datagram.size()));
+    ASSERT_EQ(send_to_event_port(datagram), static_cast<long>(datagram.size()));
   }
 
   static std::size_t lines_with(const std::string& path, const std::string& text) {

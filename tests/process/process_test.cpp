@@ -27,12 +27,8 @@ TEST_F(ProcessTest, DetachesFollowsARequestAndEndsForTheRestart) {
 }
 
 TEST_F(ProcessTest, APortThatIsTakenEndsItInTheForeground) {
-  const int other = socket(AF_INET, SOCK_DGRAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(55688);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  ASSERT_EQ(bind(other, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  const int other = take_event_port();
+  ASSERT_GE(other, 0);
   EXPECT_EQ(launch(), EADDRINUSE);
   EXPECT_TRUE(logged("Unable to bind to loopback socket "));
   EXPECT_EQ(access("/tmp/vexo_nvram.saved", F_OK), -1);
