@@ -1,6 +1,7 @@
 #include "support/air.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace air {
 namespace {
@@ -32,8 +33,10 @@ Bytes with_nul(const std::string& text) {
 }  // namespace
 
 Bytes operator+(const Bytes& a, const Bytes& b) {
-  Bytes joined = a;
-  joined.insert(joined.end(), b.begin(), b.end());
+  Bytes joined;
+  joined.reserve(a.size() + b.size());
+  std::copy(a.begin(), a.end(), std::back_inserter(joined));
+  std::copy(b.begin(), b.end(), std::back_inserter(joined));
   return joined;
 }
 

@@ -1,0 +1,4 @@
+// An empty program that is linked with the daemon's libraries.
+int main() {
+  return 0;
+}

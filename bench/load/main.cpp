@@ -1,0 +1,221 @@
+// Measures the daemon as a whole. Each command runs in a sandbox of its own, so that the fixed port
+// and the fixed files of the daemon are nobody else's, and prints lines "name value".
+//
+// Standard output of the daemon leads to /dev/null, /tmp is in memory, `wl` is a static program
+// that does nothing. Ratios are to a bare loop that gets the same events in the same run.
+#include <sys/prctl.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <vector>
+
+#include "load/load.h"
+#include "load/receiver.h"
+
+namespace {
+
+const air::Bytes OTHER_EVENT = air::event(7, air::UNIT, air::Bytes(212, 1));
+
+// Datagrams taken in each second while they are sent as fast as possible.
+double taken_per_second(Receiver& receiver, const air::Bytes& datagram, double seconds) {
+  const std::int64_t begin = now_ns();
+  const auto end = begin + static_cast<std::int64_t>(1e9 * seconds);
+  const std::uint64_t before = receiver.meter().taken;
+  while (now_ns() < end) {
+    send_event(datagram, 64);
+  }
+  const std::uint64_t after = receiver.meter().taken;
+  return 1e9 * static_cast<double>(after - before) / static_cast<double>(now_ns() - begin);
+}
+
+void flood(OnboardMode mode, const air::Bytes& datagram, int stations, int rounds) {
+  std::vector<double> daemon;
+  std::vector<double> ratio;
+  for (int i = 0; i < rounds; ++i) {
+    double rate = 0;
+    {
+      Receiver receiver(mode);
+      for (int station = 0; station < stations; ++station) {
+        send_event(probe_of(station));
+      }
+      daemon.push_back(rate = taken_per_second(receiver, datagram, 1));
+    }
+    Receiver bare;
+    ratio.push_back(rate / taken_per_second(bare, datagram, 1));
+  }
+  print("events_per_second", quantile(daemon, 0.5));
+  print("ratio_to_bare_loop", quantile(ratio, 0.5));
+}
+
+void wait_until_handled(Meter& meter, std::uint64_t count) {
+  const std::int64_t deadline = now_ns() + 5'000'000'000;
+  while ((meter.taken < count || meter.turns <= meter.turn_of_last) && now_ns() < deadline) {
+    usleep(50);
+  }
+}
+
+// How late the search scans began that a unit's timer asks for, every 5 seconds from the first on.
+double latest_scan(const Meter& meter) {
+  constexpr std::size_t FIRST = 1;  // the first command puts the element on the air
+  constexpr std::int64_t SECOND = 1'000'000'000;
+  const std::int64_t armed = meter.ring[FIRST].end_ns / SECOND * SECOND;
+  double latest = 0;
+  for (std::size_t i = FIRST + 1; i < meter.answers; ++i) {
+    const auto due = armed + static_cast<std::int64_t>(i - FIRST) * 5 * SECOND;
+    latest = std::max(latest, 1e-9 * static_cast<double>(meter.ring[i].begin_ns - due));
+  }
+  return latest;
+}
+
+// A searching unit gets a thousand scan results of strangers at once; every second time it is
+// stopped meanwhile, as by a long command.
+void burst(int runs) {
+  const air::Bytes beacon = stranger_beacon();
+  if (beacon.size() != 300) {
+    die("the datagrams have not 300 bytes");
+  }
+  Receiver receiver(ONBOARD_MODE_UNCONFIGURED);
+  std::vector<double> times;
+  for (int run = 0; run < runs; ++run) {
+    const std::uint64_t before = receiver.meter().taken;
+    const bool held = run % 2 == 1;
+    std::int64_t begin = now_ns();
+    if (held) {
+      kill(receiver.pid(), SIGSTOP);
+    }
+    send_event(beacon, 1000);
+    if (held) {
+      begin = now_ns();
+      kill(receiver.pid(), SIGCONT);
+    }
+    wait_until_handled(receiver.meter(), before + 1000);
+    times.push_back(1e-6 * static_cast<double>(now_ns() - begin));
+    usleep(150'000);
+  }
+  print("runs", runs);
+  print("lost", static_cast<double>(lost()));
+  print("taken", static_cast<double>(receiver.meter().taken));
+  print("handled_ms_p50", quantile(times, 0.5));
+  print("handled_ms_worst", quantile(times, 1));
+  print("timer_late_s_worst", latest_scan(receiver.meter()));
+}
+
+void push(int rounds) {
+  Receiver receiver(ONBOARD_MODE_BASE);
+  std::vector<double> times;
+  std::vector<double> frames;
+  for (int round = 0; round < rounds; ++round) {
+    std::uint64_t answers = receiver.meter().answers;
+    for (int station = 0; station < 15; ++station) {
+      send_event(probe_of(station));
+      send_event(operation_1000_of(station));
+      receiver.wait_for_answers(++answers);
+      send_event(operation_1002_of(station));
+      receiver.wait_for_answers(++answers);
+    }
+    const std::int64_t begin = now_ns();
+    kill(receiver.pid(), SIGUSR1);
+    receiver.wait_for_answers(answers + 15);
+    for (std::uint64_t i = answers; i < answers + 15; ++i) {
+      const Answer& frame = receiver.meter().ring[i];
+      if (frame.operation != 1003) {
+        die("the push sent something else");
+      }
+      frames.push_back(1e-6 * static_cast<double>(frame.end_ns - frame.begin_ns));
+    }
+    times.push_back(1e-6 * static_cast<double>(receiver.meter().ring[answers + 14].end_ns - begin));
+  }
+  print("push_ms_p50", quantile(times, 0.5));
+  print("push_ms_worst", quantile(times, 1));
+  print("shell_command_ms_p50", quantile(frames, 0.5));
+}
+
+void idle(OnboardMode mode, int seconds) {
+  Receiver receiver(mode);
+  sleep(2);
+  const auto switches = [&receiver] {
+    return receiver.status("voluntary_ctxt_switches") +
+           receiver.status("nonvoluntary_ctxt_switches");
+  };
+  const long ticks = receiver.ticks();
+  const long before = switches();
+  sleep(static_cast<unsigned>(seconds));
+  print("cpu_ticks", static_cast<double>(receiver.ticks() - ticks));
+  print("context_switches", static_cast<double>(switches() - before));
+  print("resident_kib", static_cast<double>(receiver.status("VmRSS")));
+}
+
+// The daemon detaches when its socket is bound; until then the launcher waits.
+void start(int rounds) {
+  std::vector<double> daemon;
+  std::vector<double> empty;
+  prepare_unit(ONBOARD_MODE_SATELLITE);
+  const auto time = [](const char* program) {
+    const std::int64_t begin = now_ns();
+    launch(program, false);
+    return 1e-6 * static_cast<double>(now_ns() - begin);
+  };
+  for (int i = 0; i < rounds; ++i) {
+    daemon.push_back(time(BUILD_DIR "/vorlent"));
+    kill_detached();
+    empty.push_back(time(BUILD_DIR "/bench/empty"));
+  }
+  print("daemon_ms_p50", quantile(daemon, 0.5));
+  print("empty_ms_p50", quantile(empty, 0.5));
+  print("ratio", quantile(daemon, 0.5) / quantile(empty, 0.5));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (getenv("VORLENT_LOAD_SANDBOX") == nullptr) {
+    setenv("VORLENT_LOAD_SANDBOX", "1", 1);
+    std::vector<char*> sandboxed = {const_cast<char*>(SOURCE_DIR "/tests/sandbox"),
+                                    const_cast<char*>(SOURCE_DIR), const_cast<char*>(BUILD_DIR)};
+    sandboxed.insert(sandboxed.end(), argv, argv + argc);
+    sandboxed[3] = const_cast<char*>(BUILD_DIR "/vorlent_load");
+    sandboxed.push_back(nullptr);
+    execv(sandboxed[0], sandboxed.data());
+    die("no sandbox");
+  }
+  prctl(PR_SET_TIMERSLACK, 1);
+  CLI::App app("Measures the daemon as a whole, in a sandbox of its own");
+  app.require_subcommand(1);
+  int count = 0;
+  Load load;
+  const auto command = [&](const char* name, const char* what, int usual, const char* unit) {
+    CLI::App* sub = app.add_subcommand(name, what);
+    sub->add_option("--count", count, unit)->default_val(usual);
+    return sub;
+  };
+  command("dropped", "events dropped in mode 6", 5, "seconds")->callback([&] {
+    flood(ONBOARD_MODE_SATELLITE, OTHER_EVENT, 0, count);
+  });
+  command("known", "probe requests of one known station", 5, "seconds")->callback([&] {
+    flood(ONBOARD_MODE_BASE, probe_of(0), 1, count);
+  });
+  command("known15", "the same with fifteen in the table", 5, "seconds")->callback([&] {
+    flood(ONBOARD_MODE_BASE, probe_of(0), 15, count);
+  });
+  command("burst", "bursts of 1,000 datagrams", 100, "runs")->callback([&] { burst(count); });
+  command("push", "the push to 15 units", 5, "rounds")->callback([&] { push(count); });
+  command("idle-base", "an idle base", 20, "seconds")->callback([&] {
+    idle(ONBOARD_MODE_BASE, count);
+  });
+  command("idle-satellite", "an idle satellite", 20, "seconds")->callback([&] {
+    idle(ONBOARD_MODE_SATELLITE, count);
+  });
+  command("start", "from exec to the bound socket", 50, "rounds")->callback([&] { start(count); });
+  CLI::App* mixed = command("mix", "a mix of events at a rate", 10, "seconds");
+  mixed->add_option("--rate", load.rate, "events a second")->default_val(2000);
+  mixed->add_option("--strangers", load.strangers, "parts of probe requests")->default_val(60);
+  mixed->add_option("--scans", load.scans, "parts of scan results")->default_val(20);
+  mixed->add_option("--forged", load.forged, "parts of forged frames")->default_val(20);
+  mixed->add_option("--hellos", load.hellos, "operations 1000 a second")->default_val(20);
+  mixed->add_option("--keys", load.keys, "operations 1002 a second")->default_val(1);
+  mixed->callback([&] { run_load(load, count); });
+  CLI11_PARSE(app, argc, argv);
+  return 0;
+}

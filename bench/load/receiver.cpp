@@ -1,0 +1,217 @@
+#include "load/receiver.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/epoll.h>
+#include <sys/prctl.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+#include "core/event_socket.h"
+
+namespace {
+
+void run_bare_loop(Meter& meter) {
+  int fd = -1;
+  if (open_eventfd(fd) != 0) {
+    die("the event port is taken");
+  }
+  const int epoll = epoll_create1(0);
+  meter.pid = getpid();
+  for (;;) {
+    ++meter.turns;
+    fd_set readable;
+    FD_ZERO(&readable);
+    FD_SET(fd, &readable);
+    timeval timeout{.tv_sec = 1, .tv_usec = 0};
+    if (select(fd + 1, &readable, nullptr, nullptr, &timeout) > 0) {
+      std::array<std::uint8_t, 4096> buffer;
+      const ssize_t received = recv(fd, buffer.data(), buffer.size(), 0);
+      if (received > 95 && buffer[47] == 59 && buffer[93] == 0x10 && buffer[94] == 0x00) {
+        meter.add_answer({.begin_ns = now_ns(), .end_ns = now_ns(), .operation = 1001});
+      }
+      meter.turn_of_last = meter.turns.load();
+      ++meter.taken;
+    }
+    std::array<epoll_event, 16> ready;
+    (void)epoll_wait(epoll, ready.data(), static_cast<int>(ready.size()), 0);
+  }
+}
+
+const std::string& settings_of(OnboardMode mode) {
+  static const std::string unit = "blank_state=1\n";
+  static const std::string base =
+      "multiap_mode=3\nenable_mesh_mode=1\nbh_ssid=our mesh\nbh_wpa_psk=a long pass phrase\n"
+      "bh_crypto=aes\nbh_akm=psk2\n";
+  static const std::string satellite = "multiap_mode=2\nenable_mesh_mode=2\nmesh_role=satallite\n";
+  return mode == ONBOARD_MODE_UNCONFIGURED ? unit : mode == ONBOARD_MODE_BASE ? base : satellite;
+}
+
+}  // namespace
+
+void die(const std::string& why) {
+  std::cerr << "vorlent_load: " << why << "\n";
+  exit(1);
+}
+
+long number_in(const std::string& path, const std::string& name) {
+  std::ifstream file(path);
+  std::string line;
+  while (std::getline(file, line)) {
+    if (line.rfind(name + ":", 0) == 0) {
+      return std::stol(line.substr(name.size() + 1));
+    }
+  }
+  return -1;
+}
+
+void prepare_unit(OnboardMode mode) {
+  for (const auto& entry : std::filesystem::directory_iterator("/tmp")) {
+    if (entry.is_regular_file()) {
+      std::filesystem::remove(entry);
+    }
+  }
+  std::filesystem::create_directory("/tmp/bin");
+  if (access("/tmp/bin/wl", F_OK) != 0) {
+    std::filesystem::create_symlink(BUILD_DIR "/bench/wl_noop", "/tmp/bin/wl");
+  }
+  setenv("PATH", "/tmp/bin:/usr/bin:/bin", 1);
+  std::ofstream nvram("/tmp/vexo_nvram");
+  nvram << settings_of(mode) << "candidate_satellites=";
+  for (int i = 10; i < 25; ++i) {
+    nvram << "02:00:00:00:00:" << std::hex << (i < 16 ? "0" : "") << i << std::dec << ' ';
+  }
+  for (int i = 0; i < 1000; ++i) {
+    nvram << "\nsetting_" << i << "=a value of usual length";
+  }
+  nvram << "\n";
+}
+
+void launch(const char* program, bool with_shim) {
+  prctl(PR_SET_CHILD_SUBREAPER, 1);  // a daemon that detaches becomes ours to wait for
+  const pid_t child = fork();
+  if (child == 0) {
+    dup2(open("/dev/null", O_RDWR), STDOUT_FILENO);
+    if (with_shim) {
+      setenv("LD_PRELOAD", BUILD_DIR "/bench/meter_shim.so", 1);
+    }
+    execl(program, program, nullptr);
+    _exit(127);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  if (status != 0) {
+    die(std::string(program) + " does not start");
+  }
+}
+
+Receiver::Receiver(OnboardMode mode) {
+  prepare_unit(mode);
+  meter_ = map_meter();
+  launch(BUILD_DIR "/vorlent", true);
+  adopt();
+}
+
+Receiver::Receiver() {
+  prepare_unit(ONBOARD_MODE_SATELLITE);
+  meter_ = map_meter();
+  if (fork() == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    run_bare_loop(*meter_);
+  }
+  adopt();
+}
+
+Receiver::~Receiver() {
+  kill(pid_, SIGKILL);
+  waitpid(pid_, nullptr, 0);
+  munmap(meter_, sizeof(Meter));
+}
+
+void Receiver::adopt() {
+  const std::int64_t deadline = now_ns() + 20'000'000'000;
+  while (meter_->pid == 0) {
+    if (now_ns() > deadline) {
+      die("no main loop after 20 seconds");
+    }
+    usleep(200);
+  }
+  pid_ = meter_->pid;
+}
+
+double Receiver::cpu_seconds() const {
+  clockid_t clock = 0;
+  timespec used{};
+  if (clock_getcpuclockid(pid_, &clock) != 0 || clock_gettime(clock, &used) != 0) {
+    die("the receiver is gone");
+  }
+  return static_cast<double>(used.tv_sec) + 1e-9 * static_cast<double>(used.tv_nsec);
+}
+
+long Receiver::status(const std::string& name) const {
+  const long number = number_in("/proc/" + std::to_string(pid_) + "/status", name);
+  if (number < 0) {
+    die("no " + name + " of the receiver");
+  }
+  return number;
+}
+
+long Receiver::ticks() const {
+  std::ifstream file("/proc/" + std::to_string(pid_) + "/stat");
+  std::string word;
+  for (int i = 0; i < 13; ++i) {
+    file >> word;
+  }
+  long user = 0;
+  long system = 0;
+  file >> user >> system;
+  return user + system;
+}
+
+void Receiver::wait_for_answers(std::uint64_t count) {
+  const std::int64_t deadline = now_ns() + 10'000'000'000;
+  while (meter_->answers < count) {
+    if (now_ns() > deadline) {
+      die("no answer of the receiver in 10 seconds");
+    }
+    usleep(50);
+  }
+}
+
+void send_event(const air::Bytes& datagram, std::size_t count) {
+  static const int socket_fd = [] {
+    const int fd = socket(AF_INET, SOCK_DGRAM, 0);
+    sockaddr_in to{};
+    to.sin_family = AF_INET;
+    to.sin_port = htons(EVENT_PORT);
+    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    (void)connect(fd, reinterpret_cast<const sockaddr*>(&to), sizeof to);
+    return fd;
+  }();
+  iovec bytes{.iov_base = const_cast<std::uint8_t*>(datagram.data()), .iov_len = datagram.size()};
+  mmsghdr one{};
+  one.msg_hdr.msg_iov = &bytes;
+  one.msg_hdr.msg_iovlen = 1;
+  std::vector<mmsghdr> copies(count, one);
+  (void)sendmmsg(socket_fd, copies.data(), static_cast<unsigned>(count), 0);
+}
+
+std::uint64_t lost() {
+  std::ifstream file("/proc/net/udp");
+  std::string line;
+  while (std::getline(file, line)) {
+    if (line.find("0100007F:D988 00000000") != std::string::npos) {
+      return std::stoull(line.substr(line.find_last_not_of(' ') == std::string::npos
+                                         ? 0
+                                         : line.find_last_of(' ', line.find_last_not_of(' '))));
+    }
+  }
+  die("nobody listens at the event port");
+}
