@@ -2,7 +2,7 @@
 # Debian's cross compiler and library folders bear, `qemu`, which runs the result here, and
 # CMAKE_SYSTEM_PROCESSOR.
 #
-# Libraries and headers come from a folder of the target's packages, which script/cross makes at
+# Libraries and headers come from a folder of the target's packages, which has to be made first, at
 # build-sysroot-<preset>. A board's SDK takes its place by -DVORLENT_SYSROOT=<folder>; where neither
 # is there, the compiler's own search finds what Debian's multiarch has installed.
 set(CMAKE_SYSTEM_NAME Linux)
