@@ -156,7 +156,7 @@ int act_op_1002_handler(const ActionFramePayload& payload, const char* sta) {
   if (cipher.size() > RSA_DATA_MAX) {
     ONBOARD_LOG("drop operation 1002 from STA: %s: %d bytes of ciphertext, at most %d\n", sta,
                 text_size(cipher), static_cast<int>(RSA_DATA_MAX));
-    return 0;
+    return write_candidate_json(candidate_table);
   }
   RsaBuffer plaintext{};
   std::uint16_t length = 0;
@@ -171,7 +171,7 @@ int act_op_1002_handler(const ActionFramePayload& payload, const char* sta) {
   ByteView key;
   if (!read_sat_key(clipped(plaintext, 0, length), key)) {
     ONBOARD_LOG("drop operation 1002 from STA: %s: lengths outside its %d bytes\n", sta, length);
-    return 0;
+    return write_candidate_json(candidate_table);
   }
   accept_sat_key(key, sta);
   return write_candidate_json(candidate_table);
@@ -182,7 +182,7 @@ int act_op_1003_sender() {
   RsaBuffer content_buffer{};
   const int length = generate_bh_credential_content(content_buffer);
   const ByteView content = clipped(content_buffer, 0, static_cast<std::size_t>(length));
-  if (!units_can_hold(content)) {
+  if (context.candidate_count > 0 && !units_can_hold(content)) {
     return 0;
   }
   dump_bh_credential_content(content);

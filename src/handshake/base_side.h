@@ -16,7 +16,8 @@ int act_op_1000_handler(const ActionFramePayload& payload, const char* sta);
 int act_op_1001_sender(const char* sta);
 
 // A unit's element and key, encrypted: stores the key and tells the unit to wait. A wrong element
-// removes the station; a content that breaks a bound changes nothing. Returns 0.
+// removes the station; a content that breaks a bound leaves it as it was. The candidate file is
+// written in any case. Returns 0.
 int act_op_1002_handler(const ActionFramePayload& payload, const char* sta);
 
 // The push: sends the credentials to every candidate that has a key and that the platform lists,
