@@ -33,15 +33,25 @@ void open_standard_descriptors() {
   }
 }
 
-// SIGUSR2 first: the push empties the table whose stations it would speak to.
-void serve_signals() {
-  if (take_pending_signal(SIGUSR2)) {
+void serve_signal(int signo) {
+  if (signo == SIGUSR2) {
     onboard_log("sig_handler", __LINE__, "Got SIGUSR2 to extend all candidate's timer...\n");
     extend_all_candidates();
-  }
-  if (take_pending_signal(SIGUSR1)) {
+  } else if (signo == SIGUSR1) {
     onboard_log("sig_handler", __LINE__, "Got SIGUSR1 to push BH credential.\n");
     act_op_1003_sender();
+  } else {
+    onboard_log("sig_handler", __LINE__, "[Unknown signo] %d\n", signo);
+  }
+}
+
+// SIGUSR2 before SIGUSR1: the push empties the table whose stations the former speaks to.
+void serve_signals() {
+  static_assert(SIGUSR2 > SIGUSR1);
+  for (int signo = NSIG - 1; signo > 0; --signo) {
+    if (take_pending_signal(signo)) {
+      serve_signal(signo);
+    }
   }
 }
 

@@ -25,5 +25,6 @@ void survive_broken_pipes() {
 }
 
 bool take_pending_signal(int signo) {
-  return pending[static_cast<std::size_t>(signo)].exchange(0) != 0;
+  std::atomic<unsigned>& count = pending[static_cast<std::size_t>(signo)];
+  return count.load(std::memory_order_relaxed) != 0 && count.exchange(0) != 0;
 }
