@@ -1,7 +1,10 @@
 #include "console.h"
 
 #include <cjson/cJSON.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 
@@ -72,6 +75,9 @@ std::string words_of(const Occurrence& seen) {
   const std::string peer = seen.peer != nullptr ? seen.peer->name : "a stranger";
   switch (seen.what) {
     case What::frame:
+      if (seen.node->kind == NodeKind::stranger) {
+        return {};  // hundreds a second, none of which is what it says
+      }
       return name + " -> " + peer + ": " + std::to_string(seen.number) + ", " +
              operation_words(seen.number, seen.value) + (seen.before != 0 ? " (sent again)" : "") +
              (seen.text.empty() ? "" : " (LOST)");
@@ -112,20 +118,31 @@ std::string since(Time from, Time to) {
   return to < Time{} ? "-" : seconds_text(to - from);
 }
 
-void print_table(Lab& lab) {
-  printf("\n%-9s %-40s %12s %12s %7s %7s %8s\n", "unit", "outcome", "credentials", "installed",
-         "frames", "resent", "memory");
+// All but the stranger, of whom nothing is expected.
+std::vector<const Node*> members(const Lab& lab) {
+  std::vector<const Node*> all;
   for (const auto& node : lab.nodes) {
-    const Journey& journey = node->journey;
-    if (node->kind == NodeKind::stranger) {
-      continue;
+    if (node->kind != NodeKind::stranger) {
+      all.push_back(node.get());
     }
-    char memory[16];
-    snprintf(memory, sizeof memory, "%.1f MiB", static_cast<double>(node->sandbox.peak_kib) / 1024);
-    printf("%-9s %-40s %12s %12s %7d %7d %8s\n", node->name.c_str(), outcome_of(lab, *node).c_str(),
-           since(journey.powered, journey.credentials).c_str(),
+  }
+  return all;
+}
+
+void print_table(Lab& lab) {
+  std::size_t longest = 7;
+  for (const Node* node : members(lab)) {
+    longest = std::max(longest, outcome_of(lab, *node).size());
+  }
+  const int width = static_cast<int>(longest);
+  printf("\n%-8s %-*s %11s %10s %7s %7s %9s\n", "unit", width, "outcome", "credentials",
+         "installed", "frames", "resent", "memory");
+  for (const Node* node : members(lab)) {
+    const Journey& journey = node->journey;
+    printf("%-8s %-*s %11s %10s %7d %7d %5.1f MiB\n", node->name.c_str(), width,
+           outcome_of(lab, *node).c_str(), since(journey.powered, journey.credentials).c_str(),
            since(journey.powered, journey.installed).c_str(), journey.frames, journey.resent,
-           memory);
+           static_cast<double>(node->sandbox.peak_kib) / 1024);
   }
   printf("(times count from power-on; frames are those of the handshake)\n\n");
 }
@@ -150,7 +167,7 @@ void print_json(Lab& lab) {
   cJSON_AddNumberToObject(json.get(), "seconds", seconds(lab.loop.clock.now()));
   cJSON_AddBoolToObject(json.get(), "ended_as_expected", lab.exit_status == 0 ? 1 : 0);
   cJSON* units = cJSON_AddArrayToObject(json.get(), "units");
-  for (const auto& node : lab.nodes) {
+  for (const Node* node : members(lab)) {
     const Journey& journey = node->journey;
     cJSON* unit = cJSON_CreateObject();
     cJSON_AddItemToArray(units, unit);
@@ -177,6 +194,63 @@ void print_json(Lab& lab) {
   char* text = cJSON_Print(json.get());
   puts(text != nullptr ? text : "{}");
   cJSON_free(text);
+}
+
+struct Terminal {
+  std::size_t columns = 80;
+  std::size_t rows = 24;
+};
+
+Terminal terminal() {
+  winsize size{};
+  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0) {
+    return {};
+  }
+  return {size.ws_col, size.ws_row};
+}
+
+std::string live_line(const Node& node, Time now, bool wide) {
+  const Journey& journey = node.journey;
+  const int mode = node.platform.mode;
+  char text[160];
+  if (wide) {
+    char stage[40] = "";
+    if (mode == 1) {
+      snprintf(stage, sizeof stage, "sent %d, heard %d", journey.sent, journey.heard);
+    }
+    snprintf(text, sizeof text, "%8.1f  %-8s %-28s %-22s waits for %s", seconds(now),
+             node.name.c_str(), mode_name(mode), stage, waits_for(node).c_str());
+  } else {
+    snprintf(text, sizeof text, "%-8s %s, waits for %s", node.name.c_str(),
+             mode == kOff ? "off" : ("mode " + std::to_string(mode)).c_str(),
+             waits_for(node).c_str());
+  }
+  return text;
+}
+
+// As many lines as the terminal holds: where there are more units, those that are in go first.
+std::vector<std::string> live_lines(const Lab& lab, const Terminal& size) {
+  auto shown = members(lab);
+  const std::size_t all = shown.size();
+  if (all + 1 > size.rows) {
+    shown.erase(std::remove_if(shown.begin(), shown.end(),
+                               [](const Node* node) { return node->platform.mode == 6; }),
+                shown.end());
+    shown.resize(std::min(shown.size(), std::max<std::size_t>(size.rows, 3) - 2));
+  }
+  std::vector<std::string> lines;
+  for (const Node* node : shown) {
+    const std::string line = live_line(*node, lab.loop.clock.now(), size.columns >= 100);
+    lines.push_back(line.substr(0, size.columns - 1));
+  }
+  if (shown.size() < all) {
+    const auto in = std::count_if(lab.nodes.begin(), lab.nodes.end(),
+                                  [](const auto& node) { return node->platform.mode == 6; });
+    const std::string line = "and " + std::to_string(all - shown.size()) + " more; " +
+                             std::to_string(in) + " units are in";
+    lines.push_back(line.substr(0, size.columns - 1));
+  }
+  return lines;
 }
 
 }  // namespace
@@ -235,23 +309,14 @@ void draw_live(Lab& lab) {
     return;
   }
   if (lab.console.lines > 0) {
-    printf("\033[%dA", lab.console.lines);
+    printf("\033[%zuA", lab.console.lines);
   }
-  lab.console.lines = 0;
-  for (const auto& node : lab.nodes) {
-    if (node->kind == NodeKind::stranger) {
-      continue;
-    }
-    const Journey& journey = node->journey;
-    const std::string stage =
-        node->platform.mode == 1
-            ? "sent " + std::to_string(journey.sent) + ", heard " + std::to_string(journey.heard)
-            : "";
-    printf("\033[2K%8.1f  %-9s %-28s %-22s waits for %s\n", seconds(lab.loop.clock.now()),
-           node->name.c_str(), mode_name(node->platform.mode), stage.c_str(),
-           waits_for(*node).c_str());
-    ++lab.console.lines;
+  const auto lines = live_lines(lab, terminal());
+  for (const std::string& line : lines) {
+    printf("\033[2K%s\n", line.c_str());
   }
+  printf("\033[J");
+  lab.console.lines = lines.size();
   fflush(stdout);
 }
 

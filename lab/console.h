@@ -16,9 +16,8 @@ struct Verdict;
 
 struct Console {
   bool live = false;
-  bool quiet = false;  // a machine reads the result
-  int lines = 0;       // of the live display that stand on the terminal
-  Time drawn{-1};
+  bool quiet = false;     // a machine reads the result
+  std::size_t lines = 0;  // of the live display that stand on the terminal
 };
 
 void console_notices(Lab& lab, const Occurrence& seen);

@@ -73,7 +73,7 @@ void act(Lab& lab, Node& node, const Step& step) {
   } else if (action == "push") {
     push(lab, node);
   } else if (action == "hold" || action == "resume") {
-    node.platform.automatic = action == "resume";
+    node.owner.automatic = action == "resume";
   } else if (action == "flood") {
     start_flood(lab, node, atoi(argument.c_str()));
   } else if (action == "restart") {

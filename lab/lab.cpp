@@ -137,9 +137,10 @@ void collect_children(Lab& lab) {
       }
       sandbox_closed(lab, *node);
       if (node->radio.on) {
-        publish(lab,
-                {.what = What::fault, .node = node.get(), .text = "its sandbox ended by itself"});
-        power_off(lab, *node);
+        const std::string why = last_words(*node);
+        lab.failure =
+            "the sandbox of " + node->name + " ended by itself" + (why.empty() ? "" : ": " + why);
+        stop(lab, 2);
       }
       if (const auto then = std::exchange(node->platform.when_off, nullptr)) {
         then();
@@ -154,8 +155,7 @@ void read_signals(Lab& lab, int fd) {
     if (info.ssi_signo == SIGCHLD) {
       collect_children(lab);
     } else {
-      lab.exit_status = 128 + static_cast<int>(info.ssi_signo);
-      lab.loop.stop();
+      stop(lab, 128 + static_cast<int>(info.ssi_signo));
     }
   }
 }
@@ -163,7 +163,8 @@ void read_signals(Lab& lab, int fd) {
 int watch_signals(Lab& lab) {
   sigset_t signals;
   sigemptyset(&signals);
-  for (const int number : {SIGCHLD, SIGINT, SIGTERM, SIGHUP}) {
+  // SIGPIPE: nobody reads what is printed any more.
+  for (const int number : {SIGCHLD, SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
     sigaddset(&signals, number);
   }
   sigprocmask(SIG_BLOCK, &signals, nullptr);
@@ -193,10 +194,9 @@ void choose_pace(Lab& lab) {
 }
 
 void check_end(Lab& lab) {
-  if (lab.recorder.air.failed() ||
-      (lab.recorder.timeline && ferror(lab.recorder.timeline.get()) != 0)) {
-    lab.exit_status = 2;
-    lab.loop.stop();
+  if (lab.recorder.air.failed() || ferror(lab.recorder.timeline.get()) != 0 ||
+      ferror(stdout) != 0) {
+    stop(lab, 2);
     return;
   }
   const auto verdicts = judge(lab);
@@ -206,13 +206,12 @@ void check_end(Lab& lab) {
     return verdict.holds || verdict.final;
   });
   if (decided || lab.loop.clock.now() > lab.scenario.limit) {
-    lab.exit_status = all_hold ? 0 : 1;
-    lab.loop.stop();
+    stop(lab, all_hold ? 0 : 1);
   }
 }
 
 void tick(Lab& lab) {
-  tick_bases(lab);
+  tick_owners(lab);
   choose_pace(lab);
   check_end(lab);
   lab.loop.after(kTick, [&lab] { tick(lab); });
@@ -237,18 +236,21 @@ void end_all(Lab& lab) {
   }
 }
 
-}  // namespace
-
-void follow_journey(Lab& lab, const Occurrence& seen);
-
 // A new handshake has begun: what goes to and from this unit now is not sent again.
-static void forget_sent(Lab& lab, const Node& unit) {
+void forget_sent(Lab& lab, const Node& unit) {
   for (const auto& node : lab.nodes) {
     auto& sent = node->radio.last_sent;
     std::erase_if(sent, [&](const auto& entry) {
       return node.get() == &unit || entry.first.second == unit.radio.mac;
     });
   }
+}
+
+}  // namespace
+
+void stop(Lab& lab, int exit_status) {
+  lab.exit_status = exit_status;
+  lab.loop.stop();
 }
 
 void publish(Lab& lab, Occurrence seen) {
@@ -260,6 +262,7 @@ void publish(Lab& lab, Occurrence seen) {
   console_notices(lab, seen);
   director_notices(lab, seen);
   platform_notices(lab, seen);
+  owner_notices(lab, seen);
   if (seen.what == What::mode && seen.number <= 1) {
     forget_sent(lab, *seen.node);
   }
@@ -327,7 +330,12 @@ int run(Lab& lab) {
     end_all(lab);
     close(signals);
     error = close_record(lab);
+    error = lab.failure.empty() ? error : lab.failure;
     print_result(lab, lab.options.json);
+    const bool told = fflush(stdout) == 0 && ferror(stdout) == 0;
+    if (!told && error.empty() && lab.exit_status < 128) {
+      error = "standard output cannot be written";
+    }
   }
   if (!error.empty()) {
     fprintf(stderr, "meshlab: %s\n", error.c_str());

@@ -1,8 +1,8 @@
 // The whole laboratory in one record, and the one road on which everything that happens travels.
 //
 // Whoever does or sees something calls `publish`; the recorder writes it down, the handshake watch
-// follows the units' stages, the console tells it, the director checks its scenario and the
-// platform reacts, in this order.
+// follows the units' stages, the console tells it, the director checks its scenario, and the
+// platform and the base's owner react, in this order.
 #ifndef LAB_LAB_H
 #define LAB_LAB_H
 
@@ -14,6 +14,7 @@
 #include "console.h"
 #include "director.h"
 #include "loop.h"
+#include "owner.h"
 #include "platform.h"
 #include "radio.h"
 #include "recorder.h"
@@ -46,6 +47,7 @@ struct Node {
   Radio radio;
   Sandbox sandbox;
   Platform platform;
+  Owner owner;  // a base's
   Journey journey;
 };
 
@@ -86,10 +88,15 @@ struct Lab {
   int inotify = -1;
   std::map<int, Node*> inotify_nodes;
   int exit_status = -1;  // set when the run is to end
+  std::string failure;   // of the laboratory itself, in one line
   bool time_lapse = false;
 };
 
 void publish(Lab& lab, Occurrence seen);
+// Keeps the node's journey up to date.
+void follow_journey(Lab& lab, const Occurrence& seen);
+// Ends the run before its time.
+void stop(Lab& lab, int exit_status);
 Node* find_node(Lab& lab, const std::string& name);
 Node* find_station(Lab& lab, const Mac& mac);
 std::vector<Node*> all_of(Lab& lab, NodeKind kind);

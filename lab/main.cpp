@@ -1,4 +1,5 @@
 // meshlab: a mesh of real daemons on one machine, with a played radio and platform around them.
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -86,6 +87,9 @@ std::string why_not(Options& options) {
              ": missing; build the project first (cmake --build), or name the daemon by --daemon";
     }
   }
+  if (!fs::is_regular_file(options.daemon) || access(options.daemon.c_str(), X_OK) != 0) {
+    return options.daemon + ": not a program";
+  }
   options.daemon = fs::absolute(options.daemon);
   const std::string sandbox = why_no_sandbox();
   if (sandbox.find("No such file") != std::string::npos) {
@@ -120,9 +124,19 @@ void add_run_options(CLI::App& run, Options& options, Overrides& overrides) {
   run.add_flag("--keep", options.keep, "keep the units' folders");
 }
 
+// What the run opens must not take the place of a standard stream that the caller has closed.
+void fill_standard_streams() {
+  int fd = open("/dev/null", O_RDWR);
+  while (fd >= 0 && fd <= STDERR_FILENO) {
+    fd = open("/dev/null", O_RDWR);
+  }
+  close(fd);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  fill_standard_streams();
   Lab lab;
   Overrides overrides;
   std::error_code error;

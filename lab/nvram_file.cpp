@@ -4,6 +4,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -75,7 +76,8 @@ std::string format_nvram(const Settings& settings) {
 
 std::optional<std::string> read_file(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
-  if (!file) {
+  std::error_code error;
+  if (!file || std::filesystem::is_directory(path, error)) {
     return std::nullopt;
   }
   return std::string(std::istreambuf_iterator<char>(file), {});

@@ -1,6 +1,5 @@
 #include "platform.h"
 
-#include <cjson/cJSON.h>
 #include <dirent.h>
 #include <signal.h>
 #include <sys/stat.h>
@@ -18,9 +17,6 @@ namespace {
 constexpr Time kBackhaulUp = 300ms;    // from the restart to a backhaul that stands
 constexpr Time kInstallation = 500ms;  // from there to the end of the installation
 constexpr Time kSupervisor = 1s;       // until a daemon that ended by itself is started again
-constexpr Time kWindow = 60s;
-constexpr Time kQuiet = 40s;        // longer than any handshake that still gets somewhere
-constexpr std::size_t kTable = 15;  // what a base's table holds
 
 const char* const kCredentials[][3] = {{"bh_ssid", "wl1_ssid", "wlg_b_ssid"},
                                        {"bh_wpa_psk", "wl1_wpa_psk", "wlg_b_wpa_psk"},
@@ -30,10 +26,6 @@ const char* const kCredentials[][3] = {{"bh_ssid", "wl1_ssid", "wlg_b_ssid"},
 std::string value_of(const Settings& settings, const char* key) {
   const auto found = settings.find(key);
   return found == settings.end() ? "" : found->second;
-}
-
-void say(Lab& lab, Node& node, const std::string& text) {
-  publish(lab, {.what = What::platform, .node = &node, .text = text});
 }
 
 // Does it unless the power was cut or the daemon started anew in between.
@@ -146,58 +138,6 @@ void bring_up_backhaul(Lab& lab, Node& node) {
   later_in_this_life(lab, node, 1s, [&lab, &node] { bring_up_backhaul(lab, node); });
 }
 
-// Units that this base may yet hear from before it pushes.
-std::size_t expected_units(Lab& lab, const Node& base) {
-  std::size_t count = 0;
-  for (const Node* unit : all_of(lab, NodeKind::unit)) {
-    const std::string station = text_of(unit->radio.mac);
-    bool elsewhere = base.platform.pushed.count(station) != 0;
-    for (const Node* other : all_of(lab, NodeKind::base)) {
-      elsewhere = elsewhere || (other != &base && other->platform.ready.count(station) != 0);
-    }
-    const bool done = unit->platform.mode == 6 || unit->platform.mode == 3;
-    count += is_powered(*unit) && !done && !elsewhere ? 1 : 0;
-  }
-  return count;
-}
-
-bool all_installed(Lab& lab) {
-  const auto units = all_of(lab, NodeKind::unit);
-  return std::all_of(units.begin(), units.end(),
-                     [](const Node* unit) { return unit->platform.mode == 6; });
-}
-
-std::string units_text(std::size_t count) {
-  return std::to_string(count) + (count == 1 ? " unit" : " units");
-}
-
-bool shall_push(Lab& lab, const Node& base) {
-  const Platform& platform = base.platform;
-  const Time rested = lab.loop.clock.now() - platform.ready_changed;
-  const bool complete =
-      platform.ready.size() >= expected_units(lab, base) || platform.ready.size() >= kTable;
-  return platform.automatic && !platform.ready.empty() &&
-         rested >= (complete ? lab.scenario.push_after : kQuiet);
-}
-
-void tick(Lab& lab, Node& base) {
-  Platform& platform = base.platform;
-  const Time now = lab.loop.clock.now();
-  if (platform.mode != 5 || !base.sandbox.daemon_runs || all_installed(lab)) {
-    return;
-  }
-  if (shall_push(lab, base)) {
-    push(lab, base);
-    return;
-  }
-  if (now + 2s >= platform.window_until) {
-    if (platform.automatic && platform.ready.empty() && now - platform.last_ready > 2 * kWindow) {
-      push(lab, base);  // nobody is ready: this frees the table of those who never finish
-    }
-    request_window(lab, base);
-  }
-}
-
 }  // namespace
 
 std::string nvram_path(const Node& node) {
@@ -213,6 +153,10 @@ bool has_credentials_of(const Node& unit, const Node& base) {
     }
   }
   return true;
+}
+
+void say(Lab& lab, Node& node, const std::string& text) {
+  publish(lab, {.what = What::platform, .node = &node, .text = text});
 }
 
 void power_on(Lab& lab, Node& node) {
@@ -245,8 +189,7 @@ void power_off(Lab& lab, Node& node, std::function<void()> then) {
                 .number = 0});
   radio_off(node);
   node.platform.restart_wanted = false;
-  node.platform.ready.clear();
-  node.platform.window_until = {};
+  owner_forgets(node);
   cut_power(node);
   set_mode(lab, node, kOff);
   if (node.sandbox.pid < 0 && node.platform.when_off) {
@@ -260,31 +203,6 @@ void set_nvram(Lab& lab, Node& node, const std::vector<Change>& changes) {
   nvram_changed(lab, node);
 }
 
-void request_window(Lab& lab, Node& base) {
-  say(lab, base, "asks for an onboarding window: onboarding_soap_active becomes 1");
-  base.platform.window_until = lab.loop.clock.now() + kWindow;
-  set_nvram(lab, base, {{"onboarding_soap_active", "1"}});
-}
-
-void push(Lab& lab, Node& base) {
-  std::string list;
-  for (const std::string& station : base.platform.ready) {
-    const auto mac = parse_mac(station);
-    const Node* unit = mac ? find_station(lab, *mac) : nullptr;
-    if (unit != nullptr && unit->kind == NodeKind::unit) {
-      list += (list.empty() ? "" : " ") + station;
-      base.platform.pushed.insert(station);
-    }
-  }
-  const auto count = list.empty() ? 0 : std::count(list.begin(), list.end(), ' ') + 1;
-  say(lab, base,
-      "approves " + units_text(static_cast<std::size_t>(count)) +
-          " and has the credentials pushed: SIGUSR1");
-  base.platform.last_ready = lab.loop.clock.now();
-  set_nvram(lab, base, {{"candidate_satellites", list}});
-  signal_daemon(base, SIGUSR1);
-}
-
 void request_restart(Lab& lab, Node& node) {
   node.platform.restart_wanted = true;
   if (node.sandbox.daemon_runs) {
@@ -295,7 +213,7 @@ void request_restart(Lab& lab, Node& node) {
 }
 
 void agent_ready(Lab& lab, Node& node) {
-  node.platform.last_ready = lab.loop.clock.now();
+  node.owner.last_stir = lab.loop.clock.now();
   start(lab, node);
 }
 
@@ -307,9 +225,15 @@ void daemon_ended(Lab& lab, Node& node, const std::string& how) {
   publish(lab, {.what = crashed ? What::fault : What::daemon,
                 .node = &node,
                 .text = "the daemon ended (" + how + ")"});
+  if (platform.mode != kOff || wanted || platform.end_expected) {
+    platform.useless_starts = 0;
+  } else if (++platform.useless_starts == 3) {
+    lab.failure = "the daemon of " + node.name + " ended three times before it was in any mode (" +
+                  how + "); is " + lab.options.daemon + " the daemon?";
+    stop(lab, 2);
+  }
   set_mode(lab, node, kOff);
-  platform.ready.clear();
-  platform.window_until = {};
+  owner_forgets(node);
   const std::uint64_t starts = platform.starts;
   lab.loop.after(wanted ? 0s : kSupervisor, [&lab, &node, starts, epoch = node.radio.epoch] {
     if (node.platform.starts == starts && node.radio.epoch == epoch && is_powered(node)) {
@@ -350,52 +274,13 @@ void nvram_changed(Lab& lab, Node& node) {
   }
 }
 
-void candidates_changed(Lab& lab, Node& base) {
-  std::set<std::string> ready;
-  const auto text = read_file(tmp_of(base) + "/vexo_onborading.json");
-  cJSON* document = text ? cJSON_Parse(text->c_str()) : nullptr;
-  const cJSON* candidate = nullptr;
-  cJSON_ArrayForEach(candidate, cJSON_GetObjectItem(document, "candidates")) {
-    const char* mac = cJSON_GetStringValue(cJSON_GetObjectItem(candidate, "mac"));
-    ready.insert(mac != nullptr ? mac : "");
-  }
-  const bool half_written = text && document == nullptr;
-  cJSON_Delete(document);
-  if (half_written || ready == base.platform.ready) {
-    return;
-  }
-  if (ready.size() > base.platform.ready.size()) {
-    say(lab, base, "reads the candidate file: " + units_text(ready.size()) + " ready");
-  }
-  base.platform.ready = std::move(ready);
-  base.platform.ready_changed = lab.loop.clock.now();
-  base.platform.last_ready = base.platform.ready_changed;
-  tick(lab, base);
-}
-
 void platform_notices(Lab& lab, const Occurrence& seen) {
-  if (seen.what == What::mode && seen.node->kind == NodeKind::base) {
-    tick(lab, *seen.node);
-  }
-  if (seen.what != What::mode || seen.node->kind != NodeKind::unit) {
-    return;
-  }
   // The daemon that stored the credentials still has to restart; the one that starts in mode 3
   // stays.
-  if (seen.number == 3 && seen.before == kOff) {
+  if (seen.what == What::mode && seen.node->kind == NodeKind::unit && seen.number == 3 &&
+      seen.before == kOff) {
     later_in_this_life(lab, *seen.node, kBackhaulUp,
                        [&lab, node = seen.node] { bring_up_backhaul(lab, *node); });
-  }
-  for (Node* base : all_of(lab, NodeKind::base)) {
-    if (seen.number == 0) {
-      base->platform.pushed.erase(text_of(seen.node->radio.mac));
-    }
-  }
-}
-
-void tick_bases(Lab& lab) {
-  for (Node* base : all_of(lab, NodeKind::base)) {
-    tick(lab, *base);
   }
 }
 

@@ -5,14 +5,11 @@
 // A unit: has its backhaul brought up when its credentials are those of a base that is there, and
 // only after the restart into mode 3, since a searching unit with a backhaul would take itself for
 // one on a cable; then its installation is ended.
-// A base: has the window opened while units are missing, reads the candidate file, approves the
-// units it lists that are the owner's, and has the credentials pushed when all are ready, the table
-// is full, or nothing has moved for a while; and so again until all are in.
+// What a base's owner does is in owner.h.
 #ifndef LAB_PLATFORM_H
 #define LAB_PLATFORM_H
 
 #include <functional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -35,33 +32,25 @@ struct Platform {
   std::uint64_t starts = 0;     // of the daemon
   bool restart_wanted = false;  // the daemon or the platform asked for it
   bool end_expected = false;    // the scenario killed it
+  int useless_starts = 0;       // in a row, after which it ended before it was in a mode
   bool first_boot = true;
   std::function<void()> when_off;
-  // A base's.
-  bool automatic = true;         // pushes by itself
-  std::set<std::string> ready;   // stations in the candidate file
-  std::set<std::string> pushed;  // stations that have had a push and not come back to search
-  Time ready_changed{};
-  Time window_until{};
-  Time last_ready{};
 };
 
 std::string nvram_path(const Node& node);
+// What the platform does, for the record.
+void say(Lab& lab, Node& node, const std::string& text);
 void power_on(Lab& lab, Node& node);
 // Everything ends at once; `then` runs when nothing is left of the unit but its folder.
 void power_off(Lab& lab, Node& node, std::function<void()> then = {});
 void set_nvram(Lab& lab, Node& node, const std::vector<Change>& changes);
-void request_window(Lab& lab, Node& base);
-void push(Lab& lab, Node& base);
 void request_restart(Lab& lab, Node& node);
 
 // What sandbox and files report.
 void agent_ready(Lab& lab, Node& node);
 void daemon_ended(Lab& lab, Node& node, const std::string& how);
 void nvram_changed(Lab& lab, Node& node);
-void candidates_changed(Lab& lab, Node& base);
 void platform_notices(Lab& lab, const Occurrence& seen);
-void tick_bases(Lab& lab);
 
 // Whether the unit holds this base's backhaul credentials.
 bool has_credentials_of(const Node& unit, const Node& base);

@@ -261,9 +261,11 @@ void hear_bss(Lab& lab, Node& node, const Transmission& sent, const Fate& fate) 
 void hear_action(Lab& lab, Node& node, const Transmission& sent, const Fate& fate) {
   const Bytes datagram =
       driver_event(EventType::action_frame, 0, node.radio.mac, sent.frame.from, sent.frame.body);
-  hand_to_daemon(lab, node, fate.delay, datagram, sent.from, sent.operation);
+  // What a stranger forged is no step of the unit's way in.
+  const int operation = sent.from->kind == NodeKind::stranger ? 0 : sent.operation;
+  hand_to_daemon(lab, node, fate.delay, datagram, sent.from, operation);
   if (fate.again) {
-    hand_to_daemon(lab, node, *fate.again, datagram, sent.from, sent.operation);
+    hand_to_daemon(lab, node, *fate.again, datagram, sent.from, operation);
   }
 }
 

@@ -136,6 +136,9 @@ Json frame_entry(Lab& lab, const Transmission& sent, const std::vector<std::stri
 }
 
 std::string kind_of(const Transmission& sent) {
+  if (sent.from->kind == NodeKind::stranger) {
+    return "from the stranger";
+  }
   return sent.operation != 0 ? "operation " + std::to_string(sent.operation)
                              : name_of(sent.frame.kind);
 }
@@ -168,6 +171,25 @@ std::string no_write(const Recorder& recorder, const char* file) {
          "; the results are not whole";
 }
 
+// What an earlier run left in the folder must not pass for a part of this one.
+void remove_earlier_results(const std::string& folder) {
+  const auto remove = [&](const std::string& file) {
+    std::error_code ignored;
+    std::filesystem::remove(folder + "/" + file, ignored);
+  };
+  remove("report.html");
+  std::vector<std::string> names{"base"};
+  for (int i = 1; i <= kMaxUnits; ++i) {
+    names.push_back("unit-" + std::to_string(i));
+    names.push_back("base-" + std::to_string(i));
+  }
+  for (const std::string& name : names) {
+    for (const char* suffix : {".nvram", ".log", ".log.1", ".stdout"}) {
+      remove(name + suffix);
+    }
+  }
+}
+
 }  // namespace
 
 std::string open_record(Recorder& recorder, const std::string& folder) {
@@ -175,8 +197,9 @@ std::string open_record(Recorder& recorder, const std::string& folder) {
   recorder.folder = folder;
   std::filesystem::create_directories(folder, error);
   if (error) {
-    return folder + ": cannot be made: " + error.message();
+    return "the folder \"" + folder + "\" cannot be made: " + error.message();
   }
+  remove_earlier_results(folder);
   stamp({});
   recorder.timeline.reset(fopen((folder + "/timeline.json").c_str(), "we"));
   if (!recorder.timeline || !recorder.air.open(folder + "/air.pcapng")) {

@@ -252,6 +252,9 @@ void tell_agent(Node& node, char kind, std::string_view content) {
 
 void cut_power(Node& node) {
   tell_agent(node, kPowerCut, std::string_view());
+  if (node.sandbox.agent >= 0) {
+    shutdown(node.sandbox.agent, SHUT_WR);  // the agent ends at this even where the word was lost
+  }
 }
 
 void start_daemon(Lab& lab, Node& node) {
@@ -267,6 +270,12 @@ void measure_memory(Lab& lab) {
   for (const auto& node : lab.nodes) {
     tell_agent(*node, kMemory, std::string_view());
   }
+}
+
+std::string last_words(const Node& node) {
+  std::string text = read_file(node.sandbox.folder + "/lab/errors.log").value_or("");
+  text.erase(text.find_last_not_of('\n') + 1);
+  return text.substr(text.rfind('\n') + 1);
 }
 
 void sandbox_closed(Lab& lab, Node& node) {

@@ -42,6 +42,8 @@ void tell_agent(Node& node, char kind, std::string_view content);
 void start_daemon(Lab& lab, Node& node);
 void signal_daemon(Node& node, int number);
 void measure_memory(Lab& lab);
+// The last line that bubblewrap wrote, if any.
+std::string last_words(const Node& node);
 // Called when bubblewrap has ended.
 void sandbox_closed(Lab& lab, Node& node);
 

@@ -15,6 +15,7 @@ struct Flood {
   std::mt19937_64 random;
   std::uint64_t epoch;
   Time gap;
+  Time next;  // counted from the first frame, so that a late one does not slow the rest down
 };
 
 unsigned pick(Flood& flood, unsigned count) {
@@ -55,7 +56,8 @@ Bytes vendor_element(Flood& flood) {
   return element;
 }
 
-// A frame of the handshake in which the length, the data or both are wrong.
+// A frame of the handshake in which the length, the data or both are wrong. It is not cut right
+// behind its operation: that is a whole frame without data, which its receiver believes.
 Bytes broken_operation(Flood& flood, unsigned operation) {
   Bytes body{0x04, 0x09, 0x02, 0x7e, 0x91};
   put_be16(body, 0x1000 + operation);
@@ -64,7 +66,8 @@ Bytes broken_operation(Flood& flood, unsigned operation) {
   const std::size_t present = pick(flood, std::min<unsigned>(length, kLongestBody));
   put(body, noise(flood, present));  // always fewer bytes than the length claims
   if (pick(flood, 4) == 0) {
-    body.resize(pick(flood, 9));
+    const unsigned cut = pick(flood, 8);
+    body.resize(cut < 7 ? cut : 8);
   }
   return body;
 }
@@ -133,7 +136,8 @@ void flow(Lab& lab, Node& stranger, const std::shared_ptr<Flood>& flood) {
     return;
   }
   send_one(lab, stranger, *flood);
-  lab.loop.after(flood->gap, [&lab, &stranger, flood] { flow(lab, stranger, flood); });
+  flood->next += flood->gap;
+  lab.loop.at(flood->next, [&lab, &stranger, flood] { flow(lab, stranger, flood); });
 }
 
 }  // namespace
@@ -142,7 +146,8 @@ void start_flood(Lab& lab, Node& stranger, int rate) {
   const std::uint64_t epoch = ++stranger.radio.epoch;  // ends the flood that may be running
   if (rate > 0) {
     flow(lab, stranger,
-         std::make_shared<Flood>(Flood{std::mt19937_64(lab.air.seed), epoch, Time(1s) / rate}));
+         std::make_shared<Flood>(
+             Flood{std::mt19937_64(lab.air.seed), epoch, Time(1s) / rate, lab.loop.clock.now()}));
   }
 }
 
