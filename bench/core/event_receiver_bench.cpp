@@ -9,6 +9,8 @@
 
 #include "core/driver_event.h"
 #include "core/event_socket.h"
+#include "crypto/rsa_helpers.h"
+#include "discovery/candidate_table.h"
 #include "support/bench.h"
 
 namespace {
@@ -87,5 +89,23 @@ BENCHMARK_CAPTURE(receive, beacon_with_element_10, SEARCHING, scan_result(10, UN
 BENCHMARK_CAPTURE(receive, beacon_with_element_20, SEARCHING, scan_result(20, UNIT));
 BENCHMARK_CAPTURE(receive, forged_frame_13, BASE, forged(13));
 BENCHMARK_CAPTURE(receive, forged_frame_512, BASE, forged(512));
+
+// A unit's operation 1000, answered with the base's key, without the command that sends it.
+void answer_operation_1000(benchmark::State& state) {
+  run_commands(false);
+  rsa_gen_key_pair();
+  CandidateEntry unit{};
+  unit.mac = sta_text(air::UNIT);
+  reset_context();
+  update_candidate_table(candidate_table, unit);
+  context.cur_mode = BASE;
+  feed(state, air::event(59, air::UNIT, air::action_frame(0x1000, UNIT)),
+       [](int fd, timeval& timeout) { event_recvr(BASE, fd, timeout); });
+  if (candidate_table[0].stage != CANDIDATE_BASE_KEY_SENT) {
+    state.SkipWithError("the operation was not answered");
+  }
+  run_commands(true);
+}
+BENCHMARK(answer_operation_1000);
 
 }  // namespace

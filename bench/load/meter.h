@@ -24,6 +24,7 @@ struct Answer {
 
 struct Meter {
   std::atomic<std::int32_t> pid;            // known from the first turn on
+  std::atomic<std::int64_t> bound_ns;       // when the event socket was bound
   std::atomic<std::uint64_t> turns;         // waits of the loop that have begun
   std::atomic<std::uint64_t> taken;         // datagrams received
   std::atomic<std::uint64_t> turn_of_last;  // the turn that took the last one

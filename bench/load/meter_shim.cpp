@@ -1,5 +1,6 @@
 // Loaded before the C library: counts the daemon's turns and datagrams and times its commands,
-// by which it sends action frames. The commands do not inherit the shim.
+// by which it sends action frames, and the moment its socket is bound. The commands do not inherit
+// the shim.
 #include <dlfcn.h>
 #include <sys/select.h>
 #include <sys/socket.h>
@@ -24,6 +25,13 @@ Function* next(Function* /*own*/, const char* name) {
 }  // namespace
 
 extern "C" {
+
+int bind(int fd, const sockaddr* address, socklen_t length) noexcept {
+  static auto* const real = next(bind, "bind");
+  const int result = real(fd, address, length);
+  meter->bound_ns = now_ns();
+  return result;
+}
 
 int select(int count, fd_set* in, fd_set* out, fd_set* except, timeval* timeout) {
   static auto* const real = next(select, "select");

@@ -94,14 +94,12 @@ void prepare_unit(OnboardMode mode) {
   nvram << "\n";
 }
 
-void launch(const char* program, bool with_shim) {
+void launch(const char* program) {
   prctl(PR_SET_CHILD_SUBREAPER, 1);  // a daemon that detaches becomes ours to wait for
   const pid_t child = fork();
   if (child == 0) {
     dup2(open("/dev/null", O_RDWR), STDOUT_FILENO);
-    if (with_shim) {
-      setenv("LD_PRELOAD", BUILD_DIR "/bench/meter_shim.so", 1);
-    }
+    setenv("LD_PRELOAD", BUILD_DIR "/bench/meter_shim.so", 1);
     execl(program, program, nullptr);
     _exit(127);
   }
@@ -115,7 +113,7 @@ void launch(const char* program, bool with_shim) {
 Receiver::Receiver(OnboardMode mode) {
   prepare_unit(mode);
   meter_ = map_meter();
-  launch(BUILD_DIR "/vorlent", true);
+  launch(BUILD_DIR "/vorlent");
   adopt();
 }
 

@@ -44,8 +44,8 @@ class Receiver {
 // The NVRAM, PATH and files of a unit that starts in `mode`.
 void prepare_unit(OnboardMode mode);
 
-// Starts a program and waits until it ends or detaches.
-void launch(const char* program, bool with_shim);
+// Starts a program with the shim in it and waits until it ends or detaches.
+void launch(const char* program);
 
 // Sends one datagram, or `count` copies in one go.
 void send_event(const air::Bytes& datagram, std::size_t count = 1);

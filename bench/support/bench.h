@@ -26,6 +26,9 @@ struct Apart {
 };
 Apart take_time_apart();
 
+// Whether shell commands are run, as they are at first, or left out.
+void run_commands(bool run);
+
 // Heap allocations of the process so far.
 double allocations();
 
