@@ -4,6 +4,7 @@
 #include <openssl/bn.h>
 #include <openssl/pem.h>
 #include <openssl/rsa.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -21,6 +22,23 @@
 #include "role/mode_entry.h"
 #include "role/role_monitor.h"
 
+namespace {
+
+int captured = -1;  // what stands on standard output
+int console = -1;   // what stood there before
+off_t seen = 0;     // of it, by printed()
+
+std::string captured_from(off_t offset) {
+  (void)fflush(stdout);
+  const off_t size = lseek(captured, 0, SEEK_END);
+  std::string text(static_cast<std::size_t>(size - offset), '\0');
+  (void)!pread(captured, text.data(), text.size(), offset);
+  seen = size;
+  return text;
+}
+
+}  // namespace
+
 DaemonTest::DaemonTest() {
   platform() = FakePlatform{};
   reset_clock();
@@ -32,17 +50,21 @@ DaemonTest::DaemonTest() {
   }
   epoll_fd = init_epoll();
   EXPECT_EQ(socketpair(AF_UNIX, SOCK_DGRAM, 0, air_socket_), 0);
-  testing::internal::CaptureStdout();
+  seen = 0;
+  (void)fflush(stdout);
+  captured = memfd_create("stdout", MFD_CLOEXEC);
+  console = dup(STDOUT_FILENO);
+  dup2(captured, STDOUT_FILENO);
 }
 
 DaemonTest::~DaemonTest() {
-  const std::string output = printed();
-  (void)testing::internal::GetCapturedStdout();
+  const std::string output = captured_from(0);
+  dup2(console, STDOUT_FILENO);
   if (HasFailure()) {
     std::cerr << output;  // the failures' own text was captured with it
   }
   reset_timer_list();
-  for (const int fd : {epoll_fd, air_socket_[0], air_socket_[1]}) {
+  for (const int fd : {epoll_fd, air_socket_[0], air_socket_[1], captured, console}) {
     close(fd);
   }
 }
@@ -87,10 +109,7 @@ void DaemonTest::pass(int seconds) {
 }
 
 std::string DaemonTest::printed() {
-  (void)fflush(stdout);
-  std::string text = testing::internal::GetCapturedStdout();
-  testing::internal::CaptureStdout();
-  return text;
+  return captured_from(seen);
 }
 
 void DaemonTest::forget() {

@@ -21,6 +21,17 @@ FakePlatform& platform() {
   return fake;
 }
 
+namespace {
+
+void record(const std::string& event) {
+  platform().journal.push_back(event);
+  if (platform().on_event) {
+    platform().on_event(event);
+  }
+}
+
+}  // namespace
+
 std::vector<std::string> commands() {
   std::vector<std::string> found;
   for (const std::string& entry : platform().journal) {
@@ -59,23 +70,24 @@ int vexoNvramConfig_match(const char* key, const char* value) {
 
 int vexoNvramConfig_set(const char* key, const char* value) {
   platform().nvram[key] = value;
-  platform().journal.push_back(std::string("set ") + key + "=" + value);
+  record(std::string("set ") + key + "=" + value);
   return 0;
 }
 
 int vexoNvramConfig_unset(const char* key) {
   platform().nvram.erase(key);
-  platform().journal.push_back(std::string("unset ") + key);
+  record(std::string("unset ") + key);
   return 0;
 }
 
 int vexoNvramConfig_save(void) {
-  platform().journal.emplace_back("save");
+  record("save");
   return 0;
 }
 
-void shared_debug_log_init(const char* /*identity*/, const char* /*file*/, int max_bytes) {
-  platform().log_bound = max_bytes;
+void shared_debug_log_init(const char* identity, const char* file, int max_bytes) {
+  record(std::string("debug log of ") + identity + " in " + file + ", at most " +
+         std::to_string(max_bytes));
 }
 
 void shared_debug_log_do_write_log(const char* identity, const char* file, const char* format,
@@ -89,6 +101,9 @@ void shared_debug_log_do_write_log(const char* identity, const char* file, const
   (void)vsnprintf(text.data(), text.size(), format, arguments);
   va_end(arguments);
   platform().log += text.data();
+  if (platform().on_event) {
+    platform().on_event(std::string("log ") + text.data());
+  }
 }
 
 int check_mac_in_candidate_satellite(const char* mac) {
@@ -96,12 +111,12 @@ int check_mac_in_candidate_satellite(const char* mac) {
 }
 
 int disable_mesh_settings(void) {
-  platform().journal.emplace_back("disable_mesh_settings");
+  record("disable_mesh_settings");
   return 0;
 }
 
 int reset_to_uncfg_mode(void) {
-  platform().journal.emplace_back("reset_to_uncfg_mode");
+  record("reset_to_uncfg_mode");
   return 0;
 }
 
@@ -115,12 +130,12 @@ int __wrap_system(const char* command) {
   if (platform().on_command) {
     platform().on_command(command);
   }
-  platform().journal.push_back(std::string("$ ") + command);
+  record(std::string("$ ") + command);
   return platform().command_status;
 }
 
 int __wrap_daemon(int /*nochdir*/, int /*noclose*/) {
-  platform().journal.emplace_back("daemon");
+  record("daemon");
   return platform().on_daemon ? platform().on_daemon() : 0;
 }
 
@@ -132,6 +147,7 @@ int __wrap_daemon(int /*nochdir*/, int /*noclose*/) {
 namespace {
 
 struct VirtualTimer {
+  int number;
   long due;  // seconds, 0: disarmed
   long interval;
 };
@@ -140,6 +156,7 @@ long now_seconds = 1000;
 constexpr long SUB_SECOND = 700'000'000;
 std::map<int, VirtualTimer> timers;
 int fail_in = 0;
+int timers_made = 0;
 
 bool this_call_fails() {
   return fail_in > 0 && --fail_in == 0;
@@ -164,6 +181,7 @@ void reset_clock() {
   now_seconds = 1000;
   timers.clear();
   fail_in = 0;
+  timers_made = 0;
 }
 
 void move_clock(long seconds) {
@@ -174,6 +192,11 @@ void move_clock(long seconds) {
       timer.due = timer.interval == 0 ? 0 : timer.due + timer.interval;
     }
   }
+}
+
+int timer_number(int fd) {
+  const auto found = timers.find(fd);
+  return found == timers.end() ? 0 : found->second.number;
 }
 
 void fail_timer_call(int nth) {
@@ -194,7 +217,7 @@ int __wrap_timerfd_create(int /*clock*/, int /*flags*/) {
     return -1;
   }
   const int fd = eventfd(0, EFD_NONBLOCK);
-  timers[fd] = VirtualTimer{};
+  timers[fd] = VirtualTimer{.number = ++timers_made, .due = 0, .interval = 0};
   return fd;
 }
 
@@ -205,7 +228,8 @@ int __wrap_timerfd_settime(int fd, int flags, const itimerspec* times, itimerspe
   }
   std::uint64_t drained = 0;
   (void)!read(fd, &drained, sizeof drained);
-  timers[fd] = VirtualTimer{.due = times->it_value.tv_sec, .interval = times->it_interval.tv_sec};
+  timers[fd].due = times->it_value.tv_sec;
+  timers[fd].interval = times->it_interval.tv_sec;
   move_clock(0);
   return 0;
 }

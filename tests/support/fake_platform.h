@@ -2,7 +2,8 @@
 //
 // All of them are replaced at link time, so the product holds no test code. Whatever the daemon
 // does to its surroundings lands in one journal, in order: "$ wl ..." a command, "set k=v", "unset
-// k" and "save" for NVRAM, the names of the platform's calls. Reads are not recorded.
+// k" and "save" for NVRAM, the names of the platform's calls. Reads are not recorded. An observer
+// is told of the same, and of the log's messages as "log ...", at the moment they happen.
 #ifndef VORLENT_TESTS_FAKE_PLATFORM_H
 #define VORLENT_TESTS_FAKE_PLATFORM_H
 
@@ -17,10 +18,10 @@ struct FakePlatform {
   std::set<std::string> candidate_satellites;
   std::vector<std::string> journal;
   std::string log;         // the debug log, message after message
-  long log_bound = 0;      // bytes, from shared_debug_log_init
   int command_status = 0;  // what the shell returns
   std::function<void(const std::string& command)> on_command;  // runs before a command is recorded
   std::function<int()> on_daemon;                              // stands in for daemon(1, 1)
+  std::function<void(const std::string& event)> on_event;      // the observer
 };
 
 FakePlatform& platform();
@@ -40,6 +41,9 @@ void reset_clock();
 // Moves virtual time by that many seconds. A timer that comes due is readable afterwards, once, as
 // a timerfd is.
 void move_clock(long seconds);
+
+// The how-manieth timer since reset_clock the descriptor is, or 0.
+int timer_number(int fd);
 
 // Makes the `nth` call from now on of timerfd_create or timerfd_settime fail; 0: none.
 void fail_timer_call(int nth);

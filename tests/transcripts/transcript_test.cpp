@@ -1,0 +1,409 @@
+// Plays the transcripts beside this file: each is one life of the daemon, from main() to its end,
+// written as what happens to it and exactly what it does then.
+//
+//   # comment                  why the behaviour matters; copied through
+//   > nvram wan_status=up      what happens; the lines below it are all that the daemon did
+//   given: start               the same, where the answer is another transcript's business
+//     $ wl csa 0 5 6           a command
+//     set k=v / unset k / save NVRAM; the platform's calls by their names
+//     [role_bakery] text       a log message and the operation that speaks; [] a bare one
+//     :text                    standard output, from "show output" on
+//     after 5 s                of a "pass"
+//
+// The daemon runs in its own main loop: each wait for an event asks for the next line here. With
+// VORLENT_UPDATE_TRANSCRIPTS set, and outside the sandbox, a transcript that differs is rewritten;
+// read what it then says before you commit it.
+#include <gtest/gtest.h>
+#include <sys/select.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <regex>
+#include <sstream>
+
+#include "core/signals.h"
+#include "core/timer_list.h"
+#include "discovery/candidate_table.h"
+#include "discovery/probe_scan.h"
+#include "support/daemon_test.h"
+#include "support/event_port.h"
+#include "transcripts/shown.h"
+
+int vorlent_main();
+
+namespace {
+
+using air::operator+;
+using Words = std::vector<std::string>;
+
+std::function<void()> next_turn;  // while a transcript's daemon waits for an event
+
+Words split(const std::string& text, char at = ' ') {
+  Words words;
+  std::istringstream in(text);
+  for (std::string word; std::getline(in, word, at);) {
+    words.push_back(word);
+  }
+  return words;
+}
+
+std::uint32_t number(const std::string& text, int base = 16) {
+  return static_cast<std::uint32_t>(std::stoul(text, nullptr, base));
+}
+
+air::Mac station(const std::string& name) {
+  const air::Bytes bytes = air::from_hex([&] {
+    std::string digits = name == "UNIT" ? air::UNIT_TEXT : name == "BASE" ? air::BASE_BSSID : name;
+    digits.erase(std::remove(digits.begin(), digits.end(), ':'), digits.end());
+    return digits;
+  }());
+  air::Mac mac{};
+  std::copy(bytes.begin(), bytes.end(), mac.begin());
+  return mac;
+}
+
+// What a line says that an event carries, word by word.
+struct Carried {
+  air::Bytes data;
+  std::string interface = "wl0";
+  std::uint32_t status = 8;
+  air::Scan scan;
+  std::map<std::size_t, air::Bytes> overwritten;  // by offset in the datagram
+  std::size_t cut = SIZE_MAX;
+
+  explicit Carried(const Words& words) {
+    for (const std::string& word : words) {
+      Words part = split(word, ':');
+      part.resize(5);
+      take(part);
+    }
+  }
+
+  void take(const Words& part) {
+    const std::string& what = part[0];
+    if (what == "interface") {
+      interface = part[1];
+    } else if (what == "status") {
+      status = number(part[1]);
+    } else if (what == "chanspec") {
+      scan.chanspec = static_cast<std::uint16_t>(number(part[1]));
+    } else if (what == "at") {
+      overwritten[number(part[1], 10)] = air::from_hex(part[2]);
+    } else if (what == "cut") {
+      cut = number(part[1], 10);
+    } else if (what == "sealed") {  // all before it, for the daemon or for somebody else
+      const std::string key = read_file("/tmp/rsa_pub.pem");
+      data = encrypt_for(part[1] == "peer" ? peer_key().public_pem : key, data);
+    } else {
+      data = data + bytes_of(part);
+    }
+  }
+
+  static air::Bytes bytes_of(const Words& part) {
+    const auto byte = [&](std::size_t i, std::uint8_t otherwise) {
+      return part[i].empty() ? otherwise : static_cast<std::uint8_t>(number(part[i]));
+    };
+    return part[0] == "element"       ? air::element(byte(1, 0), byte(2, 1))
+           : part[0] == "hex"         ? air::from_hex(part[1])
+           : part[0] == "text"        ? air::from_text(part[1])
+           : part[0] == "fill"        ? air::Bytes(number(part[1], 10), byte(2, 0))
+           : part[0] == "peer-key"    ? air::from_text(peer_key().public_pem)
+           : part[0] == "sat-key"     ? air::sat_key_content(peer_key().public_pem, byte(1, 2))
+           : part[0] == "credentials" ? air::credentials(part[1], part[2], part[3], part[4])
+                                      : throw std::invalid_argument("no such data: " + part[0]);
+  }
+};
+
+class TranscriptTest : public DaemonTest,
+                       public testing::WithParamInterface<std::filesystem::path> {
+ protected:
+  TranscriptTest() {
+    platform().on_event = [this](const std::string& event) { record(event); };
+    next_turn = [this] { until_a_turn(); };
+  }
+  ~TranscriptTest() override {
+    next_turn = nullptr;
+    close(port_);
+  }
+
+  void play() {
+    script_ = split(read_file(GetParam()), '\n');
+    while (at_ < script_.size()) {
+      perform_line();
+    }
+  }
+
+  std::string told() const {
+    std::string text;
+    for (const std::string& line : told_) {
+      text += line + '\n';
+    }
+    return text;
+  }
+
+ private:
+  void record(const std::string& event) {
+    record_output();
+    const std::size_t line_number = event.find("][");
+    const std::size_t text = event.find(']', line_number + 1);
+    if (event.compare(0, 4, "log ") != 0) {
+      tell("", event + '\n');
+    } else if (event[4] != '[' || line_number == std::string::npos) {
+      tell("[] ", event.substr(4));
+    } else {
+      tell(event.substr(4, line_number - 3) + ' ', event.substr(text + 1));
+    }
+  }
+
+  void record_output() {
+    const std::string output = printed();
+    if (show_output_ && !output.empty()) {
+      tell(":", std::regex_replace(output, std::regex(R"((\]\[)\d+\])"), "][]"));
+    }
+  }
+
+  void tell(const std::string& prefix, const std::string& text) {
+    if (muted_) {
+      return;
+    }
+    if (std::exchange(marked_, passed_) != passed_) {
+      told_.push_back("  after " + std::to_string(passed_) + " s");
+    }
+    const auto lines = shown(prefix, text, frame_data_);
+    told_.insert(told_.end(), lines.begin(), lines.end());
+  }
+
+  // One wait of the main loop for an event: a second passes, or the next thing happens.
+  void until_a_turn() {
+    record_output();
+    while (passed_ == until_) {
+      const std::string next = at_ == script_.size() ? "> start" : script_[at_];
+      if (next == "> start" || next == "given: start") {
+        muted_ = true;  // the process is ended from outside
+        context.need_restart = 1;
+        return;
+      }
+      if (perform_line()) {
+        return;
+      }
+    }
+    move_clock(1);
+    ++passed_;
+  }
+
+  // Returns whether the daemon has a turn now.
+  bool perform_line() {
+    const std::string line = script_[at_++];
+    const bool given = line.compare(0, 7, "given: ") == 0;
+    if (line.empty() || line[0] == '#' || given || line[0] == '>') {
+      told_.push_back(line);
+    }
+    if (!given && line.compare(0, 2, "> ") != 0) {
+      return false;  // what the daemon is expected to do is compared at the end
+    }
+    muted_ = given;
+    until_ = passed_ = marked_ = 0;
+    return perform(split(line.substr(given ? 7 : 2)));
+  }
+
+  bool perform(const Words& words) {
+    const std::string& verb = words[0];
+    const Words rest(words.begin() + 1, words.end());
+    if (verb == "start") {
+      live();
+    } else if (verb == "state") {
+      tell_state();
+    } else if (verb == "candidates") {
+      tell("", access(CANDIDATE_FILE, F_OK) == 0 ? read_file(CANDIDATE_FILE) : "no file\n");
+    } else if (verb == "show") {
+      show_output_ = true;
+    } else if (verb == "listed") {
+      platform().candidate_satellites.insert(rest.begin(), rest.end());
+    } else if (verb == "write") {
+      const air::Bytes bytes = Carried({rest.begin() + 1, rest.end()}).data;
+      write_file(rest[0], {bytes.begin(), bytes.end()});
+    } else if (verb == "remove") {
+      std::filesystem::remove(rest[0]);
+    } else if (verb == "folder") {
+      std::filesystem::create_directory(rest[0]);
+    } else if (verb == "big-endian") {
+      gg_swap = true;
+    } else if (verb == "refuse") {
+      fail_timer_call(1);
+    } else if (verb == "port") {
+      port_ = take_event_port();
+    } else if (verb == "detaching") {
+      platform().on_daemon = [] { return -1; };
+    } else {
+      return happens(verb, rest);
+    }
+    return false;
+  }
+
+  // One process, which starts with nothing but what it finds in NVRAM and files.
+  void live() {
+    reset_timer_list();
+    reset_context();
+    candidate_table.fill(CandidateEntry{});
+    running_ = true;
+    const int status = vorlent_main();
+    running_ = false;
+    record_output();
+    tell("", "exit " + std::to_string(status) + '\n');
+  }
+
+  // What gives the daemon a turn.
+  bool happens(const std::string& verb, const Words& rest) {
+    if (!running_ && verb != "nvram") {
+      throw std::invalid_argument("the daemon does not run: " + verb);
+    }
+    if (verb == "nvram") {
+      for (const std::string& setting : rest) {
+        const std::size_t equals = setting.find('=');
+        platform().nvram[setting.substr(0, equals)] = setting.substr(equals + 1);
+      }
+    } else if (verb == "pass") {
+      until_ = std::stoi(rest[0]);
+      return false;
+    } else if (verb == "signal") {
+      for (const std::string& name : rest) {
+        name == "USR1"   ? (void)raise(SIGUSR1)
+        : name == "USR2" ? (void)raise(SIGUSR2)
+                         : sig_handler(std::stoi(name));
+      }
+    } else {
+      send(verb, rest);
+    }
+    return true;
+  }
+
+  void send(const std::string& verb, const Words& rest) {
+    const auto from =
+        static_cast<std::size_t>(std::find(rest.begin(), rest.end(), "from") - rest.begin());
+    const air::Mac mac = station(rest.at(from + 1));
+    Carried it(Words(rest.begin() + static_cast<long>(from) + 2, rest.end()));
+    std::uint32_t type = 0;
+    if (verb == "probe") {
+      type = 44;
+      it.data = air::probe_data(it.data);
+    } else if (verb == "scan") {
+      type = 69;
+      it.scan.bssid = mac;
+      it.scan.elements = it.data;
+      it.data = air::scan_data(it.scan, gg_swap);
+    } else if (verb == "frame") {
+      type = 59;
+      frame_data_ = it.data;
+      const auto operation = static_cast<std::uint16_t>(number(rest[0]));
+      it.data =
+          operation == 0x1004 ? air::action_frame_1004() : air::action_frame(operation, it.data);
+    } else if (verb == "event") {
+      type = number(rest[0], 10);
+    } else {
+      throw std::invalid_argument("nothing happens that is called " + verb);
+    }
+    air::Bytes datagram = air::event(type, mac, it.data, it.interface, it.status);
+    for (const auto& [offset, bytes] : it.overwritten) {
+      std::copy(bytes.begin(), bytes.end(), datagram.begin() + static_cast<long>(offset));
+    }
+    datagram.resize(std::min(datagram.size(), it.cut));
+    send_to_event_port(datagram);
+  }
+
+  void tell_state() {
+    std::ostringstream out;
+    const auto timer = [](int fd) { return fd > 0 ? timer_number(fd) : fd; };
+    out << "mode " << context.cur_mode << " target " << context.target_role << " timer "
+        << timer(mode_timer_fd) << " restart " << context.need_restart << " window "
+        << context.onboarding_active << " failures " << context.wan_fail_count << '/'
+        << context.bh_fail_count << '\n';
+    out << "stage " << context.act_stage << " timer " << timer(context.act_timer_fd) << " sent "
+        << context.act_op_sent << " awaits " << context.act_op_wait << '\n';
+    const TargetBssInfo& base = context.target;
+    if (base.bssid[0] != '\0') {
+      out << "base " << base.bssid.data() << " channel " << static_cast<int>(base.channel)
+          << " key " << base.key_len << ' ' << base.base_pub_key.data() << '\n';
+      out << "credentials " << base.bh_ssid.data() << ' ' << base.bh_password.data() << ' '
+          << base.bh_crypto.data() << ' ' << base.bh_akm.data() << '\n';
+    }
+    for (std::size_t i = 0; i < static_cast<std::size_t>(context.candidate_count); ++i) {
+      const CandidateEntry& row = candidate_table[i];
+      out << "candidate " << row.mac.data() << " stage " << row.stage << " key " << row.key_len
+          << ' ' << row.pub_key.data() << '\n';
+    }
+    tell("", out.str());
+  }
+
+  Words script_;
+  std::size_t at_ = 0;
+  Words told_;
+  bool muted_ = false;
+  bool running_ = false;
+  bool show_output_ = false;
+  int passed_ = 0, until_ = 0, marked_ = 0;  // seconds of the present "pass"
+  air::Bytes frame_data_;
+  int port_ = -1;
+};
+
+std::string around(const Words& lines, std::size_t at, char mark) {
+  std::string text;
+  for (std::size_t i = at; i < std::min(lines.size(), at + 8); ++i) {
+    text += mark + (" " + lines[i]) + '\n';
+  }
+  return text;
+}
+
+TEST_P(TranscriptTest, IsWhatTheDaemonDoes) {
+  play();
+  const std::string expected = read_file(GetParam());
+  if (told() == expected) {
+    return;
+  }
+  const Words was = split(expected, '\n');
+  const Words is = split(told(), '\n');
+  std::size_t at = 0;
+  while (at < std::min(was.size(), is.size()) && was[at] == is[at]) {
+    ++at;
+  }
+  ADD_FAILURE() << GetParam().string() << ':' << at + 1 << ": (-) expected (+) done\n"
+                << around(was, at, '-') << around(is, at, '+');
+  if (getenv("VORLENT_UPDATE_TRANSCRIPTS") != nullptr) {
+    write_file(GetParam(), told());
+  }
+}
+
+std::vector<std::filesystem::path> transcripts() {
+  std::vector<std::filesystem::path> found;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(TRANSCRIPTS)) {
+    if (entry.path().extension() == ".txt") {
+      found.push_back(entry.path());
+    }
+  }
+  std::sort(found.begin(), found.end());
+  return found;
+}
+
+INSTANTIATE_TEST_SUITE_P(Transcripts, TranscriptTest, testing::ValuesIn(transcripts()),
+                         [](const auto& file) {
+                           std::string name = std::filesystem::relative(
+                               file.param.parent_path() / file.param.stem(), TRANSCRIPTS);
+                           std::replace_if(
+                               name.begin(), name.end(), [](char c) { return !isalnum(c); }, '_');
+                           return name;
+                         });
+
+}  // namespace
+
+extern "C" {
+
+int __real_select(int count, fd_set* in, fd_set* out, fd_set* other, timeval* timeout);
+int __wrap_select(int count, fd_set* in, fd_set* out, fd_set* other, timeval* timeout) {
+  if (count > 0 && next_turn) {
+    next_turn();
+    *timeout = timeval{};
+  }
+  return __real_select(count, in, out, other, timeout);
+}
+
+}  // extern "C"
