@@ -1,0 +1,33 @@
+// The two things everybody uses: log and shell.
+#include "core/log.h"
+#include "core/shell.h"
+#include "support/daemon_test.h"
+
+namespace {
+
+class LogAndShellTest : public DaemonTest {};
+
+TEST_F(LogAndShellTest, AMessageIsWrittenWholeUpToItsBound) {
+  platform().nvram["vorlent_dbg"] = "1";
+  onboard_log("somebody", 7, "value %d\n", 42);
+  EXPECT_EQ(platform().log, "[somebody][7]value 42\n");
+  EXPECT_EQ(printed(), "[onboarding][somebody][7]value 42\n");
+  for (const std::size_t size : {8191U, 8192U}) {
+    forget();
+    onboard_log("f", 8, "%s", std::string(size, 'x').c_str());
+    EXPECT_EQ(platform().log, "[f][8]" + std::string(8191, 'x'));
+  }
+}
+
+TEST_F(LogAndShellTest, NothingThatAShellActsOnIsEverRun) {
+  platform().command_status = 256;
+  EXPECT_EQ(run_command("wl csa 0 5 6"), 256);
+  for (const char character : std::string(";|&$`\"'\\\n<(){}*?[]#~!%")) {
+    EXPECT_EQ(run_command((std::string("wl csa 0 5 6") + character).c_str()), -1) << character;
+  }
+  EXPECT_EQ(commands(), std::vector<std::string>{"wl csa 0 5 6"});
+  EXPECT_THAT(messages(), testing::StartsWith("refuse to run a command with shell syntax: wl csa "
+                                              "0 5 6;\n"));
+}
+
+}  // namespace
