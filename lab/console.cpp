@@ -156,8 +156,9 @@ void print_verdicts(Lab& lab) {
       printf("NOT SO: %s\n", verdict.text.c_str());
     }
   }
-  printf("%zu of %zu expectations hold after %s.\n", held, verdicts.size(),
-         seconds_text(lab.loop.clock.now()).c_str());
+  const bool ran_out = held < verdicts.size() && lab.loop.clock.now() > lab.scenario.limit;
+  printf("%zu of %zu expectations hold after %s%s.\n", held, verdicts.size(),
+         seconds_text(lab.loop.clock.now()).c_str(), ran_out ? ", the scenario's limit" : "");
 }
 
 void print_json(Lab& lab) {
@@ -196,11 +197,6 @@ void print_json(Lab& lab) {
   cJSON_free(text);
 }
 
-struct Terminal {
-  std::size_t columns = 80;
-  std::size_t rows = 24;
-};
-
 Terminal terminal() {
   winsize size{};
   if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0) {
@@ -226,31 +222,6 @@ std::string live_line(const Node& node, Time now, bool wide) {
              waits_for(node).c_str());
   }
   return text;
-}
-
-// As many lines as the terminal holds: where there are more units, those that are in go first.
-std::vector<std::string> live_lines(const Lab& lab, const Terminal& size) {
-  auto shown = members(lab);
-  const std::size_t all = shown.size();
-  if (all + 1 > size.rows) {
-    shown.erase(std::remove_if(shown.begin(), shown.end(),
-                               [](const Node* node) { return node->platform.mode == 6; }),
-                shown.end());
-    shown.resize(std::min(shown.size(), std::max<std::size_t>(size.rows, 3) - 2));
-  }
-  std::vector<std::string> lines;
-  for (const Node* node : shown) {
-    const std::string line = live_line(*node, lab.loop.clock.now(), size.columns >= 100);
-    lines.push_back(line.substr(0, size.columns - 1));
-  }
-  if (shown.size() < all) {
-    const auto in = std::count_if(lab.nodes.begin(), lab.nodes.end(),
-                                  [](const auto& node) { return node->platform.mode == 6; });
-    const std::string line = "and " + std::to_string(all - shown.size()) + " more; " +
-                             std::to_string(in) + " units are in";
-    lines.push_back(line.substr(0, size.columns - 1));
-  }
-  return lines;
 }
 
 }  // namespace
@@ -302,6 +273,30 @@ std::string outcome_of(Lab& lab, const Node& node) {
   return node.kind == NodeKind::base
              ? "base"
              : "mode " + std::to_string(mode) + ", waits for " + waits_for(node);
+}
+
+std::vector<std::string> live_lines(const Lab& lab, const Terminal& size) {
+  auto shown = members(lab);
+  const std::size_t all = shown.size();
+  if (all + 1 > size.rows) {
+    shown.erase(std::remove_if(shown.begin(), shown.end(),
+                               [](const Node* node) { return node->platform.mode == 6; }),
+                shown.end());
+    shown.resize(std::min(shown.size(), std::max<std::size_t>(size.rows, 3) - 2));
+  }
+  std::vector<std::string> lines;
+  for (const Node* node : shown) {
+    const std::string line = live_line(*node, lab.loop.clock.now(), size.columns >= 100);
+    lines.push_back(line.substr(0, size.columns - 1));
+  }
+  if (shown.size() < all) {
+    const auto in = std::count_if(lab.nodes.begin(), lab.nodes.end(),
+                                  [](const auto& node) { return node->platform.mode == 6; });
+    const std::string line = "and " + std::to_string(all - shown.size()) + " more; " +
+                             std::to_string(in) + " units are in";
+    lines.push_back(line.substr(0, size.columns - 1));
+  }
+  return lines;
 }
 
 void draw_live(Lab& lab) {

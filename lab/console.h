@@ -4,6 +4,7 @@
 #define LAB_CONSOLE_H
 
 #include <string>
+#include <vector>
 
 #include "loop.h"
 
@@ -14,6 +15,11 @@ struct Node;
 struct Occurrence;
 struct Verdict;
 
+struct Terminal {
+  std::size_t columns = 80;
+  std::size_t rows = 24;
+};
+
 struct Console {
   bool live = false;
   bool quiet = false;     // a machine reads the result
@@ -22,6 +28,8 @@ struct Console {
 
 void console_notices(Lab& lab, const Occurrence& seen);
 void draw_live(Lab& lab);
+// As many lines as the terminal holds: where there are more units, those that are in go first.
+std::vector<std::string> live_lines(const Lab& lab, const Terminal& size);
 // The table, what was expected, and the files; or the same as one JSON document.
 void print_result(Lab& lab, bool as_json);
 // What a unit waits for, in words.

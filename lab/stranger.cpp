@@ -45,7 +45,7 @@ Bytes vendor_element(Flood& flood) {
       element[1] = static_cast<std::uint8_t>(pick(flood, 256));  // claims another length
       break;
     case 2:
-      element[8 + pick(flood, 5)] = static_cast<std::uint8_t>(flood.random());
+      element[8 + pick(flood, 5)] ^= 0x80;  // wrong, and never a base's
       break;
     case 3:
       element[0] = static_cast<std::uint8_t>(flood.random());
