@@ -47,9 +47,8 @@ def tshark(capture, *arguments):
 
 # One list of texts for each frame; a field that a frame does not have is empty.
 def fields(capture, *names):
-    columns = [part for name in names for part in ("-e", f"vorlent.{name}")]
-    lines = tshark(capture, "-T", "fields", "-E", "separator=|", *columns).splitlines()
-    return [line.split("|") for line in lines]
+    columns = [f"-evorlent.{name}" for name in names]
+    return [line.split("|") for line in tshark(capture, "-Tfields", "-Eseparator=|", *columns).splitlines()]
 
 
 @unittest.skipUnless(shutil.which("tshark"), "tshark is not installed")
@@ -93,8 +92,8 @@ class DissectorTest(unittest.TestCase):
         self.assertEqual(tshark(self.capture, "-Y", "vorlent"), "")
 
     def test_finds_the_end_of_a_frame(self):
-        with_check_sum = "00000c00060000001000" + "0000" + WAIT + "11223344"
-        write_capture(self.capture, [with_check_sum], 127)
+        # With radiotap before it and a check sum behind.
+        write_capture(self.capture, ["00000c000600000010000000" + WAIT + "11223344"], 127)
         self.assertEqual(fields(self.capture, "op", "trailing", "fault"), [["1004", "", ""]])
         write_capture(self.capture, [UNIT_KEY])
         short = self.folder + "/short.pcap"
@@ -108,8 +107,8 @@ class DissectorTest(unittest.TestCase):
         for good in GOOD * 60:
             raw = bytearray.fromhex(good)
             for _ in range(chance.randint(1, 8)):
-                reach = chance.choice([len(raw), min(len(raw), 60)])
-                raw[chance.randrange(reach)] = chance.choice([0, 1, 0xFF, 0xDD, chance.randrange(256)])
+                at = chance.randrange(chance.choice([len(raw), min(len(raw), 60)]))
+                raw[at] = chance.choice([0, 1, 0xFF, 0xDD, chance.randrange(256)])
             hostile.append(raw.hex())
         write_capture(self.capture, hostile)
         self.assertGreater(tshark(self.capture, "-O", "vorlent").count("vorlent onboarding"), 700)
@@ -120,7 +119,7 @@ class DissectorTest(unittest.TestCase):
                        capture_output=True)
         lines = fields(self.folder + "/air.pcapng", "unit", "op", "fault")
         for number in "123":
-            seen = [f"{op}{fault}" for unit, op, fault in lines if unit == f"02:a7:00:00:00:0{number}" and op]
+            seen = [op + fault for unit, op, fault in lines if op and unit.endswith(number)]
             self.assertEqual(seen, ["1000", "1001", "1002", "1004", "1003"])
 
 
