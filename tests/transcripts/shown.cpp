@@ -49,10 +49,9 @@ std::string escaped(const std::string& text) {
     const auto byte = static_cast<unsigned char>(c);
     std::array<char, 5> code{};
     (void)snprintf(code.data(), code.size(), "\\x%02x", byte);
-    visible += c == '\\'                    ? "\\\\"
-               : c == '\t'                  ? "\\t"
-               : c == '\r'                  ? "\\r"
-               : byte < 0x20 || byte > 0x7e ? std::string(code.data())
+    visible += c == '\t'                    ? "\\t"
+               : byte < 0x20 || byte > 0x7e ? code.data()
+               : c == '\\'                  ? "\\\\"
                                             : std::string(1, c);
   }
   return visible;
