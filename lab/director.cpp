@@ -7,6 +7,7 @@
 
 #include "lab.h"
 #include "stranger.h"
+#include "words.h"
 
 namespace lab {
 

@@ -73,7 +73,7 @@ void make_mesh(Lab& lab) {
     base.radio.access_point = true;
     base.radio.ssid = "home-" + std::to_string(i);
     base.radio.channel = wanted != scenario.channels.end()
-                             ? wanted->second
+                             ? wanted->second.number
                              : channels[static_cast<std::size_t>(i - 1)];
     base.platform.factory = base_factory(name, i, scenario.air.seed);
   }

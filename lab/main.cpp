@@ -4,9 +4,11 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 
 #include "lab.h"
+#include "words.h"
 
 namespace {
 
@@ -64,6 +66,9 @@ std::string list_scenarios(const Options& options) {
 std::string load(Lab& lab, const Overrides& overrides) {
   const std::string path = scenario_path(lab.options);
   const auto text = read_file(path);
+  if (!text && fs::is_regular_file(path)) {
+    return path + ": cannot be read: " + strerror(errno);
+  }
   if (!text) {
     return path + ": no such scenario; there are " + list_scenarios(lab.options) +
            ", or name a file";
@@ -103,19 +108,32 @@ std::string why_not(Options& options) {
   return {};
 }
 
+// CLI11's own range lets a number pass that is none ("nan").
+CLI::Validator number(double low, double high) {
+  const auto check = [low, high](const std::string& text) {
+    double value = 0;
+    const bool good = read_number(text, value) && value >= low && value <= high;
+    return good ? std::string()
+                : "expected a number from " + CLI::detail::to_string(low) + " to " +
+                      CLI::detail::to_string(high) + ", found \"" + text + "\"";
+  };
+  return {check, "", "number"};
+}
+
 void add_run_options(CLI::App& run, Options& options, Overrides& overrides) {
   run.add_option("SCENARIO", options.scenario, "a scenario's name or file (default: onboard)");
   run.add_option("--units", overrides.units, "how many un-configured units")
       ->check(CLI::Range(1, kMaxUnits));
   run.add_option("--loss", overrides.loss, "percent of frames that are lost")
-      ->check(CLI::Range(0.0, 100.0));
+      ->check(number(0, 100));
   run.add_option("--duplicate", overrides.duplicate, "percent of frames that arrive twice")
-      ->check(CLI::Range(0.0, 100.0));
+      ->check(number(0, 100));
   run.add_option("--delay", overrides.delay, "milliseconds from the antenna to the daemon")
-      ->check(CLI::Range(0.0, 60000.0));
+      ->check(number(0, 60000));
   run.add_option("--jitter", overrides.jitter, "milliseconds that may come on top")
-      ->check(CLI::Range(0.0, 60000.0));
-  run.add_option("--seed", overrides.seed, "what the air's chances are drawn from");
+      ->check(number(0, 60000));
+  run.add_option("--seed", overrides.seed, "what the air's chances are drawn from")
+      ->check(number(0, 9e15));
   run.add_option("--time-lapse", overrides.time_lapse, "run all clocks this many times as fast")
       ->check(CLI::Range(1, 1000));
   run.add_option("--out", options.out, "folder for the results (default: lab-results)");

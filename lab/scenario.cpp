@@ -1,154 +1,58 @@
 #include "scenario.h"
 
 #include <algorithm>
-#include <charconv>
-#include <utility>
 
 #include "frames.h"
+#include "words.h"
 
 namespace lab {
 
 namespace {
 
-// The words of one line, taken from the front; the first thing that is not as expected is kept.
-class Words {
- public:
-  explicit Words(std::string_view line);
-  bool done() const { return at_ >= words_.size(); }
-  std::string peek() const { return done() ? "" : words_[at_]; }
-  bool take_if(std::string_view word);
-  std::string take(const char* expected);
-  int number(const char* expected, int low, int high);
-  double percent();
-  Time time();
-  void fail(const std::string& expected);
-  const std::string& error() const { return error_; }
-
- private:
-  std::vector<std::string> words_;
-  std::size_t at_ = 0;
-  std::string error_;
-};
-
-// Words are separated by blanks; a colon ends a word and is one itself; quotes hold blanks
-// together.
-Words::Words(std::string_view line) {
-  std::string word;
-  bool quoted = false;
-  const auto end_word = [&] {
-    if (!word.empty()) {
-      words_.push_back(std::exchange(word, {}));
-    }
-  };
-  for (std::size_t i = 0; i < line.size(); ++i) {
-    const char c = line[i];
-    const bool blank = c == ' ' || c == '\t' || c == '\r';
-    const bool before_blank = i + 1 == line.size() || line.find_first_of(" \t\r", i) == i + 1;
-    if (c == '"') {
-      quoted = !quoted;
-    } else if (quoted) {
-      word += c;
-    } else if (c == '#') {
-      break;
-    } else if (blank || (c == ':' && before_blank)) {
-      end_word();
-      if (c == ':') {
-        words_.emplace_back(":");
-      }
-    } else {
-      word += c;
-    }
-  }
-  end_word();
-  if (quoted) {
-    fail("a closing quote");
-  }
-}
-
-void Words::fail(const std::string& expected) {
-  if (error_.empty()) {
-    error_ = "expected " + expected;
-    error_ += done() ? ", found the end of the line" : ", found \"" + words_[at_] + "\"";
-  }
-}
-
-bool Words::take_if(std::string_view word) {
-  const bool same = !done() && words_[at_] == word;
-  at_ += same ? 1 : 0;
-  return same;
-}
-
-std::string Words::take(const char* expected) {
-  if (done()) {
-    fail(expected);
-    return {};
-  }
-  return words_[at_++];
-}
-
-template <typename Number>
-bool read_number(std::string_view text, Number& value) {
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  return error == std::errc() && end == text.data() + text.size();
-}
-
-int Words::number(const char* expected, int low, int high) {
-  int value = 0;
-  if (done() || !read_number(words_[at_], value) || value < low || value > high) {
-    fail(std::string(expected) + " from " + std::to_string(low) + " to " + std::to_string(high));
-    return low;
-  }
-  ++at_;
-  return value;
-}
-
-double Words::percent() {
-  double value = 0;
-  const std::string word = peek();
-  if (word.size() < 2 || word.back() != '%' ||
-      !read_number(std::string_view(word).substr(0, word.size() - 1), value) || value < 0 ||
-      value > 100) {
-    fail("a share from 0% to 100%");
-    return 0;
-  }
-  ++at_;
-  return value / 100;
-}
-
-Time Words::time() {
-  const auto value = parse_time(peek());
-  if (!value) {
-    fail("a time such as 200ms, 5s or 10min");
-    return {};
-  }
-  ++at_;
-  return *value;
-}
-
 enum class Argument { none, time, number, signal, setting };
+
+// Who can do it: whoever has a daemon, whoever has a radio (the stranger too), and so on.
+enum class Whose { daemons, radios, bases, stranger, lab };
 
 struct Action {
   std::string_view name;
   Argument argument;
+  Whose whose;
 };
 
-constexpr std::array<Action, 17> kActions{{{"power-on", Argument::none},
-                                           {"power-cut", Argument::none},
-                                           {"power-cycle", Argument::time},
-                                           {"kill", Argument::none},
-                                           {"freeze", Argument::none},
-                                           {"thaw", Argument::none},
-                                           {"mute", Argument::none},
-                                           {"unmute", Argument::none},
-                                           {"signal", Argument::signal},
-                                           {"nvram", Argument::setting},
-                                           {"window", Argument::none},
-                                           {"push", Argument::none},
-                                           {"hold", Argument::none},
-                                           {"resume", Argument::none},
-                                           {"flood", Argument::number},
-                                           {"time-lapse", Argument::number},
-                                           {"restart", Argument::none}}};
+constexpr std::array<Action, 17> kActions{{{"power-on", Argument::none, Whose::radios},
+                                           {"power-cut", Argument::none, Whose::radios},
+                                           {"power-cycle", Argument::time, Whose::daemons},
+                                           {"kill", Argument::none, Whose::daemons},
+                                           {"freeze", Argument::none, Whose::daemons},
+                                           {"thaw", Argument::none, Whose::daemons},
+                                           {"mute", Argument::none, Whose::radios},
+                                           {"unmute", Argument::none, Whose::radios},
+                                           {"signal", Argument::signal, Whose::daemons},
+                                           {"nvram", Argument::setting, Whose::daemons},
+                                           {"window", Argument::none, Whose::bases},
+                                           {"push", Argument::none, Whose::bases},
+                                           {"hold", Argument::none, Whose::bases},
+                                           {"resume", Argument::none, Whose::bases},
+                                           {"flood", Argument::number, Whose::stranger},
+                                           {"time-lapse", Argument::number, Whose::lab},
+                                           {"restart", Argument::none, Whose::daemons}}};
+
+bool can_do(const std::string& who, Whose whose) {
+  switch (whose) {
+    case Whose::lab:
+      return who == "lab";
+    case Whose::stranger:
+      return who == "stranger";
+    case Whose::bases:
+      return who == "it" || who.rfind("base", 0) == 0;
+    case Whose::radios:
+      return who != "lab";
+    case Whose::daemons:
+      break;
+  }
+  return who != "lab" && who != "stranger";
+}
 
 std::string list_of_actions() {
   std::string list = "an action (";
@@ -194,6 +98,10 @@ void take_action(Words& words, Step& step) {
                                   [&](const Action& action) { return action.name == name; });
   if (found == kActions.end()) {
     words.fail(list_of_actions());
+    return;
+  }
+  if (!can_do(step.who, found->whose)) {
+    words.fail("an action that " + step.who + " can do");
     return;
   }
   step.action = words.take("an action");
@@ -256,7 +164,7 @@ void take_expectation(Words& words, Expectation& expected) {
   }
 }
 
-void take_setting(Words& words, Scenario& out) {
+void take_setting(Words& words, int line, Scenario& out) {
   const std::string name = words.peek();
   if (words.take_if("units")) {
     out.units = words.number("a number of units", 1, kMaxUnits);
@@ -284,8 +192,9 @@ void take_setting(Words& words, Scenario& out) {
     out.stranger = true;
   } else if (words.take_if("channel")) {
     const std::string who = words.take("a base");
-    out.channels[who] = words.number("a channel", 1, 48);
-    if (!is_channel(out.channels[who])) {
+    const int channel = words.number("a channel", 1, 48);
+    out.channels[who] = {channel, line};
+    if (!is_channel(channel)) {
       words.fail("a channel: 1 to 13, 36, 40, 44 or 48");
     }
   } else {
@@ -319,7 +228,7 @@ std::string parse_line(std::string_view line, int number, Scenario& out) {
     take_expectation(words, expected);
     out.expectations.push_back(expected);
   } else {
-    take_setting(words, out);
+    take_setting(words, number, out);
   }
   if (!words.done()) {
     words.fail("the end of the line");
@@ -343,22 +252,6 @@ bool exists(const Scenario& scenario, const std::string& who) {
 }
 
 }  // namespace
-
-std::optional<Time> parse_time(std::string_view text) {
-  double value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  const std::string_view unit(end, static_cast<std::size_t>(text.data() + text.size() - end));
-  if (error != std::errc() || value < 0 || value > 1e6) {
-    return std::nullopt;
-  }
-  if (unit == "ms") {
-    return from_seconds(value / 1000);
-  }
-  if (unit == "s") {
-    return from_seconds(value);
-  }
-  return unit == "min" ? std::optional(from_seconds(value * 60)) : std::nullopt;
-}
 
 bool parse_scenario(std::string_view text, const std::string& file, Scenario& out,
                     std::string& error) {
@@ -400,7 +293,7 @@ bool check_names(const Scenario& scenario, std::string& error) {
     }
   }
   for (const auto& [who, channel] : scenario.channels) {
-    check(0, who, "");
+    check(channel.line, who, "");
   }
   return error.empty();
 }

@@ -55,6 +55,11 @@ struct Expectation {
   std::string text;
 };
 
+struct Channel {
+  int number = 0;
+  int line = 0;
+};
+
 struct Scenario {
   std::string file;
   std::string about;
@@ -66,7 +71,7 @@ struct Scenario {
   Time push_after{};  // how long the list of ready units must rest before it is pushed to
   int time_lapse = 1;
   int skip_waits = 1;
-  std::map<std::string, int> channels;
+  std::map<std::string, Channel> channels;  // by base
   std::vector<Step> steps;
   std::vector<Expectation> expectations;
 };
@@ -80,9 +85,6 @@ bool parse_scenario(std::string_view text, const std::string& file, Scenario& ou
 
 // Whether everybody who is named exists in this mesh; asked again when the number of units changes.
 bool check_names(const Scenario& scenario, std::string& error);
-
-// "5s", "200ms", "10min".
-std::optional<Time> parse_time(std::string_view text);
 
 }  // namespace lab
 

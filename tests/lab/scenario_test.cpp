@@ -21,7 +21,7 @@ TEST(Scenario, SaysWhatHappensAndWhatMustBe) {
                      "file", scenario, error))
       << error;
   EXPECT_EQ(scenario.about, "Two lines of text: with a colon");
-  EXPECT_EQ(scenario.channels["base-2"], 36);
+  EXPECT_EQ(scenario.channels["base-2"].number, 36);
   EXPECT_DOUBLE_EQ(scenario.air.loss, 0.125);
   EXPECT_EQ(scenario.limit, 120s);
   ASSERT_EQ(scenario.steps.size(), 3U);
