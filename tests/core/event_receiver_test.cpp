@@ -46,6 +46,7 @@ TEST_F(EventReceiverTest, SilenceInterruptionAndFailureAreTold) {
     EXPECT_EQ(event_recvr(ONBOARD_MODE_BASE, event_fd, again), -1);
   }
   EXPECT_EQ(messages(), "select failed: Bad file descriptor\nselect failed: Invalid argument\n");
+  EXPECT_THAT(platform().log, testing::StartsWith("[event_recvr]["));
   forget();
   const int not_a_socket = open("/dev/zero", O_RDONLY);
   EXPECT_EQ(event_recvr(ONBOARD_MODE_BASE, not_a_socket, none), -1);

@@ -65,7 +65,7 @@ TEST_F(RsaHelpersTest, MakesAPairInItsTwoFilesForNobodyElseToRead) {
   EXPECT_THAT(pri, testing::EndsWith("-----END RSA PRIVATE KEY-----\n"));
   EXPECT_THAT(pub, testing::StartsWith("-----BEGIN PUBLIC KEY-----\n"));
   EXPECT_EQ(pub.size(), 451U);  // 2048 bits, exponent 65537
-  EXPECT_EQ(decrypt_with_file(encrypt_for(pub, pattern(256))), pattern(256));
+  EXPECT_EQ(decrypt_with(pri, encrypt_for(pub, pattern(256))), pattern(256));
   rsa_gen_key_pair();
   EXPECT_NE(read_file(RSA_PRI_FILE), pri);
   ASSERT_EQ(unlink(RSA_PRI_FILE), 0);

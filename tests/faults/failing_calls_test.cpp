@@ -109,9 +109,7 @@ class FailingCallsTest : public DaemonTest {
     platform() = FakePlatform{};
     platform().nvram = nvram;
     platform().candidate_satellites = {air::UNIT_TEXT};
-    candidate_table.fill(CandidateEntry{});
-    reset_context();
-    reset_clock();
+    new_process();
     second = 0;
     failed_call.clear();
     calls_left = n;

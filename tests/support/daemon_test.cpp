@@ -41,10 +41,8 @@ std::string captured_from(off_t offset) {
 
 DaemonTest::DaemonTest() {
   platform() = FakePlatform{};
-  reset_clock();
-  reset_context();
-  candidate_table.fill(CandidateEntry{});
-  gg_swap = false;
+  fail_timer_call(0);
+  new_process();
   for (const char* file : {RSA_PRI_FILE, RSA_PUB_FILE, CANDIDATE_FILE}) {
     unlink(file);
   }
@@ -69,6 +67,14 @@ DaemonTest::~DaemonTest() {
   }
 }
 
+void DaemonTest::new_process() {
+  reset_timer_list();
+  reset_clock();
+  reset_context();
+  candidate_table.fill(CandidateEntry{});
+  gg_swap = false;
+}
+
 void DaemonTest::starts_in(OnboardMode mode) {
   clear_timer();
   context.cur_mode = mode;
@@ -88,16 +94,8 @@ int DaemonTest::hears_probe_from(const air::Mac& station, const air::Bytes& elem
   return receives(air::event(44, station, air::probe_data(elements)));
 }
 
-int DaemonTest::hears_beacon(const air::Scan& scan) {
-  return receives(air::event(69, scan.bssid, air::scan_data(scan)));
-}
-
 int DaemonTest::air_carries(std::uint16_t attr_id, const air::Bytes& data, const air::Mac& from) {
   return receives(air::event(59, from, air::action_frame(attr_id, data)));
-}
-
-int DaemonTest::air_carries_1004(const air::Mac& from) {
-  return receives(air::event(59, from, air::action_frame_1004()));
 }
 
 void DaemonTest::pass(int seconds) {
@@ -161,10 +159,6 @@ air::Bytes encrypt_for(const std::string& public_pem, const air::Bytes& plaintex
 
 air::Bytes decrypt_with(const std::string& private_pem, const air::Bytes& ciphertext) {
   return by_blocks(key_from(private_pem, true), ciphertext, false);
-}
-
-air::Bytes decrypt_with_file(const air::Bytes& ciphertext) {
-  return decrypt_with(read_file("/tmp/rsa_pri.pem"), ciphertext);
 }
 
 const PeerKey& peer_key(int bits) {

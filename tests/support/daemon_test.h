@@ -19,15 +19,16 @@ class DaemonTest : public testing::Test {
   DaemonTest(const DaemonTest&) = delete;
   DaemonTest& operator=(const DaemonTest&) = delete;
 
+  // Forgets all that ends with a process.
+  static void new_process();
+
   // Starts in `mode`, as after a restart, and forgets what the entry did.
   static void starts_in(OnboardMode mode);
 
   // Sends one datagram through the event receiver. Returns its result.
   int receives(const air::Bytes& datagram);
   int hears_probe_from(const air::Mac& station, const air::Bytes& elements = air::element(2));
-  int hears_beacon(const air::Scan& scan);
   int air_carries(std::uint16_t attr_id, const air::Bytes& data, const air::Mac& from);
-  int air_carries_1004(const air::Mac& from = air::BASE);
 
   // Passes seconds, a turn of role monitor and timers in each.
   static void pass(int seconds);
@@ -42,10 +43,10 @@ class DaemonTest : public testing::Test {
   int air_socket_[2] = {-1, -1};
 };
 
-// Raw RSA with a public key in PEM, and with the daemon's private key file: the other side's half,
-// block by block and independent of the daemon's helpers.
+// Raw RSA with a key in PEM: the other side's half, block by block and independent of the daemon's
+// helpers.
 air::Bytes encrypt_for(const std::string& public_pem, const air::Bytes& plaintext);
-air::Bytes decrypt_with_file(const air::Bytes& ciphertext);
+air::Bytes decrypt_with(const std::string& private_pem, const air::Bytes& ciphertext);
 
 // A key pair of its own for the other side; made once per process.
 struct PeerKey {
@@ -53,7 +54,6 @@ struct PeerKey {
   std::string private_pem;
 };
 const PeerKey& peer_key(int bits = 2048);
-air::Bytes decrypt_with(const std::string& private_pem, const air::Bytes& ciphertext);
 
 std::string read_file(const std::string& path);
 void write_file(const std::string& path, const std::string& text);

@@ -134,8 +134,8 @@ int __wrap_system(const char* command) {
   return platform().command_status;
 }
 
-int __wrap_daemon(int /*nochdir*/, int /*noclose*/) {
-  record("daemon");
+int __wrap_daemon(int nochdir, int noclose) {
+  record("daemon " + std::to_string(nochdir) + ' ' + std::to_string(noclose));
   return platform().on_daemon ? platform().on_daemon() : 0;
 }
 
@@ -180,7 +180,6 @@ void make_due(int fd) {
 void reset_clock() {
   now_seconds = 1000;
   timers.clear();
-  fail_in = 0;
   timers_made = 0;
 }
 
