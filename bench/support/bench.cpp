@@ -12,7 +12,9 @@
 #include <utility>
 
 #include "core/context.h"
+#include "core/log.h"
 #include "core/timer_list.h"
+#include "shared_debug_log.h"
 
 namespace {
 
@@ -100,6 +102,19 @@ air::Bytes beacon_elements(std::size_t count, const air::Bytes& last) {
   return elements + ends;
 }
 
+namespace {
+
+// As in the field: the daemon's log has its bound, and the store holds a thousand settings.
+void prepare_platform() {
+  shared_debug_log_init(LOG_IDENTITY, LOG_FILE, 1 << 20);
+  std::ofstream nvram("/tmp/vexo_nvram");
+  for (int i = 0; i < 1000; ++i) {
+    nvram << "setting_" << i << "=a value of usual length\n";
+  }
+}
+
+}  // namespace
+
 // Results go where standard output led; what the daemon prints goes to /dev/null.
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
@@ -112,6 +127,7 @@ int main(int argc, char** argv) {
   benchmark::ConsoleReporter console(benchmark::ConsoleReporter::OO_Tabular);
   console.SetOutputStream(&results);
   epoll_fd = init_epoll();
+  prepare_platform();
   benchmark::RunSpecifiedBenchmarks(&console);
   return 0;
 }
