@@ -129,25 +129,20 @@ class FailingCallsTest : public DaemonTest {
   }
 
   // Lives with each call failing once, and after each without a failure: `works` tells whether the
-  // life before did all it should. Returns what went wrong.
-  static std::string fail_each_call(const Settings& nvram, const std::function<bool()>& works) {
+  // life before did all it should.
+  static void fail_each_call(const Settings& nvram, const std::function<bool()>& works) {
     live(nvram, 0);
-    std::string wrong = works() ? "" : "the life without a failure";
     const int descriptors = open_descriptors();
-    for (long n = 1;; ++n) {
-      const bool well = ended_well(live(nvram, n));
+    for (long n = 1; works(); ++n) {
+      EXPECT_TRUE(ended_well(live(nvram, n))) << n << ' ' << failed_call;
       if (failed_call.empty()) {
-        return wrong;
+        return;
       }
-      const bool recovers = failed_call.rfind("epoll", 0) != 0 || works();
-      const bool tidy = open_descriptors() == descriptors;
-      const std::string call = std::exchange(failed_call, "");
+      EXPECT_TRUE(works() || failed_call.rfind("epoll", 0) != 0) << n << ": no timers";
+      EXPECT_EQ(open_descriptors(), descriptors) << n << ' ' << failed_call;
       live(nvram, 0);
-      if (!well || !recovers || !tidy || !works()) {
-        wrong += std::to_string(n) + ' ' + call + (well ? "" : ": the loop ended") +
-                 (recovers ? "" : ": no timers") + (tidy ? "" : ": a descriptor is left") + '\n';
-      }
     }
+    ADD_FAILURE() << "a life without a failure does not do what it should";
   }
 };
 
@@ -160,14 +155,11 @@ TEST_F(FailingCallsTest, AUnitJoinsItsBaseAfterAnyFailure) {
             {9, frame(0x1004, {})},
             {10, frame(0x1003, encrypt_for(peer_key().public_pem, content))},
             {11, end}};
-  EXPECT_EQ(fail_each_call({{"blank_state", "1"}},
-                           [] {
-                             return count_commands("wl actframe " + air::BASE_BSSID +
-                                                   " 0409027e911000") == 2 &&
-                                    platform().nvram["wl1_ssid"] == "backnet" &&
-                                    platform().journal.back() == "$ vexo_service restart";
-                           }),
-            "");
+  fail_each_call({{"blank_state", "1"}}, [] {
+    return count_commands("wl actframe " + air::BASE_BSSID + " 0409027e911000") == 2 &&
+           platform().nvram["wl1_ssid"] == "backnet" &&
+           platform().journal.back() == "$ vexo_service restart";
+  });
 }
 
 TEST_F(FailingCallsTest, ABaseTakesAUnitInAfterAnyFailure) {
@@ -182,15 +174,11 @@ TEST_F(FailingCallsTest, ABaseTakesAUnitInAfterAnyFailure) {
       {7, [] { move_clock(53); }},
       {9, end}};
   const Settings base = {{"multiap_mode", "3"}, {"enable_mesh_mode", "1"}, {"bh_ssid", "backnet"}};
-  EXPECT_EQ(fail_each_call(base,
-                           [] {
-                             const std::string to = "wl actframe " + air::UNIT_TEXT + " 0409027e91";
-                             return count_commands(to + "100101c3") == 1 &&
-                                    count_commands(to + "1004") == 2 &&
-                                    count_commands(to + "10030100") == 1 &&
-                                    count_commands("wl del_ie 3 ") == 1;
-                           }),
-            "");
+  fail_each_call(base, [] {
+    const std::string to = "wl actframe " + air::UNIT_TEXT + " 0409027e91";
+    return count_commands(to + "100101c3") == 1 && count_commands(to + "1004") == 2 &&
+           count_commands(to + "10030100") == 1 && count_commands("wl del_ie 3 ") == 1;
+  });
 }
 
 }  // namespace

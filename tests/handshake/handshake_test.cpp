@@ -26,8 +26,6 @@ class HandshakeTest : public DaemonTest {
     clear_timer();
     context.cur_mode = context.target_role = static_cast<OnboardMode>(mode);
     context.act_stage = stage;
-    candidate_table.fill(CandidateEntry{});
-    context.candidate_count = 0;
   }
 
   const std::string key_ = peer_key().public_pem;
@@ -55,40 +53,36 @@ class HandshakeTest : public DaemonTest {
       {0x1005, {1}}};
 };
 
-TEST_F(HandshakeTest, ABaseActsOnTwoOperationsOfStationsItKnowsWhateverTheirStageAndAddress) {
-  constexpr std::uint32_t STRANGER = 9;
-  for (const air::Mac& from : {air::UNIT, air::BASE, air::Mac{}, air::Mac{0x01, 0, 0x5e, 0, 0, 1},
-                               air::Mac{0xff, 0xff, 0xff, 0xff, 0xff, 0xff}}) {
-    for (const std::uint32_t stage : {0U, 1U, 2U, 3U, 5U, STRANGER}) {
+TEST_F(HandshakeTest, EachModeActsOnItsOperationsByStationAndStageWhateverTheAddress) {
+  std::vector<air::Mac> senders = {air::UNIT, air::BASE, {}, {1, 0, 0x5e, 0, 0, 1}};
+  senders.push_back({0xff, 0xff, 0xff, 0xff, 0xff, 0xff});
+  std::size_t next = 0;
+  for (std::uint32_t mode = 0; mode < ONBOARD_MODE_COUNT; ++mode) {
+    for (const std::uint32_t stage : {0U, 1U, 2U, 3U, 5U}) {
       for (const auto& [operation, data] : operations_) {
-        is_in(operation % 2 == 0 ? ONBOARD_MODE_BASE : ONBOARD_MODE_TEMP_ROUTER);
-        if (stage != STRANGER) {
-          hears_probe_from(from);
+        for (const bool known : {true, false}) {
+          const air::Mac& from = senders[next++ % senders.size()];
+          is_in(mode, stage);
+          candidate_table[0].mac = known ? sta_text(from) : MacText{"stranger"};
+          candidate_table[0].stage = stage;
+          context.candidate_count = 1;
+          const bool base = mode == ONBOARD_MODE_BASE || mode == ONBOARD_MODE_TEMP_ROUTER;
+          const bool unit = mode == ONBOARD_MODE_UNCFG_ACT_HANDSHAKE;
+          const bool hello = base && known && operation == 0x1000;
+          const bool unit_key = base && known && operation == 0x1002;
+          const bool base_key = unit && operation == 0x1001;
+          const bool extended = unit && operation == 0x1004 && stage == 3;
+          const bool joined = unit && operation == 0x1003;
+          EXPECT_EQ(answers(operation, data, from), hello      ? "1001"
+                                                    : unit_key ? "1004"
+                                                    : base_key ? "1002"
+                                                               : "")
+              << mode << ' ' << stage << ' ' << std::hex << operation;
+          EXPECT_EQ(candidate_table[0].stage, hello ? 2 : unit_key ? 5 : stage);
+          EXPECT_EQ(context.candidate_count, 1);
+          EXPECT_EQ(context.act_stage, base_key ? 3 : extended ? 5 : stage);
+          EXPECT_EQ(context.cur_mode, joined ? ONBOARD_MODE_TEMP_SATELLITE : mode);
         }
-        candidate_table[0].stage = stage;
-        const bool served = stage != STRANGER && (operation == 0x1000 || operation == 0x1002);
-        EXPECT_EQ(answers(operation, data, from), !served               ? ""
-                                                  : operation == 0x1000 ? "1001"
-                                                                        : "1004")
-            << stage << operation;
-        EXPECT_EQ(candidate_table[0].stage, !served ? stage : operation == 0x1000 ? 2U : 5U);
-        EXPECT_EQ(context.candidate_count, stage == STRANGER ? 0 : 1);
-        EXPECT_EQ(context.act_stage, 0U);
-      }
-    }
-  }
-}
-
-TEST_F(HandshakeTest, AUnitActsOnThreeOperationsByItsStageAndOtherModesOnNone) {
-  for (const std::uint32_t mode : {0U, 1U, 3U, 4U, 6U}) {
-    for (const std::uint32_t stage : {1U, 3U, 5U}) {
-      for (const auto& [operation, data] : operations_) {
-        is_in(mode, stage);
-        const bool key = mode == 1 && operation == 0x1001;
-        const bool extended = mode == 1 && operation == 0x1004 && stage == 3;
-        EXPECT_EQ(answers(operation, data, air::UNIT), key ? "1002" : "") << mode << operation;
-        EXPECT_EQ(context.act_stage, key ? 3U : extended ? 5U : stage) << mode << operation;
-        EXPECT_EQ(context.cur_mode, mode == 1 && operation == 0x1003 ? 3U : mode);
       }
     }
   }

@@ -1,7 +1,5 @@
 // The daemon as a process: the real binary with the stand-in platform, its standard descriptors,
-// its signals, its port, and surroundings that fail.
-#include <cerrno>
-
+// its port, and surroundings that fail.
 #include "process/process_fixture.h"
 
 namespace {
@@ -26,16 +24,6 @@ TEST_F(ProcessTest, DetachesFollowsARequestAndEndsForTheRestart) {
   EXPECT_THAT(read_file("/tmp/vorlent_dbg.log"), testing::StartsWith("[open_eventfd]["));
 }
 
-TEST_F(ProcessTest, APortThatIsTakenEndsItInTheForeground) {
-  const int other = take_event_port();
-  ASSERT_GE(other, 0);
-  EXPECT_EQ(launch(), EADDRINUSE);
-  EXPECT_TRUE(logged("Unable to bind to loopback socket "));
-  EXPECT_EQ(access("/tmp/vexo_nvram.saved", F_OK), -1);
-  EXPECT_EQ(access("/tmp/commands", F_OK), -1);
-  close(other);
-}
-
 TEST_F(ProcessTest, ClosedStandardDescriptorsAreOpenedOnNull) {
   nvram("set blank_state=1");
   prepare_output_ = [] { close(0), close(1), close(2); };
@@ -44,21 +32,6 @@ TEST_F(ProcessTest, ClosedStandardDescriptorsAreOpenedOnNull) {
     EXPECT_EQ(std::filesystem::read_symlink("/proc/" + std::to_string(daemon_) + "/fd/" + fd),
               "/dev/null");
   }
-}
-
-TEST_F(ProcessTest, SignalsExtendAndPushInThatOrder) {
-  base_nvram();
-  nvram("set candidate_satellites=" + air::UNIT_TEXT);
-  start("5");
-  send_event(air::event(44, air::UNIT, air::probe_data(air::element(2))));
-  ASSERT_TRUE(comes_true([] { return logged("STA: " + air::UNIT_TEXT); }));
-  kill(daemon_, SIGSTOP);
-  kill(daemon_, SIGUSR1);
-  kill(daemon_, SIGUSR2);
-  kill(daemon_, SIGCONT);
-  ASSERT_TRUE(comes_true([] { return logged("client_pub_key = NULL"); }));
-  EXPECT_EQ(lines_with("/tmp/commands", "wl actframe " + air::UNIT_TEXT + " 0409027e911004\n"), 1U);
-  EXPECT_EQ(access("/tmp/vexo_onborading.json", F_OK), -1);
 }
 
 TEST_F(ProcessTest, ABurstOfAThousandEventsIsHandledWithoutLoss) {
@@ -104,40 +77,6 @@ TEST_F(ProcessTest, AnUnreadableStoreMeansAnUnconfiguredUnit) {
   ASSERT_EQ(launch(), 0);
   ASSERT_TRUE(comes_true([&] { return find_daemon() > 0; }));
   EXPECT_TRUE(comes_true([] { return lines_with("/tmp/commands", "wl escanresults") == 1; }));
-}
-
-TEST_F(ProcessTest, MemoryDoesNotGrowWithTheEvents) {
-#ifdef __SANITIZE_ADDRESS__
-  GTEST_SKIP() << "the sanitizer's allocator keeps what is freed";
-#endif
-  base_nvram();
-  start("5");
-  const auto resident_pages = [&] {
-    std::ifstream statm("/proc/" + std::to_string(daemon_) + "/statm");
-    long total = 0;
-    long resident = 0;
-    statm >> total >> resident;
-    return resident;
-  };
-  const auto send_many = [&](const std::string& marker) {
-    for (int i = 0; i < 2000; ++i) {
-      const auto number = static_cast<std::uint8_t>(i);
-      send_event(air::event(44, {2, 0, 0, 0, 0, number}, air::probe_data(air::element(2))));
-      send_event(
-          air::event(59, {2, 0, 0, 0, 0, number}, air::action_frame(0x1005, air::Bytes(99))));
-      if (i % 100 == 0) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-      }
-    }
-    ASSERT_TRUE(comes_true([&] {
-      send_event(air::event(7, air::UNIT, {}, marker));
-      return logged("recved event type 0x7 on " + marker);
-    }));
-  };
-  send_many("wl8");
-  const long before = resident_pages();
-  send_many("wl9");
-  EXPECT_LE(resident_pages(), before + 4);
 }
 
 }  // namespace
