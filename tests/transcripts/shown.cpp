@@ -1,6 +1,8 @@
 #include "transcripts/shown.h"
 
+#include <functional>
 #include <regex>
+#include <sstream>
 
 #include "support/daemon_test.h"
 
@@ -16,6 +18,15 @@ void replace(std::string& text, const std::string& what, const std::string& with
   }
 }
 
+void replace_each(std::string& text, const std::regex& what,
+                  const std::function<std::string(const std::smatch&)>& with) {
+  std::string done;
+  for (std::smatch match; std::regex_search(text, match, what); text = match.suffix().str()) {
+    done += match.prefix().str() + with(match);
+  }
+  text = done + text;
+}
+
 std::string dumped(const air::Bytes& bytes) {
   std::string text;
   for (const char digit : air::to_hex(bytes)) {
@@ -25,14 +36,9 @@ std::string dumped(const air::Bytes& bytes) {
   return text;
 }
 
-std::string in_json(std::string text) {
-  replace(text, "\n", "\\n");
-  return text;
-}
-
 void name_key(std::string& text, const std::string& pem, const std::string& name) {
   replace(text, pem, "<" + name + ">");
-  replace(text, in_json(pem), "<" + name + " in JSON>");
+  replace(text, std::regex_replace(pem, std::regex("\n"), "\\n"), "<" + name + " in JSON>");
   replace(text, air::to_hex(air::from_text(pem)), "<" + name + " in hex>");
   replace(text, dumped(air::from_text(pem)), "<" + name + " in bytes>");
   replace(text, pem.substr(std::min(pem.size(), SECOND_BLOCK)), "<end of " + name + '>');
@@ -57,54 +63,40 @@ std::string escaped(const std::string& text) {
   return visible;
 }
 
-// What the blocks say, with the zeros at the end counted.
-std::string decrypted(const std::string& hex) {
+// Blocks in hexadecimal as what they say, with the zeros at the end counted; blocks of zeros behind
+// them are what the buffer holds.
+std::string decrypted(std::string hex) {
+  constexpr std::size_t BLOCK = 512;
+  std::string zeros;
+  while (hex.size() >= BLOCK && hex.find_last_not_of('0') + 1 <= hex.size() - BLOCK) {
+    zeros += hex.substr(hex.size() - BLOCK);
+    hex.resize(hex.size() - BLOCK);
+  }
+  if (hex.empty() || hex.size() % BLOCK != 0) {
+    return hex + zeros;
+  }
   const air::Bytes plain = decrypt_with(peer_key().private_pem, air::from_hex(hex));
   std::string text(plain.begin(), plain.end());
   text.resize(text.find_last_not_of('\0') + 1);
   const std::string fill = std::to_string(plain.size() - text.size());
   name_keys(text);
-  return "<sealed for peer: " + text + ", then " + fill + " zeros>";
+  return "<sealed for peer: " + text + ", then " + fill + " zeros>" + zeros;
 }
 
-// Runs of hexadecimal digits of a block and more are ciphertext at their end, or a buffer.
-void decrypt_runs(std::string& text) {
-  constexpr std::size_t BLOCK = 512;
-  const std::string zeros(BLOCK, '0');
-  std::size_t end = 0;
-  for (std::size_t at = 0; at < text.size(); at = end + 1) {
-    end = std::min(text.find_first_not_of("0123456789abcdef", at), text.size());
-    if (end - at >= BLOCK && (end - at) % BLOCK <= 18) {
-      const std::size_t from = at + (end - at) % BLOCK;
-      std::size_t to = end;
-      while (to > from && text.compare(to - BLOCK, BLOCK, zeros) == 0) {
-        to -= BLOCK;
-      }
-      const std::string plain = to == from ? "" : decrypted(text.substr(from, to - from));
-      text.replace(from, to - from, plain);
-      end = end - (to - from) + plain.size();
-    }
-  }
-}
-
-void count_zeros(std::string& text) {
-  for (std::size_t at = 0; (at = text.find(std::string(32, '0'), at)) != std::string::npos;) {
-    const std::size_t end = std::min(text.find_first_not_of('0', at), text.size());
-    text.replace(at, end - at, "<" + std::to_string(end - at) + " zeros>");
-  }
-}
-
-void name_descriptors(std::string& text) {
-  static const std::regex descriptor(R"((timerfd: |fd: |: fd |add timer: |loopback socket )(\d+))");
-  std::smatch match;
-  std::string named;
-  while (std::regex_search(text, match, descriptor)) {
-    const int timer = match[1] == "loopback socket " ? 0 : timer_number(std::stoi(match[2]));
-    named += match.prefix().str() + match[1].str() +
-             (timer == 0 ? "<fd>" : "<timer " + std::to_string(timer) + ">");
-    text = match.suffix();
-  }
-  text = named + text;
+void name_what_is_fresh(std::string& text) {
+  static const std::regex sealed(R"((0409027e91100[23][0-9a-f]{4}|: \n)([0-9a-f]+))");
+  static const std::regex zeros("0{32,}");
+  static const std::regex descriptor(R"((timerfd: |fd: |: fd |add timer: |socket )(\d+))");
+  name_keys(text);
+  replace_each(text, sealed,
+               [](const std::smatch& match) { return match[1].str() + decrypted(match[2]); });
+  replace_each(text, zeros, [](const std::smatch& match) {
+    return "<" + std::to_string(match.length()) + " zeros>";
+  });
+  replace_each(text, descriptor, [](const std::smatch& match) {
+    const int timer = match[1] == "socket " ? 0 : timer_number(std::stoi(match[2]));
+    return match[1].str() + (timer == 0 ? "<fd>" : "<timer " + std::to_string(timer) + ">");
+  });
 }
 
 }  // namespace
@@ -112,27 +104,20 @@ void name_descriptors(std::string& text) {
 std::vector<std::string> shown(const std::string& prefix, const std::string& text,
                                const air::Bytes& frame_data) {
   std::string named = text;
-  name_keys(named);
+  name_what_is_fresh(named);
   if (frame_data.size() > 32) {
     replace(named, dumped(frame_data), "<the data> ");
   }
-  decrypt_runs(named);
-  count_zeros(named);
-  name_descriptors(named);
-  named += named.empty() || named.back() != '\n' ? "\\c\n" : "";
+  std::istringstream in(named.empty() ? "\n" : named);
   std::vector<std::string> lines;
-  for (std::size_t at = 0; at < named.size();) {
-    const std::size_t end = named.find('\n', at);
-    std::string line = named.substr(at, end - at);
-    const bool unended =
-        end + 1 == named.size() && line.size() > 1 && line.compare(line.size() - 2, 2, "\\c") == 0;
-    line = escaped(unended ? line.substr(0, line.size() - 2) : line) + (unended ? "\\c" : "");
+  for (std::string line; std::getline(in, line);) {
+    line = escaped(line);
     if (!line.empty() && line.back() == ' ') {
       line.replace(line.size() - 1, 1, "\\s");
     }
     line = (lines.empty() ? "  " + prefix : "    | ") + line;
     lines.push_back(line.substr(0, line.find_last_not_of(' ') + 1));
-    at = end + 1;
   }
+  lines.back() += named.empty() || named.back() != '\n' ? "\\c" : "";
   return lines;
 }
