@@ -75,7 +75,7 @@ std::string words_of(const Occurrence& seen) {
   const std::string peer = seen.peer != nullptr ? seen.peer->name : "a stranger";
   switch (seen.what) {
     case What::frame:
-      if (seen.node->kind == NodeKind::stranger) {
+      if (seen.node != nullptr && seen.node->kind == NodeKind::stranger) {
         return {};  // hundreds a second, none of which is what it says
       }
       return name + " -> " + peer + ": " + std::to_string(seen.number) + ", " +
