@@ -38,6 +38,7 @@ TEST_F(RolesTest, AModeOutsideTheTableIsNamedAndOtherwiseIgnored) {
   clear_timer();
   EXPECT_EQ(messages(),
             "Unknown mode detected: 7\nUnknown mode: 7\ncheck alive timers.\nNo alive timer: 7\n");
+  EXPECT_THAT(platform().log, testing::HasSubstr("\n[event_recvr]["));
   EXPECT_TRUE(platform().journal.empty());
   EXPECT_EQ(mode_row(static_cast<OnboardMode>(0xFFFFFFFFU)), nullptr);
 }
