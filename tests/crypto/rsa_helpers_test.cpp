@@ -74,25 +74,6 @@ TEST_F(RsaHelpersTest, MakesAPairInItsTwoFilesForNobodyElseToRead) {
   EXPECT_EQ(status.st_mode & 0777U, 0600U);
 }
 
-TEST_F(RsaHelpersTest, ReadsThePublicKeyFileByteForByte) {
-  std::array<std::uint8_t, 1024> buf{};
-  std::uint16_t len = 7;
-  for (const std::size_t size : {0U, 7U, 1024U}) {
-    write_file(RSA_PUB_FILE, std::string(size, 'k'));
-    EXPECT_EQ(read_pub_key_to_memory(buf, len), 0);
-    EXPECT_EQ(len, size);
-    EXPECT_EQ(printed(),
-              "memory key(" + std::to_string(size) + "): " + std::string(size, 'k') + '\n');
-    EXPECT_EQ(std::count(buf.begin(), buf.end(), 'k'), static_cast<long>(size));
-  }
-  write_file(RSA_PUB_FILE, std::string(1025, 'k'));
-  EXPECT_EQ(read_pub_key_to_memory(buf, len), -1);
-  EXPECT_EQ(buf, (std::array<std::uint8_t, 1024>{}));
-  ASSERT_EQ(unlink(RSA_PUB_FILE), 0);
-  EXPECT_EQ(read_pub_key_to_memory(buf, len), -1);
-  EXPECT_EQ(len, 1024);
-}
-
 TEST_F(RsaHelpersTest, EncryptsInZeroFilledBlocksOf256) {
   struct Case {
     std::size_t size;
@@ -119,18 +100,11 @@ TEST_F(RsaHelpersTest, DecryptsWhatThePeerEncrypted) {
 
 TEST_F(RsaHelpersTest, ShowsAllOfTheDataOnStandardOutput) {
   const std::string block(256, 'b');
-  const std::string said =
-      "data size (SIZE) is over toleration encypted size (256)\n"
-      "Will seperate the data into 2 fragments\nfrag#0:";
   encrypt(peer_key().public_pem, air::from_text(block + "tail"));
-  EXPECT_EQ(printed(), "rsa_len:256\norig data(260): " + block + "tail\n" +
-                           std::string(said).replace(11, 4, "260") + ' ' + block +
-                           "\nciphertext(256)\nfrag#1: tail\nciphertext(256)\n");
-  write_file(RSA_PRI_FILE, peer_key().private_pem);
-  decrypt(encrypt_for(peer_key().public_pem, air::from_text(block + "tail")));
-  EXPECT_EQ(printed(), "RSA_check_key: 1\norig ciphertext(512)\n" +
-                           std::string(said).replace(11, 4, "512") + "\npaintext(256): " + block +
-                           "\nciphertext(256)\nfrag#1:\npaintext(256): tail\nciphertext(256)\n");
+  EXPECT_EQ(printed(), "rsa_len:256\norig data(260): " + block +
+                           "tail\ndata size (260) is over toleration encypted size (256)\n"
+                           "Will seperate the data into 2 fragments\nfrag#0: " +
+                           block + "\nciphertext(256)\nfrag#1: tail\nciphertext(256)\n");
 }
 
 TEST_F(RsaHelpersTest, ARefusedPeerKeyGivesNoOutput) {

@@ -41,21 +41,6 @@ TEST_F(DiscoveryTest, AnElementCutAtAnyByteEndsTheWalk) {
   EXPECT_EQ(context.candidate_count, 1);
 }
 
-TEST_F(DiscoveryTest, ADatagramFullOfElementsIsWorkOnceForEach) {
-  starts_in(ONBOARD_MODE_BASE);
-  air::Bytes many;
-  for (int i = 0; i < 306; ++i) {
-    many = many + air::element(2);
-  }
-  hears_probe_from(air::UNIT, many);
-  std::size_t seen = 0;
-  const std::string& log = platform().log;
-  for (std::size_t at = 0; (at = log.find("OUI detect", at)) != std::string::npos; ++at) {
-    ++seen;
-  }
-  EXPECT_EQ(seen, (4096U - 88U - 40U) / 13U);
-}
-
 TEST_F(DiscoveryTest, ShortOrOverlongScanRecordsAreSkipped) {
   starts_in(ONBOARD_MODE_UNCONFIGURED);
   air::Scan scan;

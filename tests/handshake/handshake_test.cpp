@@ -130,20 +130,6 @@ TEST_F(HandshakeTest, AKeyTextIsReadToItsLengthWhateverEndsIt) {
   }
 }
 
-TEST_F(HandshakeTest, TheContentHoldsAnySettingsThatFitTheBuffer) {
-  RsaBuffer buf{};
-  platform().nvram["bh_ssid"] = std::string(255, 's');
-  EXPECT_EQ(generate_bh_credential_content(buf), 16 + 255);
-  EXPECT_EQ(air::to_hex({buf.begin(), buf.begin() + 4}), "01010073");
-  platform().nvram["bh_akm"] = std::string(1024 - 16 - 255, 'a');
-  buf.fill(0);
-  EXPECT_EQ(generate_bh_credential_content(buf), 1024);
-  platform().nvram["bh_akm"] += 'a';
-  buf.fill(0);
-  EXPECT_EQ(generate_bh_credential_content(buf), 0);
-  EXPECT_EQ(buf, RsaBuffer{});
-}
-
 TEST_F(HandshakeTest, AnEntryWithALiveTimerLeavesExactlyOne) {
   starts_in(ONBOARD_MODE_UNCFG_ACT_HANDSHAKE);
   const int descriptors = open_descriptors();

@@ -24,12 +24,6 @@ TEST_F(RolesTest, EveryChangeReplacesTheModesTimer) {
   EXPECT_EQ(context.act_timer_fd, 0);
 }
 
-TEST_F(RolesTest, TheSearchScansEveryFiveSecondsForHalfAnHour) {
-  starts_in(ONBOARD_MODE_UNCONFIGURED);
-  pass(2000);
-  EXPECT_EQ(count_commands("wl escanresults"), 360);
-}
-
 TEST_F(RolesTest, AModeOutsideTheTableIsNamedAndOtherwiseIgnored) {
   context.cur_mode = static_cast<OnboardMode>(ONBOARD_MODE_COUNT);
   dut_role_monitor();

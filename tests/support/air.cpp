@@ -26,10 +26,6 @@ Bytes tlv16(std::uint8_t tag, const Bytes& value) {
   return Bytes{tag} + be16(value.size()) + value;
 }
 
-Bytes with_nul(const std::string& text) {
-  return from_text(text) + Bytes{0};
-}
-
 }  // namespace
 
 Bytes operator+(const Bytes& a, const Bytes& b) {
@@ -113,8 +109,8 @@ Bytes sat_key_content(const std::string& pem, std::uint8_t plon_vie_data) {
 
 Bytes credentials(const std::string& ssid, const std::string& pass_phrase,
                   const std::string& crypto, const std::string& akm) {
-  return tlv16(1, with_nul(ssid)) + tlv16(2, with_nul(pass_phrase)) + tlv16(3, with_nul(crypto)) +
-         tlv16(4, with_nul(akm));
+  return tlv16(1, from_text(ssid + '\0')) + tlv16(2, from_text(pass_phrase + '\0')) +
+         tlv16(3, from_text(crypto + '\0')) + tlv16(4, from_text(akm + '\0'));
 }
 
 }  // namespace air
