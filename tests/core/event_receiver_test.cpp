@@ -62,8 +62,12 @@ TEST_F(EventReceiverTest, TheSocketIsBoundToTheLoopbackPortAloneAndClosedOnce) {
   timeval wait{.tv_sec = 1, .tv_usec = 0};
   EXPECT_EQ(event_recvr(ONBOARD_MODE_BASE, event_fd, wait), 0);
   EXPECT_TRUE(wait_for_event(event_fd, epoll_fd, -1)) << "a datagram ends the timers' wait";
+  sockaddr_in bound{};
+  socklen_t width = sizeof bound;
+  EXPECT_EQ(getsockname(event_fd, reinterpret_cast<sockaddr*>(&bound), &width), 0);
+  EXPECT_EQ(bound.sin_addr.s_addr, htonl(INADDR_LOOPBACK)) << "nobody outside may send events";
   int size = 0;
-  socklen_t width = sizeof size;
+  width = sizeof size;
   ASSERT_EQ(getsockopt(event_fd, SOL_SOCKET, SO_RCVBUF, &size, &width), 0);
   EXPECT_GE(size, 212992 * 2);
   const int before = open_descriptors();
