@@ -23,6 +23,14 @@ need_packages() {
     --no-install-recommends "${missing[@]}" >/dev/null
 }
 
+# Prints the address and the suite of the host's own Debian archive, without its update archives,
+# which are now and then out of step.
+debian_archive() {
+  apt-get indextargets --format '$(REPO_URI) $(CODENAME)' 'Created-By: Packages' 'Component: main' |
+    awk '!/-(updates|security)$/ && !n++ { print } END { exit !n }' ||
+    die "apt knows no Debian archive with a component main; see /etc/apt/sources.list"
+}
+
 build_packages=(g++ cmake ninja-build pkg-config libssl-dev libcjson-dev libcli11-dev
   libgtest-dev libgmock-dev bubblewrap)
 
@@ -30,6 +38,9 @@ build_packages=(g++ cmake ninja-build pkg-config libssl-dev libcjson-dev libcli1
 build_in() {
   local folder=$1
   shift
-  [ -e "$folder/build.ninja" ] && [ -z "${newly_installed:-}" ] || cmake -S "$root" -B "$folder" -G Ninja "$@" >/dev/null
+  local generator=(-G Ninja)  # a folder that somebody has configured keeps the generator it has
+  [ ! -e "$folder/CMakeCache.txt" ] || generator=()
+  [ -z "${newly_installed:-}" ] && { [ -e "$folder/build.ninja" ] || [ -e "$folder/Makefile" ]; } ||
+    cmake -S "$root" -B "$folder" "${generator[@]}" "$@" >/dev/null
   cmake --build "$folder" -j "$jobs" | tail -n 1
 }
