@@ -115,7 +115,7 @@ std::vector<std::string> shown(const std::string& prefix, const std::string& tex
     if (!line.empty() && line.back() == ' ') {
       line.replace(line.size() - 1, 1, "\\s");
     }
-    line = (lines.empty() ? "  " + prefix : "    | ") + line;
+    line.insert(0, lines.empty() ? "  " + prefix : "    | ");
     lines.push_back(line.substr(0, line.find_last_not_of(' ') + 1));
   }
   lines.back() += named.empty() || named.back() != '\n' ? "\\c" : "";
