@@ -16,6 +16,14 @@ ROOT = source_messages.ROOT
 BUILD = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else "build").resolve()
 PAGES = {page.name[:-4]: page.read_text() for page in (ROOT / "docs/man").glob("*.scd")}
 
+FOREIGN = "tests/packaging/foreign_test.sh"
+ELSEWHERE = {  # commands that do not stand in .ci/run as they are documented
+    "cmake -S . -B build-board": (FOREIGN, '-DVORLENT_PLATFORM="$1"'),
+    "script/platform-check /opt": (FOREIGN, '/script/platform-check" "$work/lib/$1"'),
+    "cmake --preset armhf": ("script/cross", 'cmake --preset "$1"'),
+    "script/bench --record": (".ci/run", "script/bench"),
+}
+
 
 def section(page, title):
     return re.search(rf"^# {title}\n(.*?)(?=^# |\Z)", PAGES[page], re.M | re.S)[1]
@@ -91,6 +99,19 @@ class PagesTest(unittest.TestCase):
                 self.assertEqual(self.run_here(self.work, example, *self.sandbox), expected)
         log = self.work / "vorlent_dbg.log"
         self.assertIn("Got SIGUSR1 to push BH credential.", log.read_text(errors="replace"))
+
+    def test_every_command_of_the_documents_is_run(self):
+        for page in [ROOT / "README.md", *(ROOT / "docs").glob("*.md")]:
+            for command in re.findall(r"(?:^|`)((?:script/|cmake |build/meshlab )\w[^`\n#]*)", page.read_text(), re.M):
+                file, text = next((place for start, place in ELSEWHERE.items() if command.startswith(start)),
+                                  (".ci/run", re.sub(" [A-Z]+$", "", command.strip())))
+                self.assertIn(text, (ROOT / file).read_text(), f"{page}: {command}")
+
+    def test_scripts_refuse_what_they_do_not_know(self):
+        for script in sorted(set((ROOT / "script").iterdir()) - {ROOT / "script/lib.sh", ROOT / "script/demo"}):
+            run = subprocess.run([script, "--zork"], text=True, capture_output=True, check=False)
+            self.assertEqual(run.returncode, 2, script)
+            self.assertIn("--zork", run.stderr, script)
 
 
 if __name__ == "__main__":
