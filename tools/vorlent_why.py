@@ -528,7 +528,8 @@ class Unit(Reader):
     def on_start(self, *_):
         if self.now and self.now.reason not in self.HAS_BACKHAUL:
             self.add("the daemon starts anew", None)
-            self.end("restarted" if self.now.facts["stage"] else self.outcome())
+            reason = self.outcome()
+            self.end("restarted" if self.now.facts["stage"] or reason == "in-progress" else reason)
 
     def on_no_start(self, *_):
         self.end("could-not-start")
@@ -634,7 +635,8 @@ def read_air(path):
                          capture_output=True, text=True, errors="replace", check=False)
     if run.returncode:
         hint = "; install vorlent.lua as a plugin" if "valid" in run.stderr else ""
-        why = f"{path}: {run.stderr.strip().splitlines()[-1]}{hint}"
+        said = run.stderr.strip().splitlines() or [f"tshark ended with {run.returncode}"]
+        why = f"{path}: {said[-1]}{hint}"
         if not run.stdout:
             fail(why)
         print(f"vorlent-why: {why}; what came before is used", file=sys.stderr)
