@@ -10,36 +10,35 @@ configure() {
 }
 rm -rf "$work"
 mkdir -p "$work/lib" "$work/bin"
-cc -shared -fPIC -o "$work/lib/libstore.so" "$here/foreign_store.c"
-cc -shared -fPIC -DBROKEN -o "$work/lib/libbroken.so" "$here/foreign_store.c"
-cc -c -fPIC -o "$work/board.o" "$here/foreign_board.c"
-ar rcs "$work/lib/libboard.a" "$work/board.o"
-board="$work/lib/libboard.a"
+for kind in HALF BROKEN WHOLE; do
+  cc -shared -fPIC -D$kind -o "$work/lib/lib${kind,,}.so" "$here/foreign_platform.c"
+done
 
-missing=$(configure "$work/lib/libstore.so") && fail "half a platform was accepted"
+missing=$(configure "$work/lib/libhalf.so") && fail "half a platform was accepted"
 [[ $missing == *"do not give check_mac_in_candidate_satellite, disable_mesh_settings, reset_to_uncfg_mode, ether_etoa, shared_debug_log_init, shared_debug_log_do_write_log. Add the library"* ]] ||
   fail "what is missing is not named: $missing"
 missing=$(configure "$work/lib/libnone.so") && fail "a file that is not there was accepted"
 [[ $missing == *libnone.so:\ no\ such\ library\ file* ]] || fail "the file is not named: $missing"
 
-configure "-L$work/lib;-lstore;$board" >/dev/null
+configure "-L$work/lib;-lwhole" >/dev/null
 cmake --build "$work/build" --target vorlent >/dev/null
 ninja -C "$work/build" -t targets all | grep -qE '^(nvram|meshlab):' && fail "the stand-in is built too"
 export LD_LIBRARY_PATH=$work/lib PATH=$work/bin:$PATH
 printf '#!/bin/sh\necho "${0##*/} $*" >>/tmp/commands\n' | tee "$work/bin/wl" >"$work/bin/vexo_service"
 chmod +x "$work"/bin/*
 "$source_dir/tests/sandbox" "$source_dir" "$2" bash -c '
-  record() { printf "%s" "$1"; head -c $((128 - ${#1})) /dev/zero; }
-  for word in blank_state 1 mesh_role_manual uncfg; do record "$word"; done >/tmp/maker_flash.bin
+  mkdir /tmp/maker_flash
+  printf 1 >/tmp/maker_flash/blank_state
+  printf uncfg >/tmp/maker_flash/mesh_role_manual
   '"$work"'/build/vorlent >/dev/null
   for _ in {1..200}; do grep -qs cleanup /tmp/maker.log && break; sleep 0.05; done
-  cat /tmp/commands /tmp/maker.log* && tr "\0" "\n" </tmp/maker_flash.bin' >"$work/turn"
+  cat /tmp/commands /tmp/maker.log* && ls /tmp/maker_flash' >"$work/turn"
 for text in "wl add_ie 16 11 02:7E:91 0000000308020101" "vexo_service restart" restart_all_processes \
             "init failed, cleanup." "Default un-configured mode."; do
   grep -qF "$text" "$work/turn" || fail "no \"$text\" in $work/turn"
 done
 
-check() { RUN="$source_dir/tests/sandbox $source_dir $2" "$source_dir/script/platform-check" "$work/lib/$1" "$board"; }
-check libstore.so "$2" >"$work/check" || fail "the check objects to a platform that behaves: $(cat "$work/check")"
+check() { RUN="$source_dir/tests/sandbox $source_dir $2" "$source_dir/script/platform-check" "$work/lib/$1"; }
+check libwhole.so "$2" >"$work/check" || fail "the check objects to a platform that behaves: $(cat "$work/check")"
 check libbroken.so "$2" >"$work/check" && fail "the check accepts a match of a part"
 grep -q "^WRONG  vexoNvramConfig_match: 1 only" "$work/check" || fail "$(cat "$work/check")"
