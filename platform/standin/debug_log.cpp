@@ -1,10 +1,10 @@
 // The debug log: messages appended as they stand, and a bound that rolls the file over to
 // `<file>.1`.
 //
-// - The file stays open from message to message. One stat of its path before each write tells
-//   whether it was removed, replaced or cut short from outside, and its size, also where two
-//   processes share it; it costs about as much as the write itself. Looking only now and then was
-//   rejected: the messages up to the next look would go into a file that nobody can read.
+// - The file stays open from message to message. One fstat before each write tells whether it was
+//   removed, replaced or cut short from outside, and its size, also where two processes share it.
+//   Its path, which costs about as much as the write itself, is looked at once in a tick of the
+//   clock: until then a file that was moved away gets what was written about that moment.
 // - A message is one write. One that is longer than the bound gets a file of its own.
 // - Where the old file cannot be moved away, messages are dropped: the bound protects a unit whose
 //   log lies in memory.
@@ -44,6 +44,7 @@ struct Log {
   off_t size = 0;   // Of the file as it stands at `path`.
   dev_t device = 0;
   ino_t inode = 0;  // Not given to another file while this one is open.
+  standin::OnceATick look;
   Fd file;
 };
 
@@ -74,13 +75,26 @@ void follow_folder(Log& log) {
 }
 
 // Whether the open file is the one that stands at the path; notes its size.
-bool still_there(Log& log) {
+bool stands_at_its_path(Log& log) {
   struct stat there {};
-  if (!log.file.open() || ::stat(log.path.c_str(), &there) != 0) {
+  if (::stat(log.path.c_str(), &there) != 0) {
     return false;
   }
   log.size = there.st_size;
   return there.st_dev == log.device && there.st_ino == log.inode;
+}
+
+// The same as far as the open file can tell, and surely once a tick.
+bool still_there(Log& log) {
+  struct stat open {};
+  if (!log.file.open() || log.look.due()) {
+    return log.file.open() && stands_at_its_path(log);
+  }
+  if (::fstat(log.file.get(), &open) != 0 || open.st_nlink == 0) {
+    return false;
+  }
+  log.size = open.st_size;
+  return true;
 }
 
 bool open_log(Log& log) {
@@ -107,7 +121,7 @@ bool roll_over(Log& log) {
     return false;
   }
   const std::string old = log.path + ".1";
-  if (still_there(log) && ::rename(log.path.c_str(), old.c_str()) != 0 && errno != ENOENT) {
+  if (stands_at_its_path(log) && ::rename(log.path.c_str(), old.c_str()) != 0 && errno != ENOENT) {
     ::flock(log.file.get(), LOCK_UN);
     return false;
   }

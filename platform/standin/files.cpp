@@ -29,6 +29,12 @@ void Fd::reset() noexcept {
   }
 }
 
+bool OnceATick::due() {
+  const timespec before = last_;
+  ::clock_gettime(CLOCK_MONOTONIC_COARSE, &last_);
+  return last_.tv_sec != before.tv_sec || last_.tv_nsec != before.tv_nsec;
+}
+
 Fd open_file(const char* path, int flags, mode_t mode) {
   int number = -1;
   do {

@@ -13,6 +13,7 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <ctime>
 #include <string>
 #include <string_view>
 
@@ -48,6 +49,17 @@ class KeepErrno {
 
  private:
   int value_;
+};
+
+// True once in each tick of the system's clock, a few milliseconds: how often an open file is
+// compared with what stands at its path. In between, fstat tells of all that happens to a file but
+// that it was moved away, which then counts from the next tick on.
+class OnceATick {
+ public:
+  [[nodiscard]] bool due();
+
+ private:
+  timespec last_{};
 };
 
 constexpr mode_t kPrivateFile = 0600;
