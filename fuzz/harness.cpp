@@ -16,6 +16,7 @@
 #include "role/role_monitor.h"
 #include "support/fake_platform.h"
 #include "support/fixed_key.h"
+#include "support/peer.h"
 
 namespace {
 
@@ -113,16 +114,7 @@ void take_turn() {
 }
 
 Bytes sealed(ByteView plain) {
-  Bytes cipher;
-  for (std::size_t at = 0; at < plain.size(); at += 256) {
-    Bytes block(256);
-    const ByteView part = clipped(plain, at, 256);
-    std::copy(part.begin(), part.end(), block.begin());
-    Bytes result(256, 0xFF);  // stays above the modulus where the block is
-    RSA_public_encrypt(256, block.data(), result.data(), fixed_key(), RSA_NO_PADDING);
-    cipher = cipher + result;
-  }
-  return cipher;
+  return encrypt_for(peer_key().public_pem, {plain.begin(), plain.end()});
 }
 
 extern "C" {

@@ -14,19 +14,12 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <sstream>
 #include <thread>
 
 #include "support/event_port.h"
-
-inline std::string read_file(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::stringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
+#include "support/files.h"
 
 // Looks again until `seen` holds, for ten seconds at the most. Returns whether it did.
 inline bool comes_true(const std::function<bool()>& seen) {

@@ -29,10 +29,8 @@ Bytes tlv16(std::uint8_t tag, const Bytes& value) {
 }  // namespace
 
 Bytes operator+(const Bytes& a, const Bytes& b) {
-  Bytes joined;
-  joined.reserve(a.size() + b.size());
-  std::copy(a.begin(), a.end(), std::back_inserter(joined));
-  std::copy(b.begin(), b.end(), std::back_inserter(joined));
+  Bytes joined = a;
+  joined.insert(joined.end(), b.begin(), b.end());
   return joined;
 }
 
@@ -74,11 +72,12 @@ Bytes probe_data(const Bytes& elements) {
 }
 
 Bytes scan_data(const Scan& scan, bool swapped) {
-  Bytes data(12 + scan.ie_offset, 0);
-  put(data, 12 + 4, scan.ie_offset + scan.elements.size(), 4, swapped);
+  constexpr std::size_t IE_OFFSET = 128;
+  Bytes data(12 + IE_OFFSET, 0);
+  put(data, 12 + 4, IE_OFFSET + scan.elements.size(), 4, swapped);
   std::copy(scan.bssid.begin(), scan.bssid.end(), data.begin() + 12 + 8);
   put(data, 12 + 72, scan.chanspec, 2, swapped);
-  put(data, 12 + 116, scan.ie_offset, 2, swapped);
+  put(data, 12 + 116, IE_OFFSET, 2, swapped);
   put(data, 12 + 120, scan.elements.size(), 4, swapped);
   return data + scan.elements;
 }
@@ -92,12 +91,12 @@ Bytes action_frame_1004() {
 }
 
 Bytes event(std::uint32_t type, const Mac& addr, const Bytes& data, const std::string& interface,
-            std::uint32_t status, long datalen) {
-  const std::size_t claimed = datalen < 0 ? data.size() : static_cast<std::size_t>(datalen);
+            std::uint32_t status) {
   Bytes datagram = padded(interface, 16) + Bytes(12, 0xAB) + from_hex("886c8001") + be16(82) +
                    from_hex("00001018") + be16(1);
   datagram = datagram + be16(2) + be16(0) + be32(type) + be32(status) + be32(0) + be32(0) +
-             be32(claimed) + Bytes(addr.begin(), addr.end()) + padded(interface, 16) + Bytes{0, 0};
+             be32(data.size()) + Bytes(addr.begin(), addr.end()) + padded(interface, 16) +
+             Bytes{0, 0};
   Bytes behind = data;
   behind.resize(std::max<std::size_t>(behind.size(), 2));  // the shortest datagram has 90 bytes
   return datagram + behind;

@@ -38,7 +38,6 @@ Bytes probe_data(const Bytes& elements);
 struct Scan {
   Mac bssid = BASE;
   std::uint16_t chanspec = 0x1006;
-  std::uint16_t ie_offset = 128;
   Bytes elements;
 };
 // The data of a scan result event; `swapped`: as a big-endian driver writes it.
@@ -48,9 +47,9 @@ Bytes scan_data(const Scan& scan, bool swapped = false);
 Bytes action_frame(std::uint16_t attr_id, const Bytes& data);
 Bytes action_frame_1004();
 
-// A driver event datagram; `datalen` below 0 stands for the data's own length.
+// A driver event datagram.
 Bytes event(std::uint32_t type, const Mac& addr, const Bytes& data,
-            const std::string& interface = "wl0", std::uint32_t status = 8, long datalen = -1);
+            const std::string& interface = "wl0", std::uint32_t status = 8);
 
 // The plaintext of operation 1002, and the credential content.
 Bytes sat_key_content(const std::string& pem, std::uint8_t plon_vie_data = 2);

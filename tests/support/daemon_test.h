@@ -6,11 +6,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "core/context.h"
-#include "support/air.h"
 #include "support/fake_platform.h"
+#include "support/files.h"
+#include "support/peer.h"
 
 class DaemonTest : public testing::Test {
  protected:
@@ -42,21 +41,6 @@ class DaemonTest : public testing::Test {
  private:
   int air_socket_[2] = {-1, -1};
 };
-
-// Raw RSA with a key in PEM: the other side's half, block by block and independent of the daemon's
-// helpers.
-air::Bytes encrypt_for(const std::string& public_pem, const air::Bytes& plaintext);
-air::Bytes decrypt_with(const std::string& private_pem, const air::Bytes& ciphertext);
-
-// A key pair of its own for the other side; made once per process.
-struct PeerKey {
-  std::string public_pem;
-  std::string private_pem;
-};
-const PeerKey& peer_key(int bits = 2048);
-
-std::string read_file(const std::string& path);
-void write_file(const std::string& path, const std::string& text);
 
 // How many descriptors the process has open.
 int open_descriptors();

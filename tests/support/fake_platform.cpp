@@ -131,12 +131,12 @@ int __wrap_system(const char* command) {
     platform().on_command(command);
   }
   record(std::string("$ ") + command);
-  return platform().command_status;
+  return platform().fails("system") ? -1 : platform().command_status;
 }
 
 int __wrap_daemon(int nochdir, int noclose) {
   record("daemon " + std::to_string(nochdir) + ' ' + std::to_string(noclose));
-  return platform().on_daemon ? platform().on_daemon() : 0;
+  return platform().fails("daemon") ? -1 : 0;
 }
 
 // Virtual time. A virtual timerfd is an eventfd that the test writes when it comes due, so that the
@@ -155,12 +155,7 @@ struct VirtualTimer {
 long now_seconds = 1000;
 constexpr long SUB_SECOND = 700'000'000;
 std::map<int, VirtualTimer> timers;
-int fail_in = 0;
 int timers_made = 0;
-
-bool this_call_fails() {
-  return fail_in > 0 && --fail_in == 0;
-}
 
 // The daemon closes timers by itself, and the number may be another file's by now.
 bool is_eventfd(int fd) {
@@ -168,11 +163,6 @@ bool is_eventfd(int fd) {
   const std::string link = "/proc/self/fd/" + std::to_string(fd);
   return readlink(link.c_str(), target.data(), target.size() - 1) > 0 &&
          std::string(target.data()) == "anon_inode:[eventfd]";
-}
-
-void make_due(int fd) {
-  const std::uint64_t one = 1;
-  (void)!write(fd, &one, sizeof one);
 }
 
 }  // namespace
@@ -187,7 +177,7 @@ void move_clock(long seconds) {
   now_seconds += seconds;
   for (auto& [fd, timer] : timers) {
     if (timer.due != 0 && timer.due <= now_seconds && is_eventfd(fd)) {
-      make_due(fd);
+      (void)eventfd_write(fd, 1);
       timer.due = timer.interval == 0 ? 0 : timer.due + timer.interval;
     }
   }
@@ -196,10 +186,6 @@ void move_clock(long seconds) {
 int timer_number(int fd) {
   const auto found = timers.find(fd);
   return found == timers.end() ? 0 : found->second.number;
-}
-
-void fail_timer_call(int nth) {
-  fail_in = nth;
 }
 
 extern "C" {
@@ -211,7 +197,7 @@ int __wrap_clock_gettime(clockid_t /*clock*/, timespec* time) {
 }
 
 int __wrap_timerfd_create(int /*clock*/, int /*flags*/) {
-  if (this_call_fails()) {
+  if (platform().fails("timerfd_create")) {
     errno = EMFILE;
     return -1;
   }
@@ -221,12 +207,13 @@ int __wrap_timerfd_create(int /*clock*/, int /*flags*/) {
 }
 
 int __wrap_timerfd_settime(int fd, int flags, const itimerspec* times, itimerspec* /*old*/) {
-  if (this_call_fails() || flags != TFD_TIMER_ABSTIME || times->it_value.tv_nsec != 0) {
+  if (platform().fails("timerfd_settime") || flags != TFD_TIMER_ABSTIME ||
+      times->it_value.tv_nsec != 0) {
     errno = EINVAL;
     return -1;
   }
-  std::uint64_t drained = 0;
-  (void)!read(fd, &drained, sizeof drained);
+  eventfd_t drained = 0;
+  (void)eventfd_read(fd, &drained);
   timers[fd].due = times->it_value.tv_sec;
   timers[fd].interval = times->it_interval.tv_sec;
   move_clock(0);

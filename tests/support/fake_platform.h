@@ -20,8 +20,9 @@ struct FakePlatform {
   std::string log;         // the debug log, message after message
   int command_status = 0;  // what the shell returns
   std::function<void(const std::string& command)> on_command;  // runs before a command is recorded
-  std::function<int()> on_daemon;                              // stands in for daemon(1, 1)
   std::function<void(const std::string& event)> on_event;      // the observer
+  // Whether this call fails: "system", "daemon", "timerfd_create" or "timerfd_settime".
+  std::function<bool(const char* call)> fails = [](const char* /*call*/) { return false; };
 };
 
 FakePlatform& platform();
@@ -44,8 +45,5 @@ void move_clock(long seconds);
 
 // The how-manieth timer since reset_clock the descriptor is, or 0.
 int timer_number(int fd);
-
-// Makes the `nth` call from now on of timerfd_create or timerfd_settime fail; 0: none.
-void fail_timer_call(int nth);
 
 #endif

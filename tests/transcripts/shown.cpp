@@ -8,8 +8,8 @@
 
 namespace {
 
-constexpr std::size_t SECOND_BLOCK =
-    256 - 19;  // of a key text behind the headers of operation 1002
+// Of a key text behind the headers of operation 1002.
+constexpr std::size_t SECOND_BLOCK = 256 - 19;
 
 void replace(std::string& text, const std::string& what, const std::string& with) {
   for (std::size_t at = text.find(what); !what.empty() && at != std::string::npos;
@@ -101,23 +101,25 @@ void name_what_is_fresh(std::string& text) {
 
 }  // namespace
 
-std::vector<std::string> shown(const std::string& prefix, const std::string& text,
-                               const air::Bytes& frame_data) {
+std::string shown(const std::string& prefix, const std::string& text,
+                  const air::Bytes& frame_data) {
   std::string named = text;
   name_what_is_fresh(named);
   if (frame_data.size() > 32) {
     replace(named, dumped(frame_data), "<the data> ");
   }
   std::istringstream in(named.empty() ? "\n" : named);
-  std::vector<std::string> lines;
+  std::string lines;
   for (std::string line; std::getline(in, line);) {
     line = escaped(line);
     if (!line.empty() && line.back() == ' ') {
       line.replace(line.size() - 1, 1, "\\s");
     }
     line.insert(0, lines.empty() ? "  " + prefix : "    | ");
-    lines.push_back(line.substr(0, line.find_last_not_of(' ') + 1));
+    lines += line.substr(0, line.find_last_not_of(' ') + 1) + '\n';
   }
-  lines.back() += named.empty() || named.back() != '\n' ? "\\c" : "";
+  if (named.empty() || named.back() != '\n') {
+    lines.insert(lines.size() - 1, "\\c");
+  }
   return lines;
 }

@@ -12,12 +12,10 @@
 #define VORLENT_TESTS_SHOWN_H
 
 #include <string>
-#include <vector>
 
 #include "support/air.h"
 
 // The lines of one event: `prefix` before the first, "| " before the others.
-std::vector<std::string> shown(const std::string& prefix, const std::string& text,
-                               const air::Bytes& frame_data);
+std::string shown(const std::string& prefix, const std::string& text, const air::Bytes& frame_data);
 
 #endif
