@@ -34,6 +34,12 @@ debian_archive() {
 build_packages=(g++ cmake ninja-build pkg-config libssl-dev libcjson-dev libcli11-dev
   libgtest-dev libgmock-dev bubblewrap)
 
+# Builds the folder $1, and prints the last line only; where it fails, all that the compiler said.
+build_quietly() {
+  cmake --build "$1" -j "$jobs" >"$1/build.log" 2>&1 || { cat "$1/build.log" >&2; die "$1 does not build; see above"; }
+  tail -n 1 "$1/build.log"
+}
+
 # Configures (once, or anew where a package has come) and builds the folder $1 with the CMake options that follow.
 build_in() {
   local folder=$1
@@ -42,5 +48,5 @@ build_in() {
   [ ! -e "$folder/CMakeCache.txt" ] || generator=()
   [ -z "${newly_installed:-}" ] && { [ -e "$folder/build.ninja" ] || [ -e "$folder/Makefile" ]; } ||
     cmake -S "$root" -B "$folder" "${generator[@]}" "$@" >/dev/null
-  cmake --build "$folder" -j "$jobs" | tail -n 1
+  build_quietly "$folder"
 }
