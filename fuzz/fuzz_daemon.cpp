@@ -7,6 +7,19 @@
 
 namespace {
 
+// The steps of a program for fuzz_daemon, each a byte and its arguments; "sized" is two bytes of
+// length and as many bytes.
+enum Step : std::uint8_t {
+  DATAGRAM,  // sized datagram
+  EVENT,     // type, station, sized data
+  PROBE,     // 0, station, sized elements
+  SCAN,      // channel, 0, sized elements
+  FRAME,     // last digit of the operation, station, sized data
+  SEALED,    // the same, its data encrypted with the daemon's key
+  CONTROL,   // 0 to 3 start in mode 0, 1, 2, 5; 4 restart; 5 push; 6 extend; more: so many seconds
+  SETTING,   // sized "key=value"
+};
+
 constexpr int STEPS_MAX = 48;
 
 air::Mac station(std::uint8_t number) {

@@ -32,11 +32,8 @@ int open_descriptors() {
 }
 
 void start_process() {
-  reset_timer_list();
   close(epoll_fd);
-  reset_clock();
-  reset_context();
-  candidate_table.fill(CandidateEntry{});
+  new_process();
   epoll_fd = init_epoll();
   own_descriptors = open_descriptors();
 }
@@ -141,9 +138,7 @@ int __wrap__Z11run_commandPKc(const char* command) {
 // The engine runs itself through the shell to merge corpora, while no daemon has been started yet.
 int __real_system(const char* command);
 int LLVMFuzzerInitialize(int* /*count*/, char*** /*arguments*/) {
-  platform().on_command = [](const std::string& command) {
-    platform().command_status = __real_system(command.c_str());
-  };
+  platform().shell = [](const std::string& command) { return __real_system(command.c_str()); };
   return 0;
 }
 

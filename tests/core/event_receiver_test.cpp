@@ -3,10 +3,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <csignal>
-
 #include "core/event_socket.h"
-#include "core/signals.h"
 #include "support/daemon_test.h"
 #include "support/event_port.h"
 
@@ -78,17 +75,6 @@ TEST_F(EventReceiverTest, TheSocketIsBoundToTheLoopbackPortAloneAndClosedOnce) {
   EXPECT_EQ(close_eventfd(event_fd), 0);
   EXPECT_EQ(event_fd, -1);
   EXPECT_NE(close_eventfd(event_fd), 0);
-}
-
-TEST_F(EventReceiverTest, ASignalIsCountedOnceHoweverOftenItComes) {
-  install_signal_handlers();
-  EXPECT_FALSE(take_pending_signal(SIGUSR1));
-  for (int i = 0; i < 1000; ++i) {
-    (void)raise(SIGUSR1);
-  }
-  EXPECT_FALSE(take_pending_signal(SIGUSR2));
-  EXPECT_TRUE(take_pending_signal(SIGUSR1));
-  EXPECT_FALSE(take_pending_signal(SIGUSR1));
 }
 
 }  // namespace

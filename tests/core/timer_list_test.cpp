@@ -11,20 +11,21 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::StartsWith;
 
-std::vector<std::string> runs;  // what the callbacks did, in order
+int second = 0;                 // since the test began
+std::vector<std::string> runs;  // of the callbacks: which timer's, and when
 
 void tick(int fd) {
-  runs.push_back("tick " + std::to_string(fd));
+  runs.push_back(std::to_string(timer_number(fd)) + " at " + std::to_string(second));
 }
 void limit(int fd) {
-  runs.push_back("limit " + std::to_string(fd));
+  tick(fd);
+  runs.back().insert(0, "limit of ");
 }
 
 class TimerListTest : public DaemonTest {
  protected:
-  TimerListTest() { runs.clear(); }
+  TimerListTest() { second = 0; }
 
   static int add(int timeout, int interval = 0, int retries = 0, TimerCallback callback = tick,
                  TimerCallback limit_callback = limit) {
@@ -34,49 +35,40 @@ class TimerListTest : public DaemonTest {
     return fd;
   }
 
-  // Passes seconds without the role monitor. Returns how many callbacks ran.
-  static std::size_t run(int seconds) {
-    const std::size_t before = runs.size();
-    for (int i = 0; i < seconds; ++i) {
+  // Passes seconds without the role monitor. Returns the callbacks that ran.
+  static std::vector<std::string> run(int seconds) {
+    runs.clear();
+    dispatch_timers(epoll_fd, 0);
+    for (const int end = second + seconds; second < end;) {
       move_clock(1);
+      ++second;
       dispatch_timers(epoll_fd, 0);
     }
-    return runs.size() - before;
+    return runs;
   }
 
   static bool is_open(int fd) { return fcntl(fd, F_GETFD) != -1; }
 };
 
-TEST_F(TimerListTest, RunsItsCallbackAtEachPeriodAndTheLimitOnceThenIsGone) {
-  const int fd = add(5, 4, 6);
-  EXPECT_EQ(run(4), 0U);
-  EXPECT_EQ(run(1 + 5 * 4), 6U);
-  EXPECT_EQ(runs.back(), "tick " + std::to_string(fd));
-  EXPECT_EQ(run(3), 0U);
-  EXPECT_TRUE(is_open(fd));
-  EXPECT_EQ(run(1), 1U);
-  EXPECT_EQ(runs.back(), "limit " + std::to_string(fd));
-  EXPECT_FALSE(is_open(fd));
-  EXPECT_EQ(run(100), 0U);
-  const std::string number = std::to_string(fd);
-  EXPECT_THAT(printed(), HasSubstr("\nreach retry limitation, remove the timer fd: " + number +
-                                   "\ndel timerfd: " + number + "\n[del_timer_from_timer_list]["));
-}
-
-TEST_F(TimerListTest, WithoutIntervalRunsOnceWhateverTheLimitAndStaysUntilDeleted) {
-  const int fd = add(3, 0, 2);
-  EXPECT_EQ(run(50), 1U);
-  EXPECT_TRUE(is_open(fd));
-  del_timer(epoll_fd, fd);
-  EXPECT_FALSE(is_open(fd));
-}
-
-TEST_F(TimerListTest, WithoutLimitRunsForeverAndWithTimeoutZeroAtOnce) {
-  add(0, 15, 0);
+TEST_F(TimerListTest, RunsAtEachPeriodAndWithALimitThatOnceAndIsThenGone) {
+  const int endless = add(0, 15);
+  const int limited = add(5, 4, 6);
+  const int single = add(3, 0, 2);
+  const int limited_in_silence = add(1, 1, 1, tick, nullptr);
   EXPECT_FALSE(wait_for_event(-1, epoll_fd, -1)) << "an expired timer ends the wait for events";
-  dispatch_timers(epoll_fd, 0);
-  EXPECT_EQ(runs.size(), 1U);
-  EXPECT_EQ(run(15 * 400), 400U);
+  EXPECT_THAT(run(28), ElementsAre("1 at 0", "4 at 1", "3 at 3", "2 at 5", "2 at 9", "2 at 13",
+                                   "1 at 15", "2 at 17", "2 at 21", "2 at 25"));
+  EXPECT_TRUE(is_open(limited) && !is_open(limited_in_silence));
+  printed();
+  EXPECT_THAT(run(1), ElementsAre("limit of 2 at 29"));
+  const std::string number = std::to_string(limited);
+  EXPECT_THAT(printed(),
+              testing::StartsWith("reach retry limitation, remove the timer fd: " + number +
+                                  "\ndel timerfd: " + number + "\n[del_timer_from_timer_list]["));
+  EXPECT_EQ(run(15 * 400).size(), 400U);
+  EXPECT_TRUE(is_open(endless) && is_open(single) && !is_open(limited));
+  del_timer(epoll_fd, single);
+  EXPECT_FALSE(is_open(single));
 }
 
 TEST_F(TimerListTest, CountsOneExpiryForADispatchHoweverManyWereMissed) {
@@ -84,10 +76,7 @@ TEST_F(TimerListTest, CountsOneExpiryForADispatchHoweverManyWereMissed) {
   for (int i = 0; i < 3; ++i) {
     move_clock(5);
   }
-  dispatch_timers(epoll_fd, 0);
-  EXPECT_EQ(runs.size(), 1U);
-  EXPECT_EQ(run(10), 2U);  // one more callback, then the limit
-  EXPECT_THAT(runs.back(), StartsWith("limit"));
+  EXPECT_THAT(run(10), ElementsAre("1 at 0", "1 at 5", "limit of 1 at 10"));
 }
 
 TEST_F(TimerListTest, UpdateArmsAnewAndReplacesTheRecord) {
@@ -97,11 +86,8 @@ TEST_F(TimerListTest, UpdateArmsAnewAndReplacesTheRecord) {
   get_timer_from_timer_list(fd, entry);
   EXPECT_EQ(entry.retry_count, 1);
   EXPECT_EQ(entry.timer_fd, fd);
-  entry = TimerEntry{fd, 9, 0, 0, 0, limit, nullptr};
-  EXPECT_EQ(update_timer(fd, entry), 0);
-  EXPECT_EQ(run(8), 0U);
-  EXPECT_EQ(run(1), 1U);
-  EXPECT_EQ(runs.back(), "limit " + std::to_string(fd));
+  EXPECT_EQ(update_timer(fd, TimerEntry{fd, 9, 0, 0, 0, limit, nullptr}), 0);
+  EXPECT_THAT(run(20), ElementsAre("limit of 1 at 16"));
 }
 
 TEST_F(TimerListTest, AnUnknownDescriptorIsNamedAndLeftAlone) {
@@ -127,40 +113,31 @@ TEST_F(TimerListTest, AnUnknownDescriptorIsNamedAndLeftAlone) {
 }
 
 TEST_F(TimerListTest, ACallbackMayDeleteItselfOrAnotherOrAddOne) {
-  add(2, 0, 0, [](int fd) { del_timer(epoll_fd, fd), runs.emplace_back("self"); });
   static int victim;
-  add(2, 0, 0, [](int) { del_timer(epoll_fd, victim), runs.emplace_back("other"); });
-  victim = add(2, 0, 0, tick);
-  add(2, 0, 0, [](int) { add(1), runs.emplace_back("added"); });
-  run(2);
-  EXPECT_THAT(runs, ElementsAre("self", "other", "added"));
-  EXPECT_EQ(run(1), 1U);
-  EXPECT_THAT(runs.back(), HasSubstr("tick"));
+  add(2, 0, 0, [](int fd) { tick(fd), del_timer(epoll_fd, fd); });
+  add(2, 0, 0, [](int fd) { tick(fd), del_timer(epoll_fd, victim); });
+  victim = add(2);
+  add(2, 0, 0, [](int fd) { tick(fd), add(1); });
+  EXPECT_THAT(run(3), ElementsAre("1 at 2", "2 at 2", "4 at 2", "5 at 3"));
 }
 
 TEST_F(TimerListTest, ATimerThatGetsTheNumberOfADeadOneIsNotTakenForIt) {
   // Deleted and replaced under the same number within one pass: not yet due, so it must not run.
-  static int second;
+  static int replaced;
   add(2, 0, 0, [](int) {
-    del_timer(epoll_fd, second);
-    EXPECT_EQ(add(5), second);
+    del_timer(epoll_fd, replaced);
+    EXPECT_EQ(add(5), replaced);
   });
-  second = add(2);
-  EXPECT_EQ(run(2), 0U);
-  EXPECT_EQ(run(5), 1U);
+  replaced = add(2);
+  EXPECT_THAT(run(7), ElementsAre("3 at 7"));
 }
 
 TEST_F(TimerListTest, ALimitCallbackThatReplacesItsTimerLeavesTheNewOneAlive) {
-  int timer = add(1, 1, 1, tick, [](int fd) {
+  add(1, 1, 1, tick, [](int fd) {
     del_timer(epoll_fd, fd);
     EXPECT_EQ(add(4, 4), fd);
   });
-  run(2);
-  EXPECT_TRUE(is_open(timer));
-  EXPECT_EQ(run(4), 1U);
-  timer = add(1, 1, 1, tick, nullptr);
-  run(2);
-  EXPECT_FALSE(is_open(timer));
+  EXPECT_THAT(run(6), ElementsAre("1 at 1", "2 at 6"));
 }
 
 TEST_F(TimerListTest, SixteenFitAndWhatIsRefusedLeavesNothingBehind) {
@@ -175,7 +152,7 @@ TEST_F(TimerListTest, SixteenFitAndWhatIsRefusedLeavesNothingBehind) {
   dispatch_timers(epoll_fd, 0);
   epoll_fd = epoll;
   EXPECT_EQ(open_descriptors(), before);
-  EXPECT_EQ(run(10), 0U);
+  EXPECT_THAT(run(10), testing::IsEmpty());
   for (int i = 0; i < MAX_TIMERS; ++i) {
     EXPECT_GT(add(5), 0) << "a slot was lost";
   }
@@ -185,7 +162,7 @@ TEST_F(TimerListTest, SixteenFitAndWhatIsRefusedLeavesNothingBehind) {
                                                 "no timer: it cannot be armed: [^\n]+\n"
                                                 "no timer: it cannot be registered: [^\n]+\n"
                                                 "no timer: the timer list is full: [^\n]+\n"));
-  EXPECT_EQ(run(5), 16U);
+  EXPECT_EQ(run(5).size(), 16U);
 }
 
 }  // namespace

@@ -55,7 +55,7 @@ TEST_F(RsaHelpersTest, MakesAPairInItsTwoFilesForNobodyElseToRead) {
   }
   rsa_gen_key_pair();
   EXPECT_EQ(read_file("/tmp/theirs"), std::string(5000, 'x'));
-  EXPECT_THAT(commands(), ElementsAre("cat /tmp/rsa_pri.pem", "cat /tmp/rsa_pub.pem"));
+  EXPECT_THAT(platform().journal, ElementsAre("$ cat /tmp/rsa_pri.pem", "$ cat /tmp/rsa_pub.pem"));
   struct stat status {};
   ASSERT_EQ(stat(RSA_PRI_FILE, &status), 0);
   EXPECT_EQ(status.st_mode & 0777U, 0600U);

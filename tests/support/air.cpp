@@ -6,6 +6,10 @@
 namespace air {
 namespace {
 
+Bytes be16(std::size_t value) {
+  return {static_cast<std::uint8_t>(value >> 8U), static_cast<std::uint8_t>(value)};
+}
+
 Bytes be32(std::size_t value) {
   return be16(value >> 16U) + be16(value & 0xFFFFU);
 }
@@ -53,10 +57,6 @@ std::string to_hex(const Bytes& bytes) {
     text += "0123456789abcdef"[byte & 15U];
   }
   return text;
-}
-
-Bytes be16(std::size_t value) {
-  return {static_cast<std::uint8_t>(value >> 8U), static_cast<std::uint8_t>(value)};
 }
 
 Bytes element(std::uint8_t prod_id, std::uint8_t plon_vie_data) {

@@ -1,7 +1,7 @@
 // Builders of what the air and the driver hand to the daemon: elements, frames, event datagrams.
 //
 // They are written from the formats, not with the daemon's own encoders, so that both would have to
-// be wrong in the same way. The fuzz seeds come from here too.
+// be wrong in the same way.
 #ifndef VORLENT_TESTS_AIR_H
 #define VORLENT_TESTS_AIR_H
 
@@ -24,7 +24,6 @@ Bytes operator+(const Bytes& a, const Bytes& b);
 Bytes from_hex(const std::string& digits);
 Bytes from_text(const std::string& text);
 std::string to_hex(const Bytes& bytes);
-Bytes be16(std::size_t value);
 
 // The vendor element as `prod_id` sends it.
 Bytes element(std::uint8_t prod_id, std::uint8_t plon_vie_data = 1);

@@ -10,7 +10,6 @@
 #include "core/timer_list.h"
 #include "crypto/rsa_helpers.h"
 #include "discovery/candidate_table.h"
-#include "discovery/probe_scan.h"
 #include "role/mode_entry.h"
 #include "role/role_monitor.h"
 
@@ -41,14 +40,6 @@ DaemonTest::~DaemonTest() {
   for (const int fd : {epoll_fd, air_socket_[0], air_socket_[1]}) {
     close(fd);
   }
-}
-
-void DaemonTest::new_process() {
-  reset_timer_list();
-  reset_clock();
-  reset_context();
-  candidate_table.fill(CandidateEntry{});
-  gg_swap = false;
 }
 
 void DaemonTest::starts_in(OnboardMode mode) {

@@ -18,9 +18,6 @@ class DaemonTest : public testing::Test {
   DaemonTest(const DaemonTest&) = delete;
   DaemonTest& operator=(const DaemonTest&) = delete;
 
-  // Forgets all that ends with a process.
-  static void new_process();
-
   // Starts in `mode`, as after a restart, and forgets what the entry did.
   static void starts_in(OnboardMode mode);
 

@@ -12,6 +12,9 @@
 #include <cstring>
 #include <regex>
 
+#include "core/timer_list.h"
+#include "discovery/candidate_table.h"
+#include "discovery/probe_scan.h"
 #include "platform_onboarding.h"
 #include "shared_debug_log.h"
 #include "vexo_nvram.h"
@@ -32,20 +35,10 @@ void record(const std::string& event) {
 
 }  // namespace
 
-std::vector<std::string> commands() {
-  std::vector<std::string> found;
-  for (const std::string& entry : platform().journal) {
-    if (entry.rfind("$ ", 0) == 0) {
-      found.push_back(entry.substr(2));
-    }
-  }
-  return found;
-}
-
 int count_commands(const std::string& prefix) {
-  const auto all = commands();
-  return static_cast<int>(std::count_if(all.begin(), all.end(), [&](const std::string& command) {
-    return command.rfind(prefix, 0) == 0;
+  const auto& all = platform().journal;
+  return static_cast<int>(std::count_if(all.begin(), all.end(), [&](const std::string& entry) {
+    return entry.rfind("$ " + prefix, 0) == 0;
   }));
 }
 
@@ -127,11 +120,9 @@ char* ether_etoa(const unsigned char* mac, char* text) {
 }
 
 int __wrap_system(const char* command) {
-  if (platform().on_command) {
-    platform().on_command(command);
-  }
+  const int status = platform().shell(command);
   record(std::string("$ ") + command);
-  return platform().fails("system") ? -1 : platform().command_status;
+  return platform().fails("system") ? -1 : status;
 }
 
 int __wrap_daemon(int nochdir, int noclose) {
@@ -167,7 +158,11 @@ bool is_eventfd(int fd) {
 
 }  // namespace
 
-void reset_clock() {
+void new_process() {
+  reset_timer_list();
+  reset_context();
+  candidate_table.fill(CandidateEntry{});
+  gg_swap = false;
   now_seconds = 1000;
   timers.clear();
   timers_made = 0;

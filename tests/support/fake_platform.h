@@ -17,18 +17,14 @@ struct FakePlatform {
   std::map<std::string, std::string> nvram;
   std::set<std::string> candidate_satellites;
   std::vector<std::string> journal;
-  std::string log;         // the debug log, message after message
-  int command_status = 0;  // what the shell returns
-  std::function<void(const std::string& command)> on_command;  // runs before a command is recorded
-  std::function<void(const std::string& event)> on_event;      // the observer
+  std::string log;  // the debug log, message after message
+  std::function<int(const std::string&)> shell = [](const std::string& /*command*/) { return 0; };
+  std::function<void(const std::string& event)> on_event;  // the observer
   // Whether this call fails: "system", "daemon", "timerfd_create" or "timerfd_settime".
   std::function<bool(const char* call)> fails = [](const char* /*call*/) { return false; };
 };
 
 FakePlatform& platform();
-
-// The journal's commands, without "$ ".
-std::vector<std::string> commands();
 
 // How many of the journal's commands start with `prefix`.
 int count_commands(const std::string& prefix);
@@ -36,14 +32,14 @@ int count_commands(const std::string& prefix);
 // The log without its "[function][line]" prefixes.
 std::string messages();
 
-// Starts virtual time at a whole second, with no timer in it.
-void reset_clock();
+// Forgets all that ends with a process, and starts virtual time at a whole second.
+void new_process();
 
 // Moves virtual time by that many seconds. A timer that comes due is readable afterwards, once, as
 // a timerfd is.
 void move_clock(long seconds);
 
-// The how-manieth timer since reset_clock the descriptor is, or 0.
+// The how-manieth timer of the process the descriptor is, or 0.
 int timer_number(int fd);
 
 #endif
