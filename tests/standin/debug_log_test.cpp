@@ -19,7 +19,7 @@ struct DebugLog : StandinFolder {
 };
 
 TEST_F(DebugLog, AppendsWholeMessagesAsTheyStand) {
-  write(path, "old\n");
+  write_file(path, "old\n");
   errno = ENOENT;
   shared_debug_log_do_write_log("me", "log", "%d%% %m|", 7);
   EXPECT_EQ(errno, ENOENT);
@@ -27,7 +27,7 @@ TEST_F(DebugLog, AppendsWholeMessagesAsTheyStand) {
   log(large);
   log("");
   log("\n");
-  EXPECT_EQ(content(path), "old\n7% No such file or directory|" + large + "\n");
+  EXPECT_EQ(read_file(path), "old\n7% No such file or directory|" + large + "\n");
 }
 
 TEST_F(DebugLog, RollsOverAtItsBoundAndLosesNothing) {
@@ -42,19 +42,19 @@ TEST_F(DebugLog, RollsOverAtItsBoundAndLosesNothing) {
     }
     current += message;
     log(message);
-    ASSERT_EQ(content(path), current) << i;
-    ASSERT_EQ(content(path + ".1"), former) << i;
+    ASSERT_EQ(read_file(path), current) << i;
+    ASSERT_EQ(read_file(path + ".1"), former) << i;
   }
   std::filesystem::remove(path + ".1");
   std::filesystem::create_directory(path + ".1");
   log(std::string(1000, '!'));
-  EXPECT_EQ(content(path), current);
+  EXPECT_EQ(read_file(path), current);
 }
 
 TEST_F(DebugLog, ComesBackAfterEveryTrouble) {
   const auto writes_to = [&](const std::string& file) {
     log("+");
-    const std::string text = content(file);
+    const std::string text = read_file(file);
     return !text.empty() && text.back() == '+';
   };
   EXPECT_TRUE(writes_to(path));
@@ -82,7 +82,7 @@ TEST_F(DebugLog, DropsWholeMessagesOnly) {
   log("1234567890");
   on_disk_of(15, [] { log("abcdefghij"); });
   log("+");
-  EXPECT_EQ(content(path), "1234567890+");
+  EXPECT_EQ(read_file(path), "1234567890+");
 }
 
 TEST_F(DebugLog, LeavesNoDescriptorToCommands) {

@@ -16,15 +16,14 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <numeric>
 #include <random>
 #include <string>
 #include <thread>
 
 #include "nvram_file.h"
+#include "support/files.h"
 #include "vexo_nvram.h"
 
 namespace {
@@ -71,8 +70,7 @@ unsigned count_in(const std::string& value) {
 
 // Reads `path` as it stands; ends the run unless every line of it is a setting that was written.
 standin::Values whole_store(const std::string& path) {
-  std::ifstream file(path);
-  const std::string text{std::istreambuf_iterator<char>(file), {}};
+  const std::string text = read_file(path);
   standin::Values values = standin::parse_values(text);
   const auto lines = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
   require((text.empty() || text.back() == '\n') && lines == values.size(), path + " is torn");

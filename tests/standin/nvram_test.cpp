@@ -25,12 +25,12 @@ TEST_F(Nvram, KeepsWholeValuesAndAbsence) {
   EXPECT_EQ(vexoNvramConfig_match("key", "\\n"), 0);
   EXPECT_EQ(vexoNvramConfig_unset("key"), 0);
   EXPECT_EQ(vexoNvramConfig_match("key", ""), 0);
-  EXPECT_EQ(content(store), "");
+  EXPECT_EQ(read_file(store), "");
   EXPECT_EQ(vexoNvramConfig_unset("key"), 0);
   for (const char* wrong : {static_cast<const char*>(nullptr), "", "a=b", "a\nb"}) {
     EXPECT_NE(vexoNvramConfig_set(wrong, "2"), 0);
   }
-  EXPECT_EQ(content(store), "");
+  EXPECT_EQ(read_file(store), "");
 }
 
 TEST_F(Nvram, SeesEveryChangeAtTheNextCall) {
@@ -40,12 +40,12 @@ TEST_F(Nvram, SeesEveryChangeAtTheNextCall) {
   for (int i = 0; i < 200; ++i) {  // Many within one tick of the clock, all of one size.
     const std::string value(1, static_cast<char>('a' + i % 26));
     const char* before = vexoNvramConfig_get("b");
-    write(store + ".new", std::string("a=").append(value).append("\nb=").append(value));
+    write_file(store + ".new", std::string("a=").append(value).append("\nb=").append(value));
     std::filesystem::rename(store + ".new", store);
     ASSERT_EQ(vexoNvramConfig_match("a", before), 0);  // Its text is valid until the call is over.
     ASSERT_EQ(vexoNvramConfig_get("a"), value);
   }
-  write(store, "a=edited in place\n");
+  write_file(store, "a=edited in place\n");
   EXPECT_STREQ(vexoNvramConfig_get("a"), "edited in place");
   std::filesystem::remove(store);
   EXPECT_STREQ(vexoNvramConfig_get("a"), "");
@@ -54,13 +54,13 @@ TEST_F(Nvram, SeesEveryChangeAtTheNextCall) {
 // A store through a mapping changes neither size nor times on the memory file system of /tmp, so
 // that nobody who does not read the file again can know of it.
 TEST_F(Nvram, DoesNotReadAnUnchangedFileAgain) {
-  write(store, "a=1\n");
+  write_file(store, "a=1\n");
   const int file = ::open(store.c_str(), O_RDWR | O_CLOEXEC);
   auto* text = static_cast<char*>(::mmap(nullptr, 4, PROT_WRITE, MAP_SHARED, file, 0));
   text[2] = '1';  // The page is in place before the store is read.
   ASSERT_EQ(vexoNvramConfig_match("a", "1"), 1);
   text[2] = '2';
-  ASSERT_EQ(content(store), "a=2\n");
+  ASSERT_EQ(read_file(store), "a=2\n");
   EXPECT_EQ(vexoNvramConfig_match("a", "1"), 1);
   ::futimens(file, nullptr);
   EXPECT_EQ(vexoNvramConfig_match("a", "2"), 1);
@@ -79,10 +79,10 @@ TEST_F(Nvram, SavesAllOrLosesNothing) {
   });
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "nvram: cannot change " + store + ": File too large\n");
-  EXPECT_EQ(content(store), "a=1\\n\n");
+  EXPECT_EQ(read_file(store), "a=1\\n\n");
   vexoNvramConfig_set("b", large.c_str());
   on_disk_of(4096, [] { EXPECT_NE(vexoNvramConfig_save(), 0); });
-  EXPECT_EQ(content(store + ".saved"), "a=1\\n\n");
+  EXPECT_EQ(read_file(store + ".saved"), "a=1\\n\n");
   EXPECT_THAT(shell("ls " + folder), Not(HasSubstr("tmp")));
   shell("cd " + folder + "; mkfifo pipe; mkdir none");
   for (const std::string& path : {folder + "/none", folder + "/missing/nvram", folder + "/pipe"}) {
@@ -113,7 +113,7 @@ TEST_F(Nvram, CommandDoesWhatItSays) {
   for (const auto& [arguments, printed] : cases) {
     EXPECT_EQ(command(arguments).append(std::to_string(status)), printed) << arguments;
   }
-  EXPECT_EQ(content(store + ".saved"), "b=x y\\\\\n");
+  EXPECT_EQ(read_file(store + ".saved"), "b=x y\\\\\n");
   for (const char* wrong :
        {"", "got", "get", "set a", "set =1", "unset a=1", "show a", "get a b"}) {
     EXPECT_THAT(command(wrong), testing::AllOf(HasSubstr("nvram: "), HasSubstr("Usage:")));

@@ -19,7 +19,7 @@ TEST_F(Onboarding, FindsWholeCandidatesWithoutRegardToCase) {
 TEST_F(Onboarding, LogsWhatItIsCalledFor) {
   disable_mesh_settings();
   reset_to_uncfg_mode();
-  EXPECT_EQ(content(folder + "/vorlent_dbg.log"),
+  EXPECT_EQ(read_file(folder + "/vorlent_dbg.log"),
             "[platform] disable_mesh_settings\n[platform] reset_to_uncfg_mode\n");
 }
 

@@ -12,9 +12,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
+
+#include "support/files.h"
 
 struct StandinFolder : testing::Test {
   StandinFolder() {
@@ -23,17 +23,10 @@ struct StandinFolder : testing::Test {
   }
   ~StandinFolder() override { std::filesystem::remove_all(folder); }
 
-  static std::string content(const std::string& path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
-  static void write(const std::string& path, const std::string& text) {
-    std::ofstream(path) << text;
-  }
   // What a shell command prints; its exit status is in `status`.
   std::string shell(const std::string& command) {
     status = std::system((command + " >" + folder + "/printed 2>&1").c_str()) / 256;
-    return content(folder + "/printed");
+    return read_file(folder + "/printed");
   }
   // Runs `body` on a disk that takes no file larger than `bytes`.
   template <class Body>
