@@ -1,10 +1,9 @@
 // Stands in for the fuzzing engine: runs each file of the folders it is given once.
 #include <filesystem>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <span>
-#include <string>
+
+#include "support/files.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size);
 
@@ -12,8 +11,7 @@ int main(int count, char** arguments) {
   for (const char* folder : std::span(arguments, static_cast<std::size_t>(count)).subspan(1)) {
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
       std::cerr << entry.path().filename() << '\n';
-      std::ifstream file(entry.path(), std::ios::binary);
-      const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+      const std::string bytes = read_file(entry.path());
       LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
     }
   }

@@ -22,19 +22,15 @@ class DiscoveryTest : public DaemonTest {
     entry.stage = stage;
     return update_candidate_table(candidate_table, entry);
   }
-
-  static long found_at(const air::Bytes& list, const air::Bytes& type = {}) {
-    const ByteView elem = find_vendor_ie(list, PELION_OUI, type);
-    return elem.empty() ? -1 : elem.data() - list.data();
-  }
 };
 
 TEST_F(DiscoveryTest, AnElementCutAtAnyByteEndsTheWalk) {
   starts_in(ONBOARD_MODE_BASE);
   const air::Bytes ours = air::element(2);
   for (std::size_t size = 0; size < ours.size(); ++size) {
-    EXPECT_EQ(found_at(air::ie(1, {2, 4}) + first(ours, size)), -1) << size;
-    hears_probe_from(air::UNIT, air::ie(0, {}) + first(ours, size));
+    const air::Bytes cut = air::ie(0, {}) + first(ours, size);
+    EXPECT_TRUE(find_vendor_ie(cut, PELION_OUI, {}).empty()) << size;
+    hears_probe_from(air::UNIT, cut);
   }
   EXPECT_EQ(messages(), "");
   hears_probe_from(air::UNIT, air::ie(0, {}) + ours);
@@ -89,36 +85,38 @@ TEST_F(DiscoveryTest, RowsAreFoundAndRemovedByTheirExactText) {
   EXPECT_EQ(context.candidate_count, 0);
 }
 
-TEST_F(DiscoveryTest, FindsTheFirstElementOfTheMaker) {
-  const air::Bytes ssid = air::ie(0, air::from_text("home"));
+TEST_F(DiscoveryTest, FindsTheFirstElementOfTheMakerThatFits) {
+  const air::Bytes ours = air::element(1);
   const air::Bytes other = air::ie(0xDD, {0x02, 0x7E, 0x92, 1});
-  const air::Bytes ours = air::element(1);
-  EXPECT_EQ(found_at(ours), 0);
-  EXPECT_EQ(found_at(ssid + other + ours), 12);
-  EXPECT_EQ(found_at(ssid + air::ie(0xDD, {0x02, 0x7E, 0x91, 9}) + ours), 6);
-  EXPECT_EQ(found_at(air::ie(0, {}) + ours), 2);
-  EXPECT_EQ(found_at(air::ie(0xDD, air::Bytes(255, 1)) + ours), 257);
-  EXPECT_EQ(found_at(air::ie(0xDD, {0x02, 0x7E, 0x91})), 0);
-}
-
-TEST_F(DiscoveryTest, PassesOverWhatIsNotOneOrDoesNotFit) {
-  const air::Bytes ours = air::element(1);
-  for (const air::Bytes& list :
-       {air::Bytes{}, air::Bytes{0xDD}, air::Bytes{0xDD, 0}, air::ie(0xDD, {0x02, 0x7E}),
-        air::ie(0xDD, {0x02, 0x7E, 0x92, 1}), air::ie(0xDD, {0x02, 0x7F, 0x91, 1}),
-        air::ie(0xDD, {0x03, 0x7E, 0x91, 1}), air::ie(0xDC, {0x02, 0x7E, 0x91, 1}),
-        air::Bytes{0, 200} + ours, air::ie(0, {1}) + air::Bytes{0, 20} + ours,
-        air::ie(0xDD, {0x02, 0x7E}) + air::Bytes{0x91, 0, 1}}) {
-    EXPECT_EQ(found_at(list), -1) << air::to_hex(list);
-  }
-}
-
-TEST_F(DiscoveryTest, ATypeBehindTheOuiMustMatchToo) {
   const air::Bytes typed = air::ie(0xDD, {0x02, 0x7E, 0x91, 4, 5});
-  EXPECT_EQ(found_at(typed, {4}), 0);
-  EXPECT_EQ(found_at(typed, {4, 5}), 0);
-  EXPECT_EQ(found_at(typed, {4, 6}), -1);
-  EXPECT_EQ(found_at(typed, {4, 5, 0}), -1);
+  const struct {
+    long at;
+    air::Bytes list;
+    air::Bytes type = {};
+  } cases[] = {{0, ours},
+               {0, air::ie(0xDD, {0x02, 0x7E, 0x91})},
+               {2, air::ie(0, {}) + ours},
+               {12, air::ie(0, air::from_text("home")) + other + ours},
+               {6, air::ie(0, air::from_text("home")) + typed + ours},
+               {257, air::ie(0xDD, air::Bytes(255, 1)) + ours},
+               {0, typed, {4}},
+               {0, typed, {4, 5}},
+               {-1, typed, {4, 6}},
+               {-1, typed, {4, 5, 0}},
+               {-1, {}},
+               {-1, {0xDD}},
+               {-1, {0xDD, 0}},
+               {-1, other},
+               {-1, air::ie(0xDD, {0x02, 0x7F, 0x91, 1})},
+               {-1, air::ie(0xDD, {0x03, 0x7E, 0x91, 1})},
+               {-1, air::ie(0xDC, {0x02, 0x7E, 0x91, 1})},
+               {-1, air::Bytes{0, 200} + ours},
+               {-1, air::ie(0, {1}) + air::Bytes{0, 20} + ours},
+               {-1, air::ie(0xDD, {0x02, 0x7E}) + air::Bytes{0x91, 0, 1}}};
+  for (const auto& c : cases) {
+    const ByteView found = find_vendor_ie(c.list, PELION_OUI, c.type);
+    EXPECT_EQ(found.empty() ? -1 : found.data() - c.list.data(), c.at) << air::to_hex(c.list);
+  }
 }
 
 }  // namespace

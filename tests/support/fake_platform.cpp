@@ -10,6 +10,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <regex>
 
 #include "core/timer_list.h"
@@ -25,6 +26,26 @@ FakePlatform& platform() {
 }
 
 namespace {
+
+// Virtual time. A virtual timerfd is an eventfd that the test writes when it comes due, so that the
+// daemon's own epoll_wait, read and close work on a real descriptor.
+struct VirtualTimer {
+  int number;
+  long due;  // seconds, 0: disarmed
+  long interval;
+};
+
+long now_seconds = 1000;
+constexpr long SUB_SECOND = 700'000'000;
+std::map<int, VirtualTimer> timers;
+int timers_made = 0;
+
+// The daemon closes timers by itself, and the number may be another file's by now.
+bool is_eventfd(int fd) {
+  std::error_code closed;
+  return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd), closed) ==
+         "anon_inode:[eventfd]";
+}
 
 void record(const std::string& event) {
   platform().journal.push_back(event);
@@ -113,12 +134,6 @@ int reset_to_uncfg_mode(void) {
   return 0;
 }
 
-char* ether_etoa(const unsigned char* mac, char* text) {
-  (void)snprintf(text, 18, "%02X:%02X:%02X:%02X:%02X:%02X", mac[0], mac[1], mac[2], mac[3], mac[4],
-                 mac[5]);
-  return text;
-}
-
 int __wrap_system(const char* command) {
   const int status = platform().shell(command);
   record(std::string("$ ") + command);
@@ -128,32 +143,6 @@ int __wrap_system(const char* command) {
 int __wrap_daemon(int nochdir, int noclose) {
   record("daemon " + std::to_string(nochdir) + ' ' + std::to_string(noclose));
   return platform().fails("daemon") ? -1 : 0;
-}
-
-// Virtual time. A virtual timerfd is an eventfd that the test writes when it comes due, so that the
-// daemon's own epoll_wait, read and close work on a real descriptor.
-
-}  // extern "C"
-
-namespace {
-
-struct VirtualTimer {
-  int number;
-  long due;  // seconds, 0: disarmed
-  long interval;
-};
-
-long now_seconds = 1000;
-constexpr long SUB_SECOND = 700'000'000;
-std::map<int, VirtualTimer> timers;
-int timers_made = 0;
-
-// The daemon closes timers by itself, and the number may be another file's by now.
-bool is_eventfd(int fd) {
-  std::array<char, 64> target{};
-  const std::string link = "/proc/self/fd/" + std::to_string(fd);
-  return readlink(link.c_str(), target.data(), target.size() - 1) > 0 &&
-         std::string(target.data()) == "anon_inode:[eventfd]";
 }
 
 }  // namespace

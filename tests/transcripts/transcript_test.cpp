@@ -103,12 +103,8 @@ class TranscriptTest : public DaemonTest, public testing::WithParamInterface<std
  protected:
   TranscriptTest() {
     platform().on_event = [this](const std::string& event) { record(event); };
-    next_turn = [this] { until_a_turn(); };
   }
-  ~TranscriptTest() override {
-    next_turn = nullptr;
-    close(port_);
-  }
+  ~TranscriptTest() override { close(port_); }
 
   // Returns the transcript as it should read.
   std::string play() {
@@ -219,16 +215,16 @@ class TranscriptTest : public DaemonTest, public testing::WithParamInterface<std
   // One process, which starts with nothing but what it finds in NVRAM and files.
   void live() {
     new_process();
-    running_ = true;
+    next_turn = [this] { until_a_turn(); };
     const int status = vorlent_main();
-    running_ = false;
+    next_turn = nullptr;
     record_output();
     tell("", "exit " + std::to_string(status) + '\n');
   }
 
   // What gives the daemon a turn.
   bool happens(const std::string& verb, const Words& rest) {
-    if (!running_ && verb != "nvram") {
+    if (!next_turn && verb != "nvram") {
       throw std::invalid_argument("the daemon does not run: " + verb);
     }
     if (verb == "big-endian") {
@@ -311,7 +307,6 @@ class TranscriptTest : public DaemonTest, public testing::WithParamInterface<std
   std::size_t at_ = 0;
   std::string told_;
   bool muted_ = false;
-  bool running_ = false;
   bool show_output_ = false;
   int passed_ = 0, until_ = 0, marked_ = 0;  // seconds of the present "pass"
   air::Bytes frame_data_;
