@@ -1,6 +1,5 @@
 #include "harness.h"
 
-#include <fcntl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -22,14 +21,6 @@ namespace {
 
 int air_socket[2] = {-1, -1};
 int own_descriptors = 0;
-
-int open_descriptors() {
-  int count = 0;
-  for (int fd = 0; fd < 24; ++fd) {
-    count += fcntl(fd, F_GETFD) == -1 ? 0 : 1;
-  }
-  return count;
-}
 
 void start_process() {
   close(epoll_fd);

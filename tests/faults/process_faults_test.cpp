@@ -16,14 +16,14 @@ air::Bytes probe_from(const air::Mac& station) {
 TEST_F(ProcessTest, WhatComesWhileACommandHangsIsServedAfterwards) {
   base_nvram();
   start("5");
-  ASSERT_TRUE(comes_true([] { return lines_with("/tmp/commands", "wl del_ie") == 1; }));
+  await("/tmp/commands", "wl del_ie");
   provide("wl", "mkdir -p /tmp/hangs; sleep 2; echo \"$*\" | cut -c 1-41 >> /tmp/slow");
   send_event(probe_from(air::UNIT));
   send_event(air::event(59, air::UNIT, air::action_frame(0x1000, air::element(2))));
   ASSERT_TRUE(comes_true([] { return access("/tmp/hangs", F_OK) == 0; }));
   kill(daemon_, SIGUSR2);
   send_event(probe_from(OTHER));
-  EXPECT_TRUE(comes_true([] { return logged("STA: 02:00:00:00:00:0b"); }));
+  await("/tmp/vorlent_dbg.log", "STA: 02:00:00:00:00:0b");
   const std::string to_unit = "actframe " + air::UNIT_TEXT + " 0409027e91";
   EXPECT_EQ(read_file("/tmp/slow"), to_unit + "1001\n" + to_unit + "1004\n");
 }
@@ -41,9 +41,9 @@ TEST_F(ProcessTest, AHandshakeComesToItsEndUnderAThousandSignalsASecond) {
   air::Scan scan;
   scan.elements = air::element(1);
   send_event(air::event(69, air::BASE, air::scan_data(scan)));
-  EXPECT_TRUE(comes_true([] { return lines_with("/tmp/commands", "0409027e911000") > 0; }));
+  await("/tmp/commands", "0409027e911000");
   send_event(air::event(59, air::BASE, air::action_frame(0x1003, {})));
-  EXPECT_TRUE(comes_true([] { return lines_with("/tmp/commands", "vexo_service restart") > 0; }));
+  await("/tmp/commands", "vexo_service restart");
   over = true;
   rain.join();
   EXPECT_EQ(end(), 0);
@@ -63,7 +63,7 @@ TEST_F(ProcessTest, AFullDiskLosesNothingButWhatWasWrittenMeanwhile) {
   base_nvram();
   start("5");
   send_event(probe_from(air::UNIT));
-  EXPECT_TRUE(comes_true([] { return logged("STA: " + air::UNIT_TEXT); }));
+  await("/tmp/vorlent_dbg.log", "STA: " + air::UNIT_TEXT);
   room_for_files(0);
   nvram("set onboarding_soap_active=1");
   EXPECT_TRUE(comes_true([] { return access("/tmp/add_ie-3", F_OK) == 0; }));
@@ -72,7 +72,7 @@ TEST_F(ProcessTest, AFullDiskLosesNothingButWhatWasWrittenMeanwhile) {
   EXPECT_THAT(read_file("/tmp/vexo_nvram"), testing::HasSubstr("enable_mesh_mode=1\n"));
   room_for_files(RLIM_INFINITY);
   send_event(probe_from(OTHER));
-  EXPECT_TRUE(comes_true([] { return logged("STA: 02:00:00:00:00:0b"); }));
+  await("/tmp/vorlent_dbg.log", "STA: 02:00:00:00:00:0b");
   EXPECT_THAT(read_file("/tmp/vexo_onborading.json"), testing::EndsWith("]\n}"));
   EXPECT_TRUE(
       comes_true([] { return lines_with("/tmp/vexo_nvram", "onboarding_active_state=2\n") == 1; }));

@@ -80,9 +80,7 @@ class ProcessTest : public testing::Test {
   void start(const std::string& role) {
     ASSERT_EQ(launch(), 0);
     ASSERT_TRUE(comes_true([&] { return find_daemon() > 0; }));
-    ASSERT_TRUE(comes_true([&] {
-      return read_file("/tmp/vexo_nvram").find("onboarding_role=" + role) != std::string::npos;
-    }));
+    await("/tmp/vexo_nvram", "onboarding_role=" + role);
   }
 
   // Our one child by now: the daemon's own children may bear its name for a moment.
@@ -114,8 +112,9 @@ class ProcessTest : public testing::Test {
     return count;
   }
 
-  static bool logged(const std::string& text) {
-    return lines_with("/tmp/vorlent_dbg.log", text) > 0;
+  // Waits until the file has the text.
+  static void await(const std::string& path, const std::string& text) {
+    ASSERT_TRUE(comes_true([&] { return lines_with(path, text) > 0; })) << text;
   }
 
   void base_nvram() { nvram("set multiap_mode=3 && nvram set enable_mesh_mode=1"); }

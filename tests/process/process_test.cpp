@@ -10,7 +10,7 @@ using testing::Not;
 TEST_F(ProcessTest, DetachesFollowsARequestAndEndsForTheRestart) {
   nvram("set blank_state=1");
   start("0");
-  EXPECT_TRUE(logged("Default un-configured mode.\n"));
+  await("/tmp/vorlent_dbg.log", "Default un-configured mode.\n");
   nvram("set mesh_role_manual=uncfg");
   EXPECT_EQ(end(), 0);
   EXPECT_EQ(read_file("/tmp/commands"),
@@ -65,8 +65,7 @@ TEST_F(ProcessTest, FailingSurroundingsDoNotStopIt) {
   air::Scan scan;
   scan.elements = air::element(1);
   send_event(air::event(69, air::BASE, air::scan_data(scan)));
-  EXPECT_TRUE(comes_true(
-      [] { return read_file("/tmp/vexo_nvram").find("onboarding_role=1") != std::string::npos; }));
+  await("/tmp/vexo_nvram", "onboarding_role=1");
   nvram("set mesh_role_manual=uncfg");
   EXPECT_EQ(end(), 0);
   unsetenv("VEXO_LOG_DIR");
@@ -76,7 +75,7 @@ TEST_F(ProcessTest, AnUnreadableStoreMeansAnUnconfiguredUnit) {
   std::filesystem::create_directory("/tmp/vexo_nvram");
   ASSERT_EQ(launch(), 0);
   ASSERT_TRUE(comes_true([&] { return find_daemon() > 0; }));
-  EXPECT_TRUE(comes_true([] { return lines_with("/tmp/commands", "wl escanresults") == 1; }));
+  await("/tmp/commands", "wl escanresults");
 }
 
 }  // namespace

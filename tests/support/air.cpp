@@ -83,11 +83,8 @@ Bytes scan_data(const Scan& scan, bool swapped) {
 }
 
 Bytes action_frame(std::uint16_t attr_id, const Bytes& data) {
-  return from_hex("0409027e91") + be16(attr_id) + be16(data.size()) + data;
-}
-
-Bytes action_frame_1004() {
-  return from_hex("0409027e911004");
+  const Bytes head = from_hex("0409027e91") + be16(attr_id);
+  return attr_id == 0x1004 && data.empty() ? head : head + be16(data.size()) + data;
 }
 
 Bytes event(std::uint32_t type, const Mac& addr, const Bytes& data, const std::string& interface,

@@ -42,9 +42,8 @@ struct Scan {
 // The data of a scan result event; `swapped`: as a big-endian driver writes it.
 Bytes scan_data(const Scan& scan, bool swapped = false);
 
-// The body of a vendor public action frame.
+// The body of a vendor public action frame; 1004 comes without a length where it has no data.
 Bytes action_frame(std::uint16_t attr_id, const Bytes& data);
-Bytes action_frame_1004();
 
 // A driver event datagram.
 Bytes event(std::uint32_t type, const Mac& addr, const Bytes& data,

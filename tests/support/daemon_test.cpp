@@ -3,7 +3,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <iostream>
 
 #include "core/event_socket.h"
@@ -65,14 +64,6 @@ int DaemonTest::air_carries(std::uint16_t attr_id, const air::Bytes& data, const
   return receives(air::event(59, from, air::action_frame(attr_id, data)));
 }
 
-void DaemonTest::pass(int seconds) {
-  for (int i = 0; i < seconds; ++i) {
-    move_clock(1);
-    dut_role_monitor();
-    dispatch_timers(epoll_fd, 0);
-  }
-}
-
 std::string DaemonTest::printed() {
   const std::string text = testing::internal::GetCapturedStdout();
   testing::internal::CaptureStdout();
@@ -84,9 +75,4 @@ void DaemonTest::forget() {
   platform().log.clear();
   platform().journal.clear();
   printed();
-}
-
-int open_descriptors() {
-  const std::filesystem::directory_iterator all("/proc/self/fd");
-  return static_cast<int>(std::distance(begin(all), end(all)));
 }

@@ -1,5 +1,5 @@
 // The fixture of the daemon's tests: a fresh daemon between a fake platform and a fake air, spoken
-// to in the subject's own words. One turn of the main loop is one second of virtual time.
+// to in the subject's own words.
 #ifndef VORLENT_TESTS_DAEMON_TEST_H
 #define VORLENT_TESTS_DAEMON_TEST_H
 
@@ -26,9 +26,6 @@ class DaemonTest : public testing::Test {
   int hears_probe_from(const air::Mac& station, const air::Bytes& elements = air::element(2));
   int air_carries(std::uint16_t attr_id, const air::Bytes& data, const air::Mac& from);
 
-  // Passes seconds, a turn of role monitor and timers in each.
-  static void pass(int seconds);
-
   // What the daemon has printed on standard output so far. Each call starts anew.
   static std::string printed();
 
@@ -38,8 +35,5 @@ class DaemonTest : public testing::Test {
  private:
   int air_socket_[2] = {-1, -1};
 };
-
-// How many descriptors the process has open.
-int open_descriptors();
 
 #endif

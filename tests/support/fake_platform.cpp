@@ -1,5 +1,6 @@
 #include "support/fake_platform.h"
 
+#include <fcntl.h>
 #include <sys/eventfd.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
@@ -66,6 +67,14 @@ int count_commands(const std::string& prefix) {
 std::string messages() {
   static const std::regex prefix(R"(\[[A-Za-z0-9_]+\]\[[0-9]+\])");
   return std::regex_replace(platform().log, prefix, "");
+}
+
+int open_descriptors() {
+  int count = 0;
+  for (int fd = 0; fd < 64; ++fd) {
+    count += fcntl(fd, F_GETFD) == -1 ? 0 : 1;
+  }
+  return count;
 }
 
 extern "C" {

@@ -263,9 +263,7 @@ class TranscriptTest : public DaemonTest, public testing::WithParamInterface<std
       data = air::scan_data({.bssid = mac, .chanspec = chanspec, .elements = data}, gg_swap);
     } else if (verb == "frame") {
       frame_data_ = data;
-      data = rest[0] == "1004"
-                 ? air::action_frame_1004()
-                 : air::action_frame(static_cast<std::uint16_t>(number(rest[0])), data);
+      data = air::action_frame(static_cast<std::uint16_t>(number(rest[0])), data);
     }
     air::Bytes datagram = air::event(type == types.end() ? number(rest[0], 10) : type->second, mac,
                                      data, options["interface"], number(options["status"]));
