@@ -1,5 +1,6 @@
 // Another maker's platform: each setting is a file of its own, and nothing is kept in memory.
 // HALF of it lacks what is not NVRAM; BROKEN takes a part of a value for the whole.
+#include <fcntl.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <string.h>
@@ -40,10 +41,8 @@ void shared_debug_log_init(const char* who, const char* file, int max) {
 }
 void shared_debug_log_do_write_log(const char* who, const char* file, const char* format, ...) {
   va_list arguments;
-  FILE* log = fopen("/tmp/maker.log", "a");
-  va_start(arguments, format);
-  if (log != NULL) vfprintf(log, format, arguments), fclose(log);
-  va_end(arguments);
+  const int log = open("/tmp/maker.log", O_WRONLY | O_APPEND | O_CREAT, 0600);
+  va_start(arguments, format), vdprintf(log, format, arguments), va_end(arguments), close(log);
   (void)who, (void)file;
 }
 int check_mac_in_candidate_satellite(const char* mac) {
