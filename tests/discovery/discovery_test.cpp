@@ -39,9 +39,7 @@ TEST_F(DiscoveryTest, AnElementCutAtAnyByteEndsTheWalk) {
 
 TEST_F(DiscoveryTest, ShortOrOverlongScanRecordsAreSkipped) {
   starts_in(ONBOARD_MODE_UNCONFIGURED);
-  air::Scan scan;
-  scan.elements = air::element(1);
-  const air::Bytes whole = air::scan_data(scan);
+  const air::Bytes whole = air::scan_data({.elements = air::element(1)});
   for (std::size_t size = 0; size < whole.size(); ++size) {
     receives(air::event(69, air::BASE, first(whole, size)));
     EXPECT_EQ(messages().find("BSSID: ") != std::string::npos, size >= 12 + 124) << size;

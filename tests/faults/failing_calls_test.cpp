@@ -86,8 +86,12 @@ int __wrap_select(int count, fd_set* in, fd_set* out, fd_set* other, timeval* ti
 
 namespace {
 
+Action arrives(std::uint32_t type, const air::Bytes& data) {
+  return [=] { send_to_event_port(air::event(type, air::UNIT, data)); };
+}
+
 Action frame(std::uint16_t attr_id, const air::Bytes& data) {
-  return [=] { send_to_event_port(air::event(59, air::UNIT, air::action_frame(attr_id, data))); };
+  return arrives(59, air::action_frame(attr_id, data));
 }
 
 void end() {
@@ -150,10 +154,8 @@ class FailingCallsTest : public DaemonTest {
 };
 
 TEST_F(FailingCallsTest, AUnitJoinsItsBaseAfterAnyFailure) {
-  air::Scan scan;
-  scan.elements = air::element(1);
   const air::Bytes content = air::credentials("backnet", "pa55word", "aes", "psk2");
-  events = {{1, [=] { send_to_event_port(air::event(69, air::BASE, air::scan_data(scan))); }},
+  events = {{1, arrives(69, air::scan_data({.elements = air::element(1)}))},
             {8, frame(0x1001, air::from_text(peer_key().public_pem))},
             {9, frame(0x1004, {})},
             {10, frame(0x1003, encrypt_for(peer_key().public_pem, content))},
@@ -167,15 +169,14 @@ TEST_F(FailingCallsTest, AUnitJoinsItsBaseAfterAnyFailure) {
 
 TEST_F(FailingCallsTest, ABaseTakesAUnitInAfterAnyFailure) {
   const air::Bytes content = air::sat_key_content(peer_key().public_pem);
-  events = {
-      {1, [] { platform().nvram["onboarding_soap_active"] = "1"; }},
-      {2, [] { send_to_event_port(air::event(44, air::UNIT, air::probe_data(air::element(2)))); }},
-      {3, frame(0x1000, air::element(2))},
-      {4, frame(0x1002, encrypt_for(peer_key().public_pem, content))},
-      {5, [] { (void)raise(SIGUSR2); }},
-      {6, [] { (void)raise(SIGUSR1); }},
-      {7, [] { move_clock(53); }},
-      {9, end}};
+  events = {{1, [] { platform().nvram["onboarding_soap_active"] = "1"; }},
+            {2, arrives(44, air::probe_data(air::element(2)))},
+            {3, frame(0x1000, air::element(2))},
+            {4, frame(0x1002, encrypt_for(peer_key().public_pem, content))},
+            {5, [] { (void)raise(SIGUSR2); }},
+            {6, [] { (void)raise(SIGUSR1); }},
+            {7, [] { move_clock(53); }},
+            {9, end}};
   const Settings base = {{"multiap_mode", "3"}, {"enable_mesh_mode", "1"}, {"bh_ssid", "backnet"}};
   fail_each_call(base, [] {
     const std::string to = "wl actframe " + air::UNIT_TEXT + " 0409027e91";

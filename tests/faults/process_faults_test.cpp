@@ -38,9 +38,7 @@ TEST_F(ProcessTest, AHandshakeComesToItsEndUnderAThousandSignalsASecond) {
       std::this_thread::sleep_for(std::chrono::microseconds(500));
     }
   });
-  air::Scan scan;
-  scan.elements = air::element(1);
-  send_event(air::event(69, air::BASE, air::scan_data(scan)));
+  send_event(air::event(69, air::BASE, air::scan_data({.elements = air::element(1)})));
   await("/tmp/commands", "0409027e911000");
   send_event(air::event(59, air::BASE, air::action_frame(0x1003, {})));
   await("/tmp/commands", "vexo_service restart");

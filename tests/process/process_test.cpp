@@ -62,9 +62,7 @@ TEST_F(ProcessTest, FailingSurroundingsDoNotStopIt) {
                                    << std::string(9, '\0');
   setenv("VEXO_LOG_DIR", "/nonexistent", 1);
   start("0");
-  air::Scan scan;
-  scan.elements = air::element(1);
-  send_event(air::event(69, air::BASE, air::scan_data(scan)));
+  send_event(air::event(69, air::BASE, air::scan_data({.elements = air::element(1)})));
   await("/tmp/vexo_nvram", "onboarding_role=1");
   nvram("set mesh_role_manual=uncfg");
   EXPECT_EQ(end(), 0);

@@ -15,8 +15,6 @@ class DaemonTest : public testing::Test {
  protected:
   DaemonTest();
   ~DaemonTest() override;
-  DaemonTest(const DaemonTest&) = delete;
-  DaemonTest& operator=(const DaemonTest&) = delete;
 
   // Starts in `mode`, as after a restart, and forgets what the entry did.
   static void starts_in(OnboardMode mode);

@@ -1,5 +1,6 @@
 #include "transcripts/shown.h"
 
+#include <algorithm>
 #include <functional>
 #include <regex>
 #include <sstream>
@@ -28,12 +29,9 @@ void replace_each(std::string& text, const std::regex& what,
 }
 
 std::string dumped(const air::Bytes& bytes) {
-  std::string text;
-  for (const char digit : air::to_hex(bytes)) {
-    text += static_cast<char>(toupper(digit));
-    text += text.size() % 3 == 2 ? " " : "";
-  }
-  return text;
+  std::string digits = air::to_hex(bytes);
+  std::transform(digits.begin(), digits.end(), digits.begin(), toupper);
+  return std::regex_replace(digits, std::regex(".."), "$& ");
 }
 
 void name_key(std::string& text, const std::string& pem, const std::string& name) {
