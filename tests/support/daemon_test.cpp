@@ -65,7 +65,7 @@ int DaemonTest::air_carries(std::uint16_t attr_id, const air::Bytes& data, const
 }
 
 std::string DaemonTest::printed() {
-  const std::string text = testing::internal::GetCapturedStdout();
+  std::string text = testing::internal::GetCapturedStdout();
   testing::internal::CaptureStdout();
   all_printed += text;
   return text;
