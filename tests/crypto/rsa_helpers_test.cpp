@@ -136,19 +136,17 @@ TEST_F(RsaHelpersTest, AMissingOrWrongPrivateKeyFileGivesNoOutput) {
 }
 
 TEST_F(RsaHelpersTest, HexadecimalIsTwoLowerCaseDigitsAByte) {
-  std::array<char, 8> text{'?', '?', '?', '?', '?', '?', '?', '?'};
-  EXPECT_EQ(bytes_to_hex_string({}, text), 0);
-  EXPECT_EQ(text[0], '?');
-  printed();
+  using namespace std::string_literals;
   const air::Bytes bytes = {0x00, 0x0A, 0xFF};
-  EXPECT_EQ(bytes_to_hex_string(bytes, std::span(text).first(7)), 0);
-  EXPECT_STREQ(text.data(), "000aff");
-  EXPECT_EQ(text[7], '?');
-  EXPECT_EQ(printed(), "hex_string(7): \n000aff\n");
-  text[0] = '!';
+  std::string text = "????????";
+  EXPECT_EQ(bytes_to_hex_string({}, text), 0);
   EXPECT_EQ(bytes_to_hex_string(bytes, std::span(text).first(6)), -1);
-  EXPECT_EQ(text[0], '!');
-  EXPECT_EQ(printed(), "Not enough buff len to store hex string...\n");
+  EXPECT_EQ(text, "????????");
+  EXPECT_EQ(bytes_to_hex_string(bytes, std::span(text).first(7)), 0);
+  EXPECT_EQ(text, "000aff\0?"s);
+  EXPECT_EQ(printed(),
+            "hex_string(8): \n????????\nNot enough buff len to store hex string...\n"
+            "hex_string(7): \n000aff\n");
 }
 
 }  // namespace
