@@ -18,6 +18,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <optional>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -59,7 +60,7 @@ air::Mac station(const std::string& name) {
   const air::Bytes bytes = air::from_hex(std::regex_replace(name, std::regex(":"), ""));
   air::Mac mac{};
   EXPECT_EQ(bytes.size(), mac.size()) << name;
-  std::copy(bytes.begin(), bytes.end(), mac.begin());
+  std::copy_n(bytes.begin(), std::min(bytes.size(), mac.size()), mac.begin());
   return mac;
 }
 
