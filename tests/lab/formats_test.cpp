@@ -31,18 +31,6 @@ TEST(Frames, ACutHeaderIsNoFrame) {
   }
 }
 
-TEST(Frames, AnOperationIsFourHexadecimalDigits) {
-  const auto operation = [](const char* body) {
-    const Bytes frame = build_action(kBase, kUnit, kBase, 1, *parse_hex(body));
-    return operation_of(*parse_frame(frame));
-  };
-  EXPECT_EQ(operation("0409027e911000000d"), 1000);
-  EXPECT_EQ(operation("0409027e911004"), 1004);
-  EXPECT_EQ(operation("0409027e911005"), 0);
-  EXPECT_EQ(operation("0409027e921000"), 0) << "another maker's";
-  EXPECT_EQ(operation("0409027e9110"), 0) << "cut";
-}
-
 TEST(Nvram, ComesBackWholeOrIsKnownToBeCut) {
   const Settings settings{
       {"a", ""}, {"b", "x=y"}, {"c", "line\nback\\slash\\n"}, {"lab_unit", "u"}};
