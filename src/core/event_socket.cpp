@@ -2,7 +2,6 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <poll.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -145,10 +144,4 @@ int event_recvr(OnboardMode mode, int fd, timeval& timeout) {
     return -1;
   }
   return hand_to_mode(mode, datagram);
-}
-
-bool wait_for_event(int fd, int epoll, int wait_ms) {
-  std::array<pollfd, 2> awaited = {pollfd{.fd = fd, .events = POLLIN, .revents = 0},
-                                   pollfd{.fd = epoll, .events = POLLIN, .revents = 0}};
-  return poll(awaited.data(), awaited.size(), wait_ms) > 0 && (awaited[0].revents & POLLIN) != 0;
 }

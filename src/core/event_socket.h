@@ -28,8 +28,4 @@ int close_eventfd(int& fd);
 // unknown mode.
 int event_recvr(OnboardMode mode, int fd, timeval& timeout);
 
-// Waits until another datagram is queued or a timer of `epoll` has expired, for at most `wait_ms`
-// milliseconds: whichever comes first is served at once. Returns whether a datagram is queued.
-bool wait_for_event(int fd, int epoll, int wait_ms);
-
 #endif
