@@ -1,10 +1,12 @@
 // The debug log: messages appended as they stand, and a bound that rolls the file over to
 // `<file>.1`.
 //
-// - The file stays open from message to message. One fstat before each write tells whether it was
-//   removed, replaced or cut short from outside, and its size, also where two processes share it.
-//   Its path, which costs about as much as the write itself, is looked at once in a tick of the
-//   clock: until then a file that was moved away gets what was written about that moment.
+// - The file stays open from message to message. An fstat tells whether it was removed or cut short
+//   from outside, and its size, also where two processes share it; a look at its path, whether it
+//   was moved away. Beside the write itself the one is dear and the other dearer still. So an event
+//   that logs thirty messages at once asks the file once or twice, and the path every few
+//   milliseconds: a file that was taken away still gets what is written in that moment. Near the
+//   bound, where another process may have used the last room, the file is asked each time.
 // - A message is one write. One that is longer than the bound gets a file of its own.
 // - Where the old file cannot be moved away, messages are dropped: the bound protects a unit whose
 //   log lies in memory.
@@ -32,6 +34,7 @@ namespace {
 
 using standin::Fd;
 using standin::KeepErrno;
+using standin::Lookout;
 
 constexpr std::size_t kUsualMessage = 2048;
 
@@ -44,7 +47,8 @@ struct Log {
   off_t size = 0;   // Of the file as it stands at `path`.
   dev_t device = 0;
   ino_t inode = 0;  // Not given to another file while this one is open.
-  standin::OnceATick look;
+  Lookout file_look{CLOCK_MONOTONIC, 20'000};
+  Lookout path_look = standin::path_lookout();
   Fd file;
 };
 
@@ -84,17 +88,29 @@ bool stands_at_its_path(Log& log) {
   return there.st_dev == log.device && there.st_ino == log.inode;
 }
 
-// The same as far as the open file can tell, and surely once a tick.
-bool still_there(Log& log) {
+// The same as far as the open file can tell.
+bool is_linked(Log& log) {
   struct stat open {};
-  if (!log.file.open() || log.look.due()) {
-    return log.file.open() && stands_at_its_path(log);
-  }
   if (::fstat(log.file.get(), &open) != 0 || open.st_nlink == 0) {
     return false;
   }
   log.size = open.st_size;
   return true;
+}
+
+bool near_bound(const Log& log, std::size_t length) {
+  constexpr off_t kOthers = 64 << 10;  // More than another process writes between two looks.
+  return log.bound > 0 && log.size + static_cast<off_t>(length) + kOthers > log.bound;
+}
+
+bool still_there(Log& log, std::size_t length) {
+  if (!log.file.open()) {
+    return false;
+  }
+  if (!log.file_look.due()) {
+    return !near_bound(log, length) || is_linked(log);
+  }
+  return log.path_look.due() ? stands_at_its_path(log) : is_linked(log);
 }
 
 bool open_log(Log& log) {
@@ -150,7 +166,7 @@ void take_back(const Log& log, std::size_t part) {
 
 void append(Log& log, std::string_view message) {
   follow_folder(log);
-  if (!still_there(log) && !open_log(log)) {
+  if (!still_there(log, message.size()) && !open_log(log)) {
     return;
   }
   if (!make_room(log, message.size())) {
@@ -159,6 +175,8 @@ void append(Log& log, std::string_view message) {
   const std::size_t written = standin::write_all(log.file, message);
   if (written < message.size()) {
     take_back(log, written);
+  } else {
+    log.size += static_cast<off_t>(written);
   }
 }
 

@@ -29,10 +29,15 @@ void Fd::reset() noexcept {
   }
 }
 
-bool OnceATick::due() {
-  const timespec before = last_;
-  ::clock_gettime(CLOCK_MONOTONIC_COARSE, &last_);
-  return last_.tv_sec != before.tv_sec || last_.tv_nsec != before.tv_nsec;
+bool Lookout::due() {
+  timespec time{};
+  ::clock_gettime(clock_, &time);
+  const std::int64_t now = time.tv_sec * INT64_C(1'000'000'000) + time.tv_nsec;
+  if (now - last_ < pause_) {
+    return false;
+  }
+  last_ = now;
+  return true;
 }
 
 Fd open_file(const char* path, int flags, mode_t mode) {

@@ -13,6 +13,7 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
 #include <ctime>
 #include <string>
 #include <string_view>
@@ -51,16 +52,25 @@ class KeepErrno {
   int value_;
 };
 
-// True once in each tick of the system's clock, a few milliseconds: how often an open file is
-// compared with what stands at its path. In between, fstat tells of all that happens to a file but
-// that it was moved away, which then counts from the next tick on.
-class OnceATick {
+// Says when to look again at what may have changed: at the first question, and then at the first
+// one that comes `pause` nanoseconds or more after the last look. CLOCK_MONOTONIC_COARSE costs a
+// fifth of CLOCK_MONOTONIC, and moves every few milliseconds only.
+class Lookout {
  public:
+  Lookout(clockid_t clock, std::int64_t pause) : clock_(clock), pause_(pause) {}
   [[nodiscard]] bool due();
 
  private:
-  timespec last_{};
+  clockid_t clock_;
+  std::int64_t pause_;
+  std::int64_t last_ = INT64_MIN / 2;
 };
+
+// How often an open file is compared with what stands at its path: with each tick of the clock. In
+// between, fstat tells of all that happens to a file but that it was moved away.
+inline Lookout path_lookout() {
+  return {CLOCK_MONOTONIC_COARSE, 1};
+}
 
 constexpr mode_t kPrivateFile = 0600;
 

@@ -26,7 +26,7 @@ struct Cache {
   std::string path;
   Fd file;  // The file that was parsed; closed when that was no file at all.
   struct stat status {};
-  OnceATick look;
+  Lookout path_look = path_lookout();
   Values values;
   Values former;  // Those before, so that a value may serve as an argument of the next call.
 };
@@ -103,7 +103,7 @@ void take(Fd file, const struct stat& status, Values values) {
 bool is_known(const char* path) {
   Cache& kept = cache();
   struct stat now {};
-  if (kept.file.open() && !kept.look.due()) {
+  if (kept.file.open() && !kept.path_look.due()) {
     return ::fstat(kept.file.get(), &now) == 0 && now.st_nlink > 0 && unchanged(now, kept.status);
   }
   if (::stat(path, &now) != 0) {
