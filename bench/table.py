@@ -85,12 +85,15 @@ def burst():
 
 def mix(steps):
     mix = lines_of("mix")
-    bare = lines_of("mix", column=2)
+    free = lines_of("mix-any-core")
+    bare, bare_free = (lines_of(name, column=2) for name in ("mix", "mix-any-core"))
     row("operation 1000 to its answer's command, in a mix of one event each 300 µs",
-        "p50 ≤ 60 µs", f"p50 {mix['answer_us_p50']:.0f} µs, p99 {mix['answer_us_p99']:,.0f} µs; the bare loop p50 "
-        f"{bare['answer_us_p50']:.0f} µs; {cpu_us(steps['answer_operation_1000']):.0f} µs of CPU",
-        mix["answer_us_p50"] <= 60,
-        "from the sending of the event to the shell's start; CPU: the step alone; p99: see below")
+        "p50 ≤ 60 µs", f"p50 {mix['answer_us_p50']:.0f} µs, p99 {mix['answer_us_p99']:,.0f} µs, "
+        f"the bare loop p50 {bare['answer_us_p50']:.0f} µs; on any core p50 "
+        f"{free['answer_us_p50']:.0f} and {bare_free['answer_us_p50']:.0f} µs; "
+        f"{cpu_us(steps['answer_operation_1000']):.0f} µs of CPU", mix["answer_us_p50"] <= 60,
+        "from the sending of the event to the shell's start, sender and receiver on one core; CPU: "
+        "the step alone; p99: see below")
     row("the same mix: what it costs", "-",
         f"{mix['lost']:.0f} of {mix['offered']:,.0f} lost, {mix['cpu_us_per_event']:.1f} µs of CPU "
         f"an event, {mix['turns_per_second']:,.0f} turns/s, resident "
@@ -164,9 +167,10 @@ def idle():
     for name in ("base", "satellite"):
         idle = lines_of(f"idle-{name}")
         row(f"idle {name}, 20 s", "0 CPU ticks, ≤ 42 context switches",
-            f"{idle['cpu_ticks']:.0f} ticks, {idle['context_switches']:.0f} switches, "
+            f"{idle['cpu_ms']:.1f} ms of CPU, {idle['context_switches']:.0f} switches, "
             f"{idle['resident_kib']:.0f} KiB resident",
-            idle["cpu_ticks"] == 0 and idle["context_switches"] <= 42, "after 2 s of rest")
+            idle["cpu_ms"] < 10 and idle["context_switches"] <= 42,
+            "after 2 s of rest; a tick is 10 ms")
 
 
 def number(microseconds):

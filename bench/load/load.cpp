@@ -59,7 +59,10 @@ struct Outcome {
 class Sender {
  public:
   Sender(const Load& load, Receiver& receiver)
-      : load_(load), receiver_(receiver), key_event_(operation_1002_of(0)) {
+      : load_(load),
+        receiver_(receiver),
+        hello_event_(operation_1000_of(0)),
+        key_event_(operation_1002_of(0)) {
     common_.insert(common_.end(), static_cast<std::size_t>(load.strangers), stranger_probe());
     common_.insert(common_.end(), static_cast<std::size_t>(load.scans), stranger_beacon());
     common_.insert(common_.end(), static_cast<std::size_t>(load.forged), forged_frame());
@@ -96,7 +99,7 @@ class Sender {
   void send_number(int i) {
     if (hello_sent_ns_ == 0 && is_turn_of(load_.hellos, i, 7)) {
       hello_sent_ns_ = now_ns();
-      send_event(operation_1000_of(0));
+      send_event(hello_event_);
     } else if (is_turn_of(load_.keys, i, 11)) {
       send_event(key_event_);
     } else {
@@ -118,6 +121,7 @@ class Sender {
 
   const Load& load_;
   Receiver& receiver_;
+  air::Bytes hello_event_;
   air::Bytes key_event_;
   std::vector<air::Bytes> common_;
   std::uint64_t seen_ = 0;
@@ -210,7 +214,7 @@ void run_load(const Load& load, int seconds) {
 
 void kill_detached() {
   for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-    const int process = atoi(entry.path().filename().c_str());
+    const auto process = static_cast<pid_t>(strtol(entry.path().filename().c_str(), nullptr, 10));
     if (process > 0 && number_in(entry.path() / "status", "PPid") == getpid()) {
       kill(process, SIGKILL);
       waitpid(process, nullptr, 0);

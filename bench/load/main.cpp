@@ -149,10 +149,10 @@ void idle(OnboardMode mode, int seconds) {
     return receiver.status("voluntary_ctxt_switches") +
            receiver.status("nonvoluntary_ctxt_switches");
   };
-  const long ticks = receiver.ticks();
+  const double cpu = receiver.cpu_seconds();
   const long before = switches();
   sleep(static_cast<unsigned>(seconds));
-  print("cpu_ticks", static_cast<double>(receiver.ticks() - ticks));
+  print("cpu_ms", 1e3 * (receiver.cpu_seconds() - cpu));
   print("context_switches", static_cast<double>(switches() - before));
   print("resident_kib", static_cast<double>(receiver.status("VmRSS")));
 }

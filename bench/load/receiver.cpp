@@ -161,18 +161,6 @@ long Receiver::status(const std::string& name) const {
   return number;
 }
 
-long Receiver::ticks() const {
-  std::ifstream file("/proc/" + std::to_string(pid_) + "/stat");
-  std::string word;
-  for (int i = 0; i < 13; ++i) {
-    file >> word;
-  }
-  long user = 0;
-  long system = 0;
-  file >> user >> system;
-  return user + system;
-}
-
 void Receiver::wait_for_answers(std::uint64_t count) {
   const std::int64_t deadline = now_ns() + 10'000'000'000;
   while (meter_->answers < count) {

@@ -29,8 +29,6 @@ class Receiver {
   [[nodiscard]] double cpu_seconds() const;
   // The number behind `name` in /proc/PID/status.
   [[nodiscard]] long status(const std::string& name) const;
-  // User and system ticks.
-  [[nodiscard]] long ticks() const;
   // Waits until `count` commands have ended.
   void wait_for_answers(std::uint64_t count);
 
