@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <functional>
 #include <vector>
 
 #include "load/load.h"
@@ -202,37 +203,36 @@ int main(int argc, char** argv) {
   app.require_subcommand(1);
   int count = 0;
   Load load;
-  const auto command = [&](const char* name, const char* what, int usual, const char* unit) {
+  const auto command = [&](const char* name, const char* what, int usual, const char* unit,
+                           const std::function<void(int)>& run) {
     CLI::App* sub = app.add_subcommand(name, what);
-    sub->add_option("--count", count, unit)->default_val(usual);
+    sub->add_option("--count", count, unit)
+        ->default_str(std::to_string(usual))
+        ->check(CLI::PositiveNumber);
+    sub->callback([&count, usual, run] { run(count > 0 ? count : usual); });
     return sub;
   };
-  command("dropped", "events dropped in mode 6", 5, "seconds")->callback([&] {
-    flood_in_turns(ONBOARD_MODE_SATELLITE, OTHER_EVENT, 0, count);
-  });
-  command("known", "probe requests of one known station", 5, "seconds")->callback([&] {
-    flood_in_turns(ONBOARD_MODE_BASE, probe_of(0), 1, count);
-  });
-  command("known15", "the same with fifteen in the table", 5, "seconds")->callback([&] {
-    flood_in_turns(ONBOARD_MODE_BASE, probe_of(0), 15, count);
-  });
-  command("burst", "bursts of 1,000 datagrams", 100, "runs")->callback([&] { burst(count); });
-  command("push", "the push to 15 units", 5, "rounds")->callback([&] { push(count); });
-  command("idle-base", "an idle base", 20, "seconds")->callback([&] {
-    idle(ONBOARD_MODE_BASE, count);
-  });
-  command("idle-satellite", "an idle satellite", 20, "seconds")->callback([&] {
-    idle(ONBOARD_MODE_SATELLITE, count);
-  });
-  command("start", "from exec to the bound socket", 50, "rounds")->callback([&] { start(count); });
-  CLI::App* mixed = command("mix", "a mix of events at a rate", 10, "seconds");
+  command("dropped", "events dropped in mode 6", 5, "seconds",
+          [](int seconds) { flood_in_turns(ONBOARD_MODE_SATELLITE, OTHER_EVENT, 0, seconds); });
+  command("known", "probe requests of one known station", 5, "seconds",
+          [](int seconds) { flood_in_turns(ONBOARD_MODE_BASE, probe_of(0), 1, seconds); });
+  command("known15", "the same with fifteen in the table", 5, "seconds",
+          [](int seconds) { flood_in_turns(ONBOARD_MODE_BASE, probe_of(0), 15, seconds); });
+  command("burst", "bursts of 1,000 datagrams", 100, "runs", burst);
+  command("push", "the push to 15 units", 5, "rounds", push);
+  command("idle-base", "an idle base", 20, "seconds",
+          [](int seconds) { idle(ONBOARD_MODE_BASE, seconds); });
+  command("idle-satellite", "an idle satellite", 20, "seconds",
+          [](int seconds) { idle(ONBOARD_MODE_SATELLITE, seconds); });
+  command("start", "from exec to the bound socket", 50, "rounds", start);
+  CLI::App* mixed = command("mix", "a mix of events at a rate", 10, "seconds",
+                            [&load](int seconds) { run_load(load, seconds); });
   mixed->add_option("--rate", load.rate, "events a second")->default_val(3333);
   mixed->add_option("--strangers", load.strangers, "parts of probe requests")->default_val(60);
   mixed->add_option("--scans", load.scans, "parts of scan results")->default_val(20);
   mixed->add_option("--forged", load.forged, "parts of forged frames")->default_val(20);
   mixed->add_option("--hellos", load.hellos, "operations 1000 a second")->default_val(20);
   mixed->add_option("--keys", load.keys, "operations 1002 a second")->default_val(1);
-  mixed->callback([&] { run_load(load, count); });
   CLI11_PARSE(app, argc, argv);
   return 0;
 }
