@@ -208,7 +208,7 @@ int main(int argc, char** argv) {
     CLI::App* sub = app.add_subcommand(name, what);
     sub->add_option("--count", count, unit)
         ->default_str(std::to_string(usual))
-        ->check(CLI::PositiveNumber);
+        ->check(CLI::Range(1, 100000));
     sub->callback([&count, usual, run] { run(count > 0 ? count : usual); });
     return sub;
   };
