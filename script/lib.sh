@@ -14,7 +14,6 @@ need_packages() {
       missing+=("$package")
   done
   [ ${#missing[@]} -gt 0 ] || return 0
-  newly_installed=1
   say "Installing from Debian: ${missing[*]}"
   local as_root=()
   [ "$(id -u)" = 0 ] || as_root=(sudo)
@@ -40,13 +39,12 @@ build_quietly() {
   tail -n 1 "$1/build.log"
 }
 
-# Configures (once, or anew where a package has come) and builds the folder $1 with the CMake options that follow.
+# Configures the folder $1 with the CMake options that follow, also where it was configured with others, and builds it.
 build_in() {
   local folder=$1
   shift
   local generator=(-G Ninja)  # a folder that somebody has configured keeps the generator it has
   [ ! -e "$folder/CMakeCache.txt" ] || generator=()
-  [ -z "${newly_installed:-}" ] && { [ -e "$folder/build.ninja" ] || [ -e "$folder/Makefile" ]; } ||
-    cmake -S "$root" -B "$folder" "${generator[@]}" "$@" >/dev/null
+  cmake -S "$root" -B "$folder" "${generator[@]}" "$@" >/dev/null
   build_quietly "$folder"
 }
