@@ -1,7 +1,10 @@
 #include "handshake/action_frame.h"
 
+#include <algorithm>
+
 #include "core/context.h"
 #include "core/log.h"
+#include "crypto/hex.h"
 
 namespace {
 
@@ -69,6 +72,13 @@ void dump_act_frame_payload(const ActionFramePayload& payload) {
     log_bytes_and_bracket(payload_data(payload));
   }
   ONBOARD_LOG("============================\n");
+}
+
+FrameHex frame_hex(ByteView buffer, std::uint16_t length) {
+  FrameHex hex{};
+  bytes_to_hex_string(buffer, hex);
+  hex[std::min(2 * std::size_t{length}, hex.size() - 1)] = '\0';
+  return hex;
 }
 
 int act_op_tracker(std::uint32_t send, std::uint32_t wait) {

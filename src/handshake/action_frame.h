@@ -60,5 +60,10 @@ int act_op_tracker(std::uint32_t send, std::uint32_t wait);
 // category on, with room for four blocks of data.
 using FrameCommand = std::array<char, 4096>;
 using FrameHex = std::array<char, 2049>;
+inline constexpr const char* FRAME_HEAD = "0409027e91";  // category, public action, OUI
+
+// The first `length` bytes of `buffer`, 1,024 at most, in hexadecimal. Prints the whole buffer, as
+// bytes_to_hex_string does.
+FrameHex frame_hex(ByteView buffer, std::uint16_t length);
 
 #endif

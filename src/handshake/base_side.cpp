@@ -6,7 +6,6 @@
 #include "core/context.h"
 #include "core/log.h"
 #include "core/shell.h"
-#include "crypto/hex.h"
 #include "crypto/rsa_helpers.h"
 #include "discovery/candidate_table.h"
 #include "discovery/vendor_ie.h"
@@ -91,18 +90,16 @@ void push_to(const CandidateEntry& candidate, ByteView content) {
   std::uint16_t cipher_len = 0;
   const ByteView key = as_bytes(candidate.pub_key.data(), candidate.key_len);
   rsa_encrypt_by_pub_key(key, content, cipher, cipher_len);
-  FrameHex hex{};
-  bytes_to_hex_string(cipher, hex);
-  hex[2 * static_cast<std::size_t>(cipher_len)] = '\0';
+  const FrameHex hex = frame_hex(cipher, cipher_len);
   onboard_log(self, __LINE__, "sat_key_encrypt_len:%d\n", cipher_len);
   FrameCommand command{};
-  (void)snprintf(command.data(), command.size(), "wl actframe %s %s%04x%s", candidate.mac.data(),
-                 "0409027e911003", cipher_len, hex.data());
+  (void)snprintf(command.data(), command.size(), "wl actframe %s %s%04x%04x%s",
+                 candidate.mac.data(), FRAME_HEAD, ATTR_ID_1003, cipher_len, hex.data());
   onboard_log(self, __LINE__, "cmd: %s\n", command.data());
   run_command(command.data());
 }
 
-void push_if_ready(const CandidateEntry& candidate, ByteView content) {
+void push_if_possible(const CandidateEntry& candidate, ByteView content) {
   constexpr const char* self = "act_op_1003_sender";
   onboard_log(self, __LINE__, "%s \n", candidate.pub_key.data());
   if (candidate.pub_key[0] == '\0') {
@@ -139,12 +136,10 @@ int act_op_1001_sender(const char* sta) {
   RsaBuffer key{};
   std::uint16_t key_len = 0;
   read_pub_key_to_memory(key, key_len);
-  FrameHex hex{};
-  bytes_to_hex_string(key, hex);
-  hex[2 * static_cast<std::size_t>(key_len)] = '\0';
+  const FrameHex hex = frame_hex(key, key_len);
   FrameCommand command{};
-  (void)snprintf(command.data(), command.size(), "wl actframe %s %s%04x%s", sta, "0409027e911001",
-                 key_len, hex.data());
+  (void)snprintf(command.data(), command.size(), "wl actframe %s %s%04x%04x%s", sta, FRAME_HEAD,
+                 ATTR_ID_1001, key_len, hex.data());
   ONBOARD_LOG("cmd: %s\n", command.data());
   run_command(command.data());
   return 0;
@@ -187,7 +182,7 @@ int act_op_1003_sender() {
   }
   dump_bh_credential_content(content);
   for (int i = 0; i < context.candidate_count; ++i) {
-    push_if_ready(candidate_table[static_cast<std::size_t>(i)], content);
+    push_if_possible(candidate_table[static_cast<std::size_t>(i)], content);
   }
   clear_candidate_table(candidate_table);
   return 0;
@@ -195,8 +190,9 @@ int act_op_1003_sender() {
 
 int act_op_1004_sender(const char* sta) {
   act_op_tracker(1004, 0);
-  std::array<char, 1024> command{};
-  (void)snprintf(command.data(), command.size(), "wl actframe %s %s", sta, "0409027e911004");
+  FrameCommand command{};
+  (void)snprintf(command.data(), command.size(), "wl actframe %s %s%04x", sta, FRAME_HEAD,
+                 ATTR_ID_1004);
   ONBOARD_LOG("cmd: %s\n", command.data());
   run_command(command.data());
   return 0;

@@ -20,9 +20,10 @@ int act_op_1001_sender(const char* sta);
 // written in any case. Returns 0.
 int act_op_1002_handler(const ActionFramePayload& payload, const char* sta);
 
-// The push: sends the credentials to every candidate that has a key and that the platform lists,
-// then deletes the candidate file and empties the table. With settings that no unit could hold
-// nothing is sent and everything stays for the next push. Returns 0.
+// The push: sends the credentials, in table order, to every candidate whose key is there and that
+// the platform lists, whatever its stage; then deletes the candidate file and empties the table.
+// With settings that no unit could hold nothing is sent and everything stays for the next push.
+// Returns 0.
 int act_op_1003_sender();
 
 // Tells the station `sta` to wait up to 15 minutes for its credentials. Returns 0.

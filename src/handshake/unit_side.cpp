@@ -6,7 +6,6 @@
 #include "core/log.h"
 #include "core/shell.h"
 #include "core/timer_list.h"
-#include "crypto/hex.h"
 #include "crypto/rsa_helpers.h"
 #include "discovery/target_base.h"
 #include "discovery/vendor_ie.h"
@@ -82,13 +81,11 @@ ByteView base_key() {
 
 void send_sat_key(ByteView cipher_buffer, std::uint16_t cipher_len) {
   constexpr const char* self = "act_op_1002_sender";
-  FrameHex hex{};
-  bytes_to_hex_string(cipher_buffer, hex);
-  hex[2 * static_cast<std::size_t>(cipher_len)] = '\0';
+  const FrameHex hex = frame_hex(cipher_buffer, cipher_len);
   onboard_log(self, __LINE__, "sat_key_encrypt_len:%d\n", cipher_len);
   FrameCommand command{};
-  (void)snprintf(command.data(), command.size(), "wl actframe %s %s%04x%s %d",
-                 context.target.bssid.data(), "0409027e911002", cipher_len, hex.data(),
+  (void)snprintf(command.data(), command.size(), "wl actframe %s %s%04x%04x%s %d",
+                 context.target.bssid.data(), FRAME_HEAD, ATTR_ID_1002, cipher_len, hex.data(),
                  context.target.channel);
   onboard_log(self, __LINE__, "cmd: %s\n", command.data());
   run_command(command.data());
@@ -128,9 +125,9 @@ int unconfigured_act_handshake_mode_cfg() {
 int act_op_1000_sender() {
   act_op_tracker(1000, 1001);
   FrameCommand command{};
-  (void)snprintf(command.data(), command.size(), "wl actframe %s %s %d",
-                 context.target.bssid.data(), "0409027e911000000ddd0b027e910000000308020101",
-                 context.target.channel);
+  (void)snprintf(command.data(), command.size(), "wl actframe %s %s%04x%s %d",
+                 context.target.bssid.data(), FRAME_HEAD, ATTR_ID_1000,
+                 "000ddd0b027e910000000308020101", context.target.channel);
   ONBOARD_LOG("cmd: %s\n", command.data());
   run_command(command.data());
   return 0;
