@@ -20,7 +20,7 @@
 namespace {
 
 constexpr int LOG_BYTES_MAX = 1048576;
-constexpr int TIMER_WAIT_MS = 0;  // the receiver's wait is enough; this one delayed each event
+constexpr int TIMER_WAIT_MS = 0;  // none: the receiver's wait is the only one of a turn
 
 // So that no socket or timer ever gets the number of a standard descriptor: 0 means "no timer".
 void open_standard_descriptors() {

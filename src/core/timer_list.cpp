@@ -130,8 +130,14 @@ void close_on_exec(int fd) {
   (void)fcntl(fd, F_SETFD, FD_CLOEXEC);
 }
 
+const char* told_refusal = nullptr;  // the last, until a timer is granted
+
+// Told once for each step: the timer is asked for again each turn, thousands a second in a flood.
 int refuse_timer(const char* why) {
-  onboard_log("add_timer", __LINE__, "no timer: %s: %s\n", why, strerror(errno));
+  if (why != told_refusal) {
+    told_refusal = why;
+    onboard_log("add_timer", __LINE__, "no timer: %s: %s\n", why, strerror(errno));
+  }
   return -1;
 }
 
@@ -165,6 +171,7 @@ int add_timer(int epoll, TimerEntry& entry) {
   if (epoll_add_fd(epoll, timer.get()) != 0) {
     return refuse_timer("it cannot be registered");
   }
+  told_refusal = nullptr;
   entry.timer_fd = timer.release();
   (void)printf("add timerfd: %d, timeout in %d secs, retry interval: %d \n", entry.timer_fd,
                entry.timeout, entry.retry_interval);
@@ -230,6 +237,7 @@ void dispatch_timers(int epoll, int wait_ms) {
 }
 
 void reset_timer_list() {
+  told_refusal = nullptr;
   for (TimerSlot& slot : timer_list) {
     if (slot.entry.timer_fd > 0) {
       close(slot.entry.timer_fd);

@@ -32,7 +32,7 @@ int init_epoll();
 
 // Creates, arms, stores and registers a timer and writes its descriptor into `entry`.
 // Returns the descriptor, or -1, with nothing armed and a line in the log, when the list is full or
-// the system refuses a step.
+// the system refuses a step. Until a timer is granted, the same refusal is logged once.
 int add_timer(int epoll, TimerEntry& entry);
 
 // Re-arms a timer from `entry` and replaces its stored record by it. Returns 0.
@@ -51,8 +51,9 @@ void update_timer_in_timer_list(int timer_fd, const TimerEntry& entry);
 // Clears the slot. The descriptor itself stays open.
 void del_timer_from_timer_list(int timer_fd);
 
-// Waits at most `wait_ms` milliseconds and runs the callbacks of the timers that have expired.
-void dispatch_timers(int epoll, int wait_ms = 1);
+// Waits at most `wait_ms` milliseconds, 0 for not at all, and runs the callbacks of the timers that
+// have expired.
+void dispatch_timers(int epoll, int wait_ms);
 
 // Closes every timer and empties the list.
 void reset_timer_list();
