@@ -7,6 +7,7 @@
 #include "core/shell.h"
 #include "crypto/rsa_helpers.h"
 #include "role/search.h"
+#include "role/watchdogs.h"
 #include "role/wl_elements.h"
 #include "vexo_nvram.h"
 

@@ -11,7 +11,7 @@
 int start_window_timer();
 
 // Puts the element on the air, arms the window's timer, consumes the request in NVRAM and publishes
-// the open window there. Returns the window's timer.
+// the open window there. Returns the window's timer, or -1.
 int router_start_onboarding();
 
 // Takes the element off the air, deletes `timer` and publishes the closed window. The window

@@ -14,7 +14,7 @@ namespace {
 constexpr std::int32_t FAILED_CHECKS_TOLERATED = 9;
 
 bool failed_too_often(std::uint32_t count) {
-  return static_cast<std::int32_t>(count) > FAILED_CHECKS_TOLERATED;
+  return static_cast<std::int32_t>(count) > FAILED_CHECKS_TOLERATED;  // compared as signed
 }
 
 void change_to(OnboardMode mode) {

@@ -12,7 +12,8 @@
 // The check of each turn: a manual request first, then the check of the mode.
 void dut_role_monitor();
 
-// The checks of the modes: 0 and 1; 2; 3 and 4; 5.
+// The checks of the modes: 0 and 1; 2; 3 and 4; 5. The last opens the onboarding window on request
+// and makes its refused timer again; that of mode 2 ends with it.
 void unconfigured_monitor();
 void temp_router_monitor();
 void temp_sat_monitor();
@@ -22,7 +23,7 @@ void onboarding_window_check();
 // the configuration that goes with the change. Nothing happens when they are equal.
 void role_bakery();
 
-// Deletes the timer of the mode in `cur_mode`.
+// Deletes the timer of the mode in `cur_mode`, and where the mode has none `mode_timer_fd`, if set.
 void clear_timer();
 
 // Writes the un-configured defaults, and ends the process after this turn when `flag` is not zero.
@@ -31,7 +32,7 @@ void restore_to_uncfg_mode(int flag);
 // The handshake gave up: back to the search.
 void timer_cb_act_handshake_expired(int timer_fd);
 
-// What role_bakery does after entering a mode from `old_mode`; rows of the mode table.
+// What role_bakery does after entering a mode from `old_mode`; a column of the mode table.
 void settle_unconfigured(OnboardMode old_mode);
 void settle_temp_router(OnboardMode old_mode);
 void settle_temp_satellite(OnboardMode old_mode);

@@ -2,7 +2,6 @@
 
 #include "core/context.h"
 #include "core/log.h"
-#include "core/nvram.h"
 #include "core/shell.h"
 #include "core/timer_list.h"
 #include "vexo_nvram.h"
@@ -11,16 +10,6 @@ namespace {
 
 constexpr int SCAN_SECONDS = 5;
 constexpr int SCAN_LIMIT = 30 * 60 / SCAN_SECONDS;
-constexpr int FIRST_CHECK_SECONDS = 20;
-constexpr int CHECK_SECONDS = 15;
-
-int start_watchdog(TimerCallback check) {
-  TimerEntry entry{};
-  entry.timeout = FIRST_CHECK_SECONDS;
-  entry.retry_interval = CHECK_SECONDS;
-  entry.callback = check;
-  return add_timer(epoll_fd, entry);
-}
 
 }  // namespace
 
@@ -36,24 +25,6 @@ void timer_cb_mesh_ie_scan_expired(int /*timer*/) {
   mode_timer_fd = 0;  // the number may be another timer's by the time the mode is left
 }
 
-void check_Internet_conn() {
-  if (nvram_is("wan_status", "up")) {
-    context.wan_fail_count = 0;
-    return;
-  }
-  ONBOARD_LOG("Internet disconnected... \n");
-  ++context.wan_fail_count;
-}
-
-void check_bh_conn() {
-  if (nvram_is("map_agent_configured", "1")) {
-    context.bh_fail_count = 0;
-    return;
-  }
-  ONBOARD_LOG("BH disconnected... \n");
-  ++context.bh_fail_count;
-}
-
 int start_search_timer() {
   TimerEntry entry{};
   entry.timeout = SCAN_SECONDS;
@@ -62,12 +33,4 @@ int start_search_timer() {
   entry.callback = [](int /*timer*/) { vorlent_ie_scan(); };
   entry.limit_callback = timer_cb_mesh_ie_scan_expired;
   return add_timer(epoll_fd, entry);
-}
-
-int start_internet_watchdog() {
-  return start_watchdog([](int /*timer*/) { check_Internet_conn(); });
-}
-
-int start_backhaul_watchdog() {
-  return start_watchdog([](int /*timer*/) { check_bh_conn(); });
 }
