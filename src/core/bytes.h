@@ -2,7 +2,8 @@
 //
 // Bytes are looked at through a view and read by a reader that cannot leave it: width and byte
 // order are in the name, and the first read past the end makes every later one fail too, so that
-// one ok() after a run of reads serves them all. No other code does arithmetic on received bytes.
+// one ok() after a run of reads serves them all. Other code takes no offset or length from
+// received bytes without them.
 #ifndef VORLENT_CORE_BYTES_H
 #define VORLENT_CORE_BYTES_H
 

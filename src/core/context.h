@@ -1,8 +1,9 @@
 // The state of the process: one plain record, the timer descriptors kept beside it, and the modes.
 //
-// Everything that outlives a turn of the main loop and is not the timer list or the candidate table
-// is here, so that a support engineer finds it in one place and a test resets it with one call.
-// Nothing here acts; the owners of the fields are named beside them.
+// What outlives a turn of the main loop is here, so that a support engineer finds it in one place
+// and a test resets it with one call. The timer list and the candidate table have files of their
+// own, and what a file notes for itself alone (signals that wait, failures already told, the
+// driver's byte order) stays in it. Nothing here acts.
 #ifndef VORLENT_CORE_CONTEXT_H
 #define VORLENT_CORE_CONTEXT_H
 

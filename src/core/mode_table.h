@@ -30,8 +30,9 @@ struct ModeRow {
   std::span<const Operation> operations;  // empty: action frames are ignored
   void (*monitor)();                      // the role monitor's check of each turn, or none
   void (*settle)(OnboardMode old_mode);   // configuration written after the entry, or none
-  void (*rearm)();                        // makes the timer again that the system refused, or none
-  int* timer;                             // descriptor deleted when the mode is left, or none
+  void (*rearm)();  // makes the timer, on entry and when the system has refused it, or none
+  int* timer;       // descriptor deleted when the mode is left; none: `mode_timer_fd`, with a line
+                    // that no timer is alive
 };
 
 // The row of a mode, or none for a value that is not a mode.

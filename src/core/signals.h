@@ -2,8 +2,8 @@
 //
 // The work behind SIGUSR1 and SIGUSR2 runs shell commands, logs and walks the candidate table, none
 // of which may happen inside a signal handler. So the handler only counts, and the main loop takes
-// what is pending after each of its waits, which every signal interrupts: a second late at the
-// most.
+// what is pending after its wait, which every signal interrupts, and again after the timers: a
+// second late at the most.
 #ifndef VORLENT_CORE_SIGNALS_H
 #define VORLENT_CORE_SIGNALS_H
 
