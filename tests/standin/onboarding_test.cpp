@@ -24,10 +24,12 @@ TEST_F(Onboarding, LogsWhatItIsCalledFor) {
 }
 
 TEST(Ether, WritesUpperCaseText) {
-  const std::array<unsigned char, 6> mac = {0x00, 0x1b, 0xff, 0x9a, 0x0f, 0xf0};
+  const std::array<unsigned char, 6> mac = {0x01, 0x32, 0x54, 0x76, 0x98, 0xba};
+  const std::array<unsigned char, 6> other = {0x00, 0xdc, 0xfe, 0xff, 0x0f, 0xf0};
   std::array<char, 19> text;
   text.fill('~');
   EXPECT_EQ(ether_etoa(mac.data(), text.data()), text.data());
-  EXPECT_STREQ(text.data(), "00:1B:FF:9A:0F:F0");
+  EXPECT_STREQ(text.data(), "01:32:54:76:98:BA");
+  EXPECT_STREQ(ether_etoa(other.data(), text.data()), "00:DC:FE:FF:0F:F0");
   EXPECT_EQ(text[18], '~');
 }
