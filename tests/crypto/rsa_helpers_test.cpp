@@ -80,15 +80,6 @@ TEST_F(RsaHelpersTest, EncryptsAndDecryptsZeroFilledBlocksOf256) {
   EXPECT_EQ(decrypt(with_a_stray_byte), pattern(256) + air::Bytes(256));
 }
 
-TEST_F(RsaHelpersTest, ShowsAllOfTheDataOnStandardOutput) {
-  const std::string block(256, 'b');
-  encrypt(peer_key().public_pem, air::from_text(block + "tail"));
-  EXPECT_EQ(printed(), "rsa_len:256\norig data(260): " + block +
-                           "tail\ndata size (260) is over toleration encypted size (256)\n"
-                           "Will seperate the data into 2 fragments\nfrag#0: " +
-                           block + "\nciphertext(256)\nfrag#1: tail\nciphertext(256)\n");
-}
-
 TEST_F(RsaHelpersTest, ARefusedPeerKeyGivesNoOutput) {
   const std::string pem = peer_key().public_pem;
   const std::string enciphered =
