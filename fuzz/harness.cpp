@@ -97,7 +97,7 @@ void receive(const Bytes& datagram) {
 
 void take_turn() {
   dut_role_monitor();
-  dispatch_timers(epoll_fd, 0);
+  dispatch_timers(epoll_fd);
   check_invariants();
 }
 

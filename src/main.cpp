@@ -20,7 +20,6 @@
 namespace {
 
 constexpr int LOG_BYTES_MAX = 1048576;
-constexpr int TIMER_WAIT_MS = 0;  // none: the receiver's wait is the only one of a turn
 
 // So that no socket or timer ever gets the number of a standard descriptor: 0 means "no timer".
 void open_standard_descriptors() {
@@ -83,7 +82,7 @@ void turn(int event_fd) {
     epoll_fd = init_epoll();  // refused at the start; the role monitor asks for the timers again
   }
   dut_role_monitor();
-  dispatch_timers(epoll_fd, TIMER_WAIT_MS);
+  dispatch_timers(epoll_fd);
   serve_signals();
 }
 

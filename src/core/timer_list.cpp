@@ -228,9 +228,9 @@ void del_timer_from_timer_list(int timer_fd) {
   trace(__func__, __LINE__, slot != nullptr, timer_fd, "Remove");
 }
 
-void dispatch_timers(int epoll, int wait_ms) {
+void dispatch_timers(int epoll) {
   std::array<epoll_event, MAX_TIMERS> ready{};
-  const int count = epoll_wait(epoll, ready.data(), MAX_TIMERS, wait_ms);
+  const int count = epoll_wait(epoll, ready.data(), MAX_TIMERS, 0);
   for (int i = 0; i < count; ++i) {
     expire(epoll, ready[static_cast<std::size_t>(i)].data.fd);
   }

@@ -51,9 +51,9 @@ void update_timer_in_timer_list(int timer_fd, const TimerEntry& entry);
 // Clears the slot. The descriptor itself stays open.
 void del_timer_from_timer_list(int timer_fd);
 
-// Waits at most `wait_ms` milliseconds, 0 for not at all, and runs the callbacks of the timers that
-// have expired.
-void dispatch_timers(int epoll, int wait_ms);
+// Runs the callbacks of the timers that have expired. Never waits: the receiver's wait of a second
+// is the only one of a turn, and another would delay each event.
+void dispatch_timers(int epoll);
 
 // Closes every timer and empties the list.
 void reset_timer_list();

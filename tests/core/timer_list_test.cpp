@@ -38,11 +38,11 @@ class TimerListTest : public DaemonTest {
   // Passes seconds without the role monitor. Returns the callbacks that ran.
   static std::vector<std::string> run(int seconds) {
     runs.clear();
-    dispatch_timers(epoll_fd, 0);
+    dispatch_timers(epoll_fd);
     for (const int end = second + seconds; second < end;) {
       move_clock(1);
       ++second;
-      dispatch_timers(epoll_fd, 0);
+      dispatch_timers(epoll_fd);
     }
     return runs;
   }
@@ -148,7 +148,7 @@ TEST_F(TimerListTest, SixteenFitAndWhatIsRefusedLeavesNothingBehind) {
   platform().fails = [](const std::string&) { return false; };
   const int epoll = std::exchange(epoll_fd, -1);
   EXPECT_EQ(add(5), -1);
-  dispatch_timers(epoll_fd, 0);
+  dispatch_timers(epoll_fd);
   epoll_fd = epoll;
   EXPECT_EQ(open_descriptors(), before);
   EXPECT_THAT(run(10), testing::IsEmpty());

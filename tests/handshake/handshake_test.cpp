@@ -139,7 +139,7 @@ TEST_F(HandshakeTest, AnEntryWithALiveTimerLeavesExactlyOne) {
   EXPECT_EQ(open_descriptors(), descriptors);
   forget();
   move_clock(5);
-  dispatch_timers(epoll_fd, 0);
+  dispatch_timers(epoll_fd);
   EXPECT_EQ(count_commands("wl"), 1);
 }
 
