@@ -1,7 +1,6 @@
 #include "vexo_nvram.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -53,11 +52,8 @@ TEST_F(Nvram, SeesEveryChangeAtTheNextCall) {
     ASSERT_EQ(vexoNvramConfig_match("a", before), 0);  // Its text is valid until the call is over.
     ASSERT_EQ(vexoNvramConfig_get("a"), value);
   }
-  const int lock = ::open((store + ".lock").c_str(), O_RDONLY | O_CLOEXEC);
-  ::flock(lock, LOCK_EX);
-  shell("timeout 0.1 " NVRAM_COMMAND " set a='not yet'");
+  shell("flock " + store + ".lock timeout 0.1 " NVRAM_COMMAND " set a='not yet'");
   EXPECT_EQ(read_file(store), "a=r\nb=r");
-  ::close(lock);
   write_file(store, "a=edited in place\n");
   EXPECT_STREQ(vexoNvramConfig_get("a"), "edited in place");
   std::filesystem::remove(store);
