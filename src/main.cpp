@@ -19,6 +19,9 @@
 
 namespace {
 
+constexpr const char* AS_SIG_HANDLER = "sig_handler";
+constexpr const char* AS_MAIN = "main";
+
 constexpr int LOG_BYTES_MAX = 1048576;
 
 // So that no socket or timer ever gets the number of a standard descriptor: 0 means "no timer".
@@ -34,13 +37,13 @@ void open_standard_descriptors() {
 
 void serve_signal(int signo) {
   if (signo == SIGUSR2) {
-    onboard_log("sig_handler", __LINE__, "Got SIGUSR2 to extend all candidate's timer...\n");
+    ONBOARD_LOG_AS(AS_SIG_HANDLER, "Got SIGUSR2 to extend all candidate's timer...\n");
     extend_all_candidates();
   } else if (signo == SIGUSR1) {
-    onboard_log("sig_handler", __LINE__, "Got SIGUSR1 to push BH credential.\n");
+    ONBOARD_LOG_AS(AS_SIG_HANDLER, "Got SIGUSR1 to push BH credential.\n");
     act_op_1003_sender();
   } else {
-    onboard_log("sig_handler", __LINE__, "[Unknown signo] %d\n", signo);
+    ONBOARD_LOG_AS(AS_SIG_HANDLER, "[Unknown signo] %d\n", signo);
   }
 }
 
@@ -63,7 +66,7 @@ int start(int& event_fd, bool& ready) {
     return error;
   }
   if (daemon(1, 1) == -1) {
-    onboard_log("main", __LINE__, "err from daemonize.\n");
+    ONBOARD_LOG_AS(AS_MAIN, "err from daemonize.\n");
     return 0;
   }
   shared_debug_log_init(LOG_IDENTITY, LOG_FILE, LOG_BYTES_MAX);
@@ -92,7 +95,7 @@ void stop(int& event_fd) {
     vexoNvramConfig_save();
     run_command("vexo_service restart");
   }
-  onboard_log("main", __LINE__, "init failed, cleanup.\n");
+  ONBOARD_LOG_AS(AS_MAIN, "init failed, cleanup.\n");
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // The mode table: what each mode writes, runs, listens to, watches and leaves behind.
 #include "core/mode_table.h"
-#include "discovery/probe_scan.h"
-#include "handshake/act_frame_parser.h"
+#include "event_handlers.h"
 #include "handshake/action_frame.h"
 #include "handshake/base_side.h"
 #include "handshake/unit_side.h"
@@ -30,7 +29,9 @@ constexpr std::array<ModeRow, ONBOARD_MODE_COUNT> MODES = {{
      .monitor = unconfigured_monitor,
      .settle = settle_unconfigured,
      .rearm = rearm_search,
-     .timer = &mode_timer_fd},
+     .timer = &mode_timer_fd,
+     .timer_unsaid = false,
+     .resumed = nullptr},
     {.mode = ONBOARD_MODE_UNCFG_ACT_HANDSHAKE,
      .onboarding_role = "1",
      .entry = unconfigured_act_handshake_mode_cfg,
@@ -39,7 +40,9 @@ constexpr std::array<ModeRow, ONBOARD_MODE_COUNT> MODES = {{
      .monitor = unconfigured_monitor,
      .settle = nullptr,
      .rearm = rearm_handshake,
-     .timer = &context.act_timer_fd},
+     .timer = &context.act_timer_fd,
+     .timer_unsaid = false,
+     .resumed = nullptr},
     {.mode = ONBOARD_MODE_TEMP_ROUTER,
      .onboarding_role = "2",
      .entry = temp_router_mode_cfg,
@@ -48,7 +51,9 @@ constexpr std::array<ModeRow, ONBOARD_MODE_COUNT> MODES = {{
      .monitor = temp_router_monitor,
      .settle = settle_temp_router,
      .rearm = rearm_internet_watchdog,
-     .timer = &mode_timer_fd},
+     .timer = &mode_timer_fd,
+     .timer_unsaid = false,
+     .resumed = say_temp_router_resumed},
     {.mode = ONBOARD_MODE_TEMP_SATELLITE,
      .onboarding_role = "3",
      .entry = temp_sat_mode_cfg,
@@ -57,7 +62,9 @@ constexpr std::array<ModeRow, ONBOARD_MODE_COUNT> MODES = {{
      .monitor = temp_sat_monitor,
      .settle = settle_temp_satellite,
      .rearm = rearm_backhaul_watchdog,
-     .timer = &mode_timer_fd},
+     .timer = &mode_timer_fd,
+     .timer_unsaid = false,
+     .resumed = say_temp_satellite_resumed},
     {.mode = ONBOARD_MODE_TEMP_ETH_SATELLITE,
      .onboarding_role = "4",
      .entry = temp_sat_mode_cfg,
@@ -66,7 +73,9 @@ constexpr std::array<ModeRow, ONBOARD_MODE_COUNT> MODES = {{
      .monitor = temp_sat_monitor,
      .settle = settle_temp_eth_satellite,
      .rearm = rearm_backhaul_watchdog,
-     .timer = &mode_timer_fd},
+     .timer = &mode_timer_fd,
+     .timer_unsaid = false,
+     .resumed = say_temp_satellite_resumed},
     {.mode = ONBOARD_MODE_BASE,
      .onboarding_role = "5",
      .entry = temp_router_mode_cfg,
@@ -74,8 +83,10 @@ constexpr std::array<ModeRow, ONBOARD_MODE_COUNT> MODES = {{
      .operations = BASE_OPERATIONS,
      .monitor = onboarding_window_check,
      .settle = settle_base,
-     .rearm = nullptr,
-     .timer = nullptr},
+     .rearm = rearm_internet_watchdog,
+     .timer = &mode_timer_fd,
+     .timer_unsaid = true,
+     .resumed = nullptr},
     {.mode = ONBOARD_MODE_SATELLITE,
      .onboarding_role = "6",
      .entry = nullptr,
@@ -84,7 +95,9 @@ constexpr std::array<ModeRow, ONBOARD_MODE_COUNT> MODES = {{
      .monitor = nullptr,
      .settle = nullptr,
      .rearm = nullptr,
-     .timer = nullptr},
+     .timer = &mode_timer_fd,
+     .timer_unsaid = true,
+     .resumed = nullptr},
 }};
 
 constexpr bool rows_stand_at_their_mode() {

@@ -39,6 +39,14 @@ struct TargetBssInfo {
   std::array<char, 16> bh_akm;
 };
 
+// How far the unit's handshake has come, by what it waits for.
+enum HandshakeStage : std::uint32_t {
+  STAGE_NONE = 0,
+  STAGE_AWAIT_1001 = 1,  // operation 1000 sent
+  STAGE_AWAIT_1004 = 3,  // operation 1002 sent
+  STAGE_AWAIT_1003 = 5,  // operation 1004 received
+};
+
 struct OnboardContext {
   std::uint32_t onboarding_active;  // 1 while the base's onboarding window is open
   std::uint32_t wan_fail_count;     // consecutive failed Internet checks
@@ -47,7 +55,7 @@ struct OnboardContext {
   OnboardMode target_role;          // the mode that role_bakery shall change to
   std::int32_t candidate_count;     // rows of the candidate table in use
   TargetBssInfo target;
-  std::uint32_t act_stage;     // the unit's handshake: 0 none, 1 sent 1000, 3 sent 1002, 5 got 1004
+  HandshakeStage act_stage;    // the unit's handshake
   std::int32_t act_timer_fd;   // the unit's handshake timer; 0 or less: none
   std::uint32_t need_restart;  // ends the main loop after the turn that sets it
   std::uint32_t act_op_sent;   // last handshake operation sent, for the log

@@ -6,6 +6,8 @@
 
 namespace {
 
+constexpr const char* AS_EVENT_RECVR = "event_recvr";
+
 constexpr std::size_t INTERFACE_SIZE = 16;
 constexpr std::size_t ETHER_TYPE_AT = 28;
 constexpr std::size_t SUBTYPE_AT = 30;
@@ -78,7 +80,7 @@ DriverEventMsg decode_message(ByteView datagram) {
 bool decode_driver_event(ByteView datagram, DriverEventDatagram& out) {
   const std::uint32_t ether_type = ByteReader(datagram, ETHER_TYPE_AT).be16();
   if (ether_type != ETHER_TYPE) {
-    onboard_log("event_recvr", __LINE__, "Unknown recved ether type %x\n", ether_type);
+    ONBOARD_LOG_AS(AS_EVENT_RECVR, "Unknown recved ether type %x\n", ether_type);
     return false;
   }
   if (!mevent_validate_wlpvt_message(datagram)) {

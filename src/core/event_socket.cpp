@@ -19,6 +19,8 @@
 
 namespace {
 
+constexpr const char* AS_EVENT_RECVR = "event_recvr";
+
 constexpr int RECEIVE_BUFFER = 1 << 20;
 
 int bind_loopback(int fd) {
@@ -49,7 +51,7 @@ int fail_select(int error, timeval timeout) {
   const auto kind = static_cast<std::size_t>(error) % reported_select_failures.size();
   if (!reported_select_failures.test(kind)) {
     reported_select_failures.set(kind);
-    onboard_log("event_recvr", __LINE__, "select failed: %s\n", strerror(error));
+    ONBOARD_LOG_AS(AS_EVENT_RECVR, "select failed: %s\n", strerror(error));
   }
   (void)select(0, nullptr, nullptr, nullptr, &timeout);
   return -1;
@@ -77,7 +79,7 @@ int wait_readable(int fd, timeval& timeout) {
 int hand_to_mode(OnboardMode mode, const DriverEventDatagram& datagram) {
   const ModeRow* row = mode_row(mode);
   if (row == nullptr) {
-    onboard_log("event_recvr", __LINE__, "Unknown mode: %d\n", static_cast<int>(mode));
+    ONBOARD_LOG_AS(AS_EVENT_RECVR, "Unknown mode: %d\n", static_cast<int>(mode));
     return -1;
   }
   if (row->event_handler != nullptr) {

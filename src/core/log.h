@@ -18,7 +18,13 @@ void onboard_log(const char* func, int line, const char* format, ...)
 // Appends `text` and `end` as they stand, as one message: no prefix, any length.
 void onboard_log_bare(const char* text, const char* end = "");
 
-// onboard_log with the name of the function it stands in and its line.
-#define ONBOARD_LOG(...) onboard_log(static_cast<const char*>(__func__), __LINE__, __VA_ARGS__)
+// The name of the function it stands in.
+#define SPEAKER static_cast<const char*>(__func__)
+
+// onboard_log under the speaker's name and with this line's number. Readers and tools find a
+// message by the operation that speaks, so what is split off from an operation goes on speaking in
+// its name.
+#define ONBOARD_LOG_AS(speaker, ...) onboard_log(speaker, __LINE__, __VA_ARGS__)
+#define ONBOARD_LOG(...) ONBOARD_LOG_AS(SPEAKER, __VA_ARGS__)
 
 #endif

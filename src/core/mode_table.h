@@ -30,9 +30,11 @@ struct ModeRow {
   std::span<const Operation> operations;  // empty: action frames are ignored
   void (*monitor)();                      // the role monitor's check of each turn, or none
   void (*settle)(OnboardMode old_mode);   // configuration written after the entry, or none
-  void (*rearm)();  // makes the timer, on entry and when the system has refused it, or none
-  int* timer;       // descriptor deleted when the mode is left; none: `mode_timer_fd`, with a line
-                    // that no timer is alive
+  void (*rearm)();    // makes the timer, on entry and when the system has refused it, or none
+  int* timer;         // descriptor of the timer that leaving the mode deletes
+  bool timer_unsaid;  // leaving it says that no timer is alive, whatever there is to delete
+  void (*resumed)();  // says that a unit not yet installed starts in this mode again; none: it
+                      // starts anew
 };
 
 // The row of a mode, or none for a value that is not a mode.

@@ -17,6 +17,8 @@
 
 namespace {
 
+constexpr const char* AS_ADD_TIMER = "add_timer";
+
 struct TimerSlot {
   TimerEntry entry;
   std::uint32_t generation;  // differs for every timer that was ever stored
@@ -136,7 +138,7 @@ const char* told_refusal = nullptr;  // the last, until a timer is granted
 int refuse_timer(const char* why) {
   if (why != told_refusal) {
     told_refusal = why;
-    onboard_log("add_timer", __LINE__, "no timer: %s: %s\n", why, strerror(errno));
+    ONBOARD_LOG_AS(AS_ADD_TIMER, "no timer: %s: %s\n", why, strerror(errno));
   }
   return -1;
 }

@@ -7,6 +7,10 @@
 
 #include "core/bytes.h"
 
+// Writes two lower-case digits for each byte of `in` and a NUL into `out`, which holds more than
+// twice as many characters as there are bytes.
+void write_hex(ByteView in, std::span<char> out);
+
 // Writes two lower-case digits for each byte of `in` and a NUL into `out`, and prints the text on
 // standard output. With no bytes nothing is written.
 // Returns 0, or -1 with a line on standard output, and `out` untouched, when `out` does not hold

@@ -3,20 +3,21 @@
 #include <strings.h>
 
 #include <cstdio>
-#include <cstring>
 
 #include "core/log.h"
 #include "core/shell.h"
 #include "discovery/candidate_table.h"
 #include "discovery/target_base.h"
 #include "discovery/vendor_ie.h"
-#include "handshake/act_frame_parser.h"
 #include "platform_onboarding.h"
 #include "role/role_monitor.h"
 
 bool gg_swap = false;
 
 namespace {
+
+constexpr const char* AS_PARSE_PLON_IE_FROM_PROBE = "parse_plon_ie_from_probe";
+constexpr const char* AS_UNCFG_REGISTER = "uncfg_register";
 
 // Probe request data: a 16-byte receive descriptor, the 24-byte management header, the elements.
 constexpr std::size_t PROBE_ELEMENTS_AT = 40;
@@ -73,13 +74,12 @@ void add_candidate(const MacText& sta) {
 }
 
 void examine_probe_element(ByteView elem, const MacText& sta) {
-  constexpr const char* self = "parse_plon_ie_from_probe";
-  onboard_log(self, __LINE__, "[Pelion OUI detect]\n");
+  ONBOARD_LOG_AS(AS_PARSE_PLON_IE_FROM_PROBE, "[Pelion OUI detect]\n");
   PelionIe ie{};
   copy_plon_ie(elem, ie);
   dump_plon_ie(ie);
   if (is_advertised_by(ie, PROD_ID_UNIT)) {
-    onboard_log(self, __LINE__, "Receive Mesh onboarding Probe Request!!.\n");
+    ONBOARD_LOG_AS(AS_PARSE_PLON_IE_FROM_PROBE, "Receive Mesh onboarding Probe Request!!.\n");
     add_candidate(sta);
   }
 }
@@ -87,14 +87,13 @@ void examine_probe_element(ByteView elem, const MacText& sta) {
 void switch_to_channel(std::uint8_t channel) {
   std::array<char, 64> command{};
   (void)snprintf(command.data(), command.size(), "wl csa 0 5 %d", channel);
-  onboard_log("uncfg_register", __LINE__, "%s\n", command.data());
+  ONBOARD_LOG_AS(AS_UNCFG_REGISTER, "%s\n", command.data());
   run_command(command.data());
 }
 
 void join_base(const MacText& bssid, std::uint16_t chanspec) {
-  constexpr const char* self = "uncfg_register";
-  onboard_log(self, __LINE__, "Found Mesh onboarding!!\n");
-  onboard_log(self, __LINE__, "==========================================\n");
+  ONBOARD_LOG_AS(AS_UNCFG_REGISTER, "Found Mesh onboarding!!\n");
+  ONBOARD_LOG_AS(AS_UNCFG_REGISTER, "==========================================\n");
   set_target_base(bssid, static_cast<std::uint8_t>(chanspec & 0xFFU));
   dump_target_bss_info();
   switch_to_channel(context.target.channel);
@@ -109,49 +108,31 @@ ByteView find_base_element(ByteView record, const BssRecord& bss) {
 }
 
 void examine_scan_record(ByteView record) {
-  constexpr const char* self = "uncfg_register";
   const BssRecord bss = decode_record(record);
   MacText bssid{};
   ether_etoa(bss.bssid.data(), bssid.data());
   if (strncasecmp(bssid.data(), "FF:FF:FF:FF:FF:FF", 17) == 0) {
-    onboard_log(self, __LINE__, "BSSID: %s, ignore it.\n", bssid.data());
+    ONBOARD_LOG_AS(AS_UNCFG_REGISTER, "BSSID: %s, ignore it.\n", bssid.data());
     return;
   }
-  onboard_log(self, __LINE__, "BSSID: %s chanspec: 0x%04x\n", bssid.data(), bss.chanspec);
-  onboard_log(self, __LINE__, "pkt_len: %x ie length: %x ie_offset: %x \n\n", bss.length,
-              bss.ie_length, bss.ie_offset);
+  ONBOARD_LOG_AS(AS_UNCFG_REGISTER, "BSSID: %s chanspec: 0x%04x\n", bssid.data(), bss.chanspec);
+  ONBOARD_LOG_AS(AS_UNCFG_REGISTER, "pkt_len: %x ie length: %x ie_offset: %x \n\n", bss.length,
+                 bss.ie_length, bss.ie_offset);
   const ByteView elem = find_base_element(record, bss);
   if (elem.empty()) {
     return;
   }
   PelionIe ie{};
   copy_plon_ie(elem, ie);
-  onboard_log(self, __LINE__, "============Got Pelion IE================\n");
+  ONBOARD_LOG_AS(AS_UNCFG_REGISTER, "============Got Pelion IE================\n");
   dump_plon_ie(ie);
-  onboard_log(self, __LINE__, "==========================================\n");
+  ONBOARD_LOG_AS(AS_UNCFG_REGISTER, "==========================================\n");
   if (is_advertised_by(ie, PROD_ID_BASE)) {
     join_base(bssid, bss.chanspec);
   }
 }
 
 }  // namespace
-
-int router_register(const char* interface, const DriverEventMsg& event) {
-  const MacText sta = sta_text(event.addr);
-  if (event.event_type == WLC_E_PROBE_REQUEST) {
-    if (strncmp(interface, "wl0", 3) == 0 && !event.data.empty()) {
-      parse_plon_ie_from_probe(event, sta);
-    }
-  } else if (event.event_type == WLC_E_ACTION_FRAME) {
-    ONBOARD_LOG("[recved brcm event]: WLC_E_ACTION_FRAME on %s STA: %s\n", interface, sta.data());
-    if (is_vendor_public_action(event.data)) {
-      parse_act_frame(event, sta.data());
-    }
-  } else {
-    ONBOARD_LOG("recved event type 0x%x on %s\n", event.event_type, interface);
-  }
-  return 0;
-}
 
 int parse_plon_ie_from_probe(const DriverEventMsg& event, const MacText& sta) {
   const ByteView elements = clipped(event.data, PROBE_ELEMENTS_AT);
@@ -164,22 +145,12 @@ int parse_plon_ie_from_probe(const DriverEventMsg& event, const MacText& sta) {
   return 0;
 }
 
-int uncfg_register(const char* interface, const DriverEventMsg& event) {
-  const MacText sta = sta_text(event.addr);
-  if (event.event_type != WLC_E_ESCAN_RESULT) {
-    return 0;
-  }
-  ONBOARD_LOG("recved brcm event: WLC_E_ESCAN_RESULT on %s STA: %s\n", interface, sta.data());
-  if (strcmp(interface, "wl0") != 0) {
-    ONBOARD_LOG("ignore escanresult from: %s\n", interface);
-    return 0;
-  }
+void examine_scan_result(const DriverEventMsg& event) {
   if (event.status != SCAN_COMPLETE && event.status != SCAN_PARTIAL) {
-    return 0;
+    return;
   }
   const ByteView record = clipped(event.data, SCAN_HEADER);
   if (record.size() >= RECORD_MIN) {
     examine_scan_record(record);
   }
-  return 0;
 }

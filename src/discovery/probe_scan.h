@@ -1,4 +1,4 @@
-// The driver event handlers by which base and un-configured unit find each other.
+// How base and un-configured unit find each other in what the driver reports.
 //
 // The base watches probe requests for the unit's element and puts the sender into the candidate
 // table; the unit watches scan results for the base's element and, at the first, goes to the base's
@@ -13,11 +13,9 @@
 // swapped. Nothing in the daemon sets it. The event message is big-endian either way.
 extern bool gg_swap;
 
-// Event handler of a base: probe requests on wl0, and action frames. Returns 0.
-int router_register(const char* interface, const DriverEventMsg& event);
-
-// Event handler of an un-configured unit: scan results on wl0. Returns 0.
-int uncfg_register(const char* interface, const DriverEventMsg& event);
+// Takes one scan result: at the base's element the unit goes to the base's channel and changes its
+// mode. A status of neither a record nor the scan's end is passed over.
+void examine_scan_result(const DriverEventMsg& event);
 
 // Adds the sender `sta` of a probe request to the candidate table, once for each of its elements
 // that is the unit's. Returns 0.

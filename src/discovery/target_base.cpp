@@ -4,7 +4,7 @@
 
 void set_target_base(const MacText& bssid, std::uint8_t channel) {
   context.target = TargetBssInfo{};
-  context.act_stage = 0;
+  context.act_stage = STAGE_NONE;
   context.act_timer_fd = 0;
   context.target.channel = channel;
   context.target.bssid = bssid;

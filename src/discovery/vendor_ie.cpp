@@ -7,7 +7,6 @@
 
 namespace {
 
-constexpr std::uint8_t VENDOR_SPECIFIC = 0xDD;
 constexpr std::size_t HEADER = 2;
 
 bool starts_with(ByteView bytes, ByteView prefix) {
@@ -106,8 +105,8 @@ void dump_plon_ie(const PelionIe& ie) {
   ONBOARD_LOG("==========================================\n");
 }
 
-void log_ie_bytes(const char* func, int line, ByteView elem) {
-  onboard_log(func, line, "ie:");
+void log_ie_bytes(const char* speaker, ByteView elem) {
+  ONBOARD_LOG_AS(speaker, "ie:");
   std::array<char, 3 * PLON_IE_SIZE + 1> text{};
   std::size_t at = 0;
   for (const std::uint8_t byte : clipped(elem, 0, PLON_IE_SIZE)) {

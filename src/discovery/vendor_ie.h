@@ -1,21 +1,8 @@
-// The vendor information element by which base and unit recognise each other, and the one walker
+// What is done with a received vendor element (core/pelion_element.h draws it), and the one walker
 // over lists of elements.
-//
-// The element as it stands on the air, all single bytes:
-//
-//   0  1  id             0xDD, vendor specific
-//   1  1  len            bytes that follow, 11
-//   2  3  oui            02:7E:91
-//   5  3  reserved       0
-//   8  1  version        3
-//   9  1  prod_type      8
-//  10  1  prod_id        role of the sender: 1 base, 2 un-configured unit
-//  11  1  ifname         1
-//  12  1  plon_vie_data  1 in advertised elements and operation 1000, 2 in operation 1002
 //
 // Of a received element only oui, prod_type, prod_id and plon_vie_data decide; reserved, version
 // and ifname are never looked at. An element shorter than 13 bytes counts as if zeros followed.
-// (Elements: IEEE Std 802.11-2020, 9.4.2; vendor specific: 9.4.2.25.)
 #ifndef VORLENT_DISCOVERY_VENDOR_IE_H
 #define VORLENT_DISCOVERY_VENDOR_IE_H
 
@@ -23,15 +10,7 @@
 #include <cstdint>
 
 #include "core/bytes.h"
-
-inline constexpr std::array<std::uint8_t, 3> PELION_OUI = {0x02, 0x7E, 0x91};
-inline constexpr std::size_t PLON_IE_SIZE = 13;
-
-inline constexpr std::uint8_t PROD_TYPE_MESH = 8;
-inline constexpr std::uint8_t PROD_ID_BASE = 1;
-inline constexpr std::uint8_t PROD_ID_UNIT = 2;
-inline constexpr std::uint8_t VIE_DATA_ADVERTISED = 1;  // also in operation 1000
-inline constexpr std::uint8_t VIE_DATA_SEALED = 2;      // inside operation 1002
+#include "core/pelion_element.h"
 
 struct PelionIe {
   std::uint8_t id;
@@ -72,7 +51,7 @@ bool is_advertised_by(const PelionIe& ie, std::uint8_t prod_id);
 // Logs every field.
 void dump_plon_ie(const PelionIe& ie);
 
-// Logs "ie:" and the bytes of an element in hexadecimal, for the operation `func`; no line feed.
-void log_ie_bytes(const char* func, int line, ByteView elem);
+// Logs "ie:" and the bytes of an element in hexadecimal, as `speaker`; no line feed.
+void log_ie_bytes(const char* speaker, ByteView elem);
 
 #endif

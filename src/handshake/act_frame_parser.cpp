@@ -2,19 +2,19 @@
 
 #include "core/log.h"
 #include "core/mode_table.h"
-#include "discovery/vendor_ie.h"
+#include "core/pelion_element.h"
 #include "handshake/action_frame.h"
 
 namespace {
 
-constexpr std::uint8_t CATEGORY_PUBLIC = 0x04;
-constexpr std::uint8_t ACTION_VENDOR_SPECIFIC = 0x09;
+constexpr const char* AS_PARSE_ACT_FRAME = "parse_act_frame";
+
 constexpr std::size_t OUI_AT = 2;
 
 int drop_frame(const char* field, std::size_t size, const char* sta) {
-  onboard_log("parse_act_frame", __LINE__,
-              "drop action frame of %d bytes from STA: %s: %s cut off or too large\n",
-              static_cast<int>(size), sta, field);
+  ONBOARD_LOG_AS(AS_PARSE_ACT_FRAME,
+                 "drop action frame of %d bytes from STA: %s: %s cut off or too large\n",
+                 static_cast<int>(size), sta, field);
   return -1;
 }
 
@@ -28,8 +28,7 @@ int dispatch_operation(const ActionFramePayload& payload, const char* sta) {
       return operation.handler(payload, sta);
     }
   }
-  onboard_log("parse_act_frame", __LINE__, "Unsupport attr_id:%X from STA: %s\n", payload.attr_id,
-              sta);
+  ONBOARD_LOG_AS(AS_PARSE_ACT_FRAME, "Unsupport attr_id:%X from STA: %s\n", payload.attr_id, sta);
   return -1;
 }
 
@@ -38,18 +37,6 @@ int dispatch_operation(const ActionFramePayload& payload, const char* sta) {
 bool is_vendor_public_action(ByteView frame) {
   return frame.size() >= OUI_AT && frame[0] == CATEGORY_PUBLIC &&
          frame[1] == ACTION_VENDOR_SPECIFIC;
-}
-
-int uncfg_act_handshake_register(const char* interface, const DriverEventMsg& event) {
-  const MacText sta = sta_text(event.addr);
-  if (event.event_type != WLC_E_ACTION_FRAME) {
-    return 0;
-  }
-  ONBOARD_LOG("[recved brcm event]: WLC_E_ACTION_FRAME on %s STA: %s\n", interface, sta.data());
-  if (is_vendor_public_action(event.data)) {
-    parse_act_frame(event, sta.data());
-  }
-  return 0;
 }
 
 int parse_act_frame(const DriverEventMsg& event, const char* sta) {

@@ -11,9 +11,6 @@
 // True for the body of a vendor specific public action frame, whoever the vendor.
 bool is_vendor_public_action(ByteView frame);
 
-// Event handler of a unit in the handshake. Returns 0.
-int uncfg_act_handshake_register(const char* interface, const DriverEventMsg& event);
-
 // Parses the frame of an event for which is_vendor_public_action holds and runs the handler of its
 // operation; `sta` is the sender's STA text. Returns the handler's result, or -1.
 int parse_act_frame(const DriverEventMsg& event, const char* sta);

@@ -1,9 +1,12 @@
 #include "handshake/action_frame.h"
 
 #include <algorithm>
+#include <cstdio>
 
 #include "core/context.h"
 #include "core/log.h"
+#include "core/pelion_element.h"
+#include "core/shell.h"
 #include "crypto/hex.h"
 
 namespace {
@@ -79,6 +82,24 @@ FrameHex frame_hex(ByteView buffer, std::uint16_t length) {
   bytes_to_hex_string(buffer, hex);
   hex[std::min(2 * std::size_t{length}, hex.size() - 1)] = '\0';
   return hex;
+}
+
+void send_action_frame(const char* speaker, const OutgoingFrame& frame) {
+  std::array<char, 4096> command{};
+  std::size_t at = 0;
+  const auto append = [&command, &at](const char* format, auto... values) {
+    at += static_cast<std::size_t>(snprintf(&command[at], command.size() - at, format, values...));
+  };
+  append("wl actframe %s %02x%02x%02x%02x%02x%04x", frame.sta, CATEGORY_PUBLIC,
+         ACTION_VENDOR_SPECIFIC, PELION_OUI[0], PELION_OUI[1], PELION_OUI[2], frame.attr_id);
+  if (frame.data_hex != nullptr) {
+    append("%04x%s", frame.data_len, frame.data_hex);
+  }
+  if (frame.channel != CURRENT_CHANNEL) {
+    append(" %d", frame.channel);
+  }
+  ONBOARD_LOG_AS(speaker, "cmd: %s\n", command.data());
+  run_command(command.data());
 }
 
 int act_op_tracker(std::uint32_t send, std::uint32_t wait) {

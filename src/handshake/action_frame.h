@@ -27,6 +27,8 @@
 
 #include "core/bytes.h"
 
+inline constexpr std::uint8_t CATEGORY_PUBLIC = 0x04;
+inline constexpr std::uint8_t ACTION_VENDOR_SPECIFIC = 0x09;
 inline constexpr std::size_t ACT_FRAME_DATA_MAX = 1800;
 
 inline constexpr std::uint16_t ATTR_ID_1000 = 0x1000;
@@ -56,14 +58,24 @@ void dump_act_frame_payload(const ActionFramePayload& payload);
 // nothing. Returns 0.
 int act_op_tracker(std::uint32_t send, std::uint32_t wait);
 
-// How senders hand a frame to the wireless utility: the frame body in hexadecimal, from the
-// category on, with room for four blocks of data.
-using FrameCommand = std::array<char, 4096>;
-using FrameHex = std::array<char, 2049>;
-inline constexpr const char* FRAME_HEAD = "0409027e91";  // category, public action, OUI
+using FrameHex = std::array<char, 2049>;  // room for four blocks of data
 
 // The first `length` bytes of `buffer`, 1,024 at most, in hexadecimal. Prints the whole buffer, as
 // bytes_to_hex_string does.
 FrameHex frame_hex(ByteView buffer, std::uint16_t length);
+
+inline constexpr int CURRENT_CHANNEL = -1;
+
+struct OutgoingFrame {
+  const char* sta;  // the receiver's MAC text
+  std::uint16_t attr_id;
+  const char* data_hex;  // none: the frame ends after attr_id
+  std::uint16_t data_len;
+  int channel;  // number of the channel to send on, or CURRENT_CHANNEL
+};
+
+// Hands a frame to the wireless utility, its body in hexadecimal from the category on, and logs the
+// command as `speaker`.
+void send_action_frame(const char* speaker, const OutgoingFrame& frame);
 
 #endif

@@ -1,11 +1,9 @@
 #include "handshake/base_side.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include "core/context.h"
 #include "core/log.h"
-#include "core/shell.h"
 #include "crypto/rsa_helpers.h"
 #include "discovery/candidate_table.h"
 #include "discovery/vendor_ie.h"
@@ -14,6 +12,9 @@
 #include "platform_onboarding.h"
 
 namespace {
+
+constexpr const char* AS_ACT_OP_1002_HANDLER = "act_op_1002_handler";
+constexpr const char* AS_ACT_OP_1003_SENDER = "act_op_1003_sender";
 
 PelionIe expected_element(std::uint8_t plon_vie_data) {
   PelionIe expected{};
@@ -36,19 +37,18 @@ CandidateEntry* find_candidate(const char* sta) {
 }
 
 void log_sat_key_content(const RsaBuffer& plaintext, std::uint16_t length) {
-  constexpr const char* self = "act_op_1002_handler";
   const ByteView key_text = clipped(plaintext, SAT_KEY_HEADERS);
-  onboard_log(self, __LINE__, "decode(%d):\n%.*s\n", length, text_size(plaintext),
-              as_text(plaintext));
-  onboard_log(self, __LINE__, "tag#1: %02x\n", plaintext[0]);
-  onboard_log(self, __LINE__, "len: %02x %02x\n", plaintext[1], plaintext[2]);
-  log_ie_bytes(self, __LINE__, sat_key_element(plaintext));
-  onboard_log(self, __LINE__, "tag#2: %02x\n", plaintext[16]);
-  onboard_log(self, __LINE__, "len: %02x %02x\n", plaintext[17], plaintext[18]);
-  onboard_log(self, __LINE__, "pub key: %.*s\n", text_size(key_text), as_text(key_text));
-  onboard_log(self, __LINE__, "tag_1:%x", plaintext[0]);
-  onboard_log(self, __LINE__, "len:%d(%d)", plaintext[1] << 8 | plaintext[2],
-              static_cast<int>(PLON_IE_SIZE));
+  ONBOARD_LOG_AS(AS_ACT_OP_1002_HANDLER, "decode(%d):\n%.*s\n", length, text_size(plaintext),
+                 as_text(plaintext));
+  ONBOARD_LOG_AS(AS_ACT_OP_1002_HANDLER, "tag#1: %02x\n", plaintext[0]);
+  ONBOARD_LOG_AS(AS_ACT_OP_1002_HANDLER, "len: %02x %02x\n", plaintext[1], plaintext[2]);
+  log_ie_bytes(AS_ACT_OP_1002_HANDLER, sat_key_element(plaintext));
+  ONBOARD_LOG_AS(AS_ACT_OP_1002_HANDLER, "tag#2: %02x\n", plaintext[16]);
+  ONBOARD_LOG_AS(AS_ACT_OP_1002_HANDLER, "len: %02x %02x\n", plaintext[17], plaintext[18]);
+  ONBOARD_LOG_AS(AS_ACT_OP_1002_HANDLER, "pub key: %.*s\n", text_size(key_text), as_text(key_text));
+  ONBOARD_LOG_AS(AS_ACT_OP_1002_HANDLER, "tag_1:%x", plaintext[0]);
+  ONBOARD_LOG_AS(AS_ACT_OP_1002_HANDLER, "len:%d(%d)", plaintext[1] << 8 | plaintext[2],
+                 static_cast<int>(PLON_IE_SIZE));
 }
 
 // The key of a station that is in the table; whatever it had before is gone.
@@ -56,8 +56,8 @@ void store_key(CandidateEntry& candidate, ByteView key) {
   candidate.stage = CANDIDATE_KEY_STORED;
   candidate.key_len = static_cast<std::uint16_t>(key.size());
   copy_text(candidate.pub_key, key);
-  onboard_log("act_op_1002_handler", __LINE__, "pub_key(%d):%s", candidate.key_len,
-              candidate.pub_key.data());
+  ONBOARD_LOG_AS(AS_ACT_OP_1002_HANDLER, "pub_key(%d):%s", candidate.key_len,
+                 candidate.pub_key.data());
 }
 
 void accept_sat_key(ByteView key, const char* sta) {
@@ -77,35 +77,33 @@ bool units_can_hold(ByteView content) {
   }
   const char* unfit = unfit_bh_setting(elements);
   if (unfit != nullptr) {
-    onboard_log("act_op_1003_sender", __LINE__,
-                "push refused: NVRAM %s is longer than a unit can hold\n", unfit);
+    ONBOARD_LOG_AS(AS_ACT_OP_1003_SENDER, "push refused: NVRAM %s is longer than a unit can hold\n",
+                   unfit);
   }
   return unfit == nullptr;
 }
 
 // Encrypts the content for one candidate and sends it.
 void push_to(const CandidateEntry& candidate, ByteView content) {
-  constexpr const char* self = "act_op_1003_sender";
   RsaBuffer cipher{};
   std::uint16_t cipher_len = 0;
   const ByteView key = as_bytes(candidate.pub_key.data(), candidate.key_len);
   rsa_encrypt_by_pub_key(key, content, cipher, cipher_len);
   const FrameHex hex = frame_hex(cipher, cipher_len);
-  onboard_log(self, __LINE__, "sat_key_encrypt_len:%d\n", cipher_len);
-  FrameCommand command{};
-  (void)snprintf(command.data(), command.size(), "wl actframe %s %s%04x%04x%s",
-                 candidate.mac.data(), FRAME_HEAD, ATTR_ID_1003, cipher_len, hex.data());
-  onboard_log(self, __LINE__, "cmd: %s\n", command.data());
-  run_command(command.data());
+  ONBOARD_LOG_AS(AS_ACT_OP_1003_SENDER, "sat_key_encrypt_len:%d\n", cipher_len);
+  send_action_frame(AS_ACT_OP_1003_SENDER, {.sta = candidate.mac.data(),
+                                            .attr_id = ATTR_ID_1003,
+                                            .data_hex = hex.data(),
+                                            .data_len = cipher_len,
+                                            .channel = CURRENT_CHANNEL});
 }
 
 void push_if_possible(const CandidateEntry& candidate, ByteView content) {
-  constexpr const char* self = "act_op_1003_sender";
-  onboard_log(self, __LINE__, "%s \n", candidate.pub_key.data());
+  ONBOARD_LOG_AS(AS_ACT_OP_1003_SENDER, "%s \n", candidate.pub_key.data());
   if (candidate.pub_key[0] == '\0') {
-    onboard_log(self, __LINE__, " client_pub_key = NULL \r\n");
+    ONBOARD_LOG_AS(AS_ACT_OP_1003_SENDER, " client_pub_key = NULL \r\n");
   } else if (check_mac_in_candidate_satellite(candidate.mac.data()) == 0) {
-    onboard_log(self, __LINE__, " mac not found \r\n");
+    ONBOARD_LOG_AS(AS_ACT_OP_1003_SENDER, " mac not found \r\n");
   } else {
     push_to(candidate, content);
   }
@@ -137,11 +135,11 @@ int act_op_1001_sender(const char* sta) {
   std::uint16_t key_len = 0;
   read_pub_key_to_memory(key, key_len);
   const FrameHex hex = frame_hex(key, key_len);
-  FrameCommand command{};
-  (void)snprintf(command.data(), command.size(), "wl actframe %s %s%04x%04x%s", sta, FRAME_HEAD,
-                 ATTR_ID_1001, key_len, hex.data());
-  ONBOARD_LOG("cmd: %s\n", command.data());
-  run_command(command.data());
+  send_action_frame(SPEAKER, {.sta = sta,
+                              .attr_id = ATTR_ID_1001,
+                              .data_hex = hex.data(),
+                              .data_len = key_len,
+                              .channel = CURRENT_CHANNEL});
   return 0;
 }
 
@@ -190,11 +188,11 @@ int act_op_1003_sender() {
 
 int act_op_1004_sender(const char* sta) {
   act_op_tracker(1004, 0);
-  FrameCommand command{};
-  (void)snprintf(command.data(), command.size(), "wl actframe %s %s%04x", sta, FRAME_HEAD,
-                 ATTR_ID_1004);
-  ONBOARD_LOG("cmd: %s\n", command.data());
-  run_command(command.data());
+  send_action_frame(SPEAKER, {.sta = sta,
+                              .attr_id = ATTR_ID_1004,
+                              .data_hex = nullptr,
+                              .data_len = 0,
+                              .channel = CURRENT_CHANNEL});
   return 0;
 }
 

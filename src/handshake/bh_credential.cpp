@@ -8,6 +8,8 @@
 
 namespace {
 
+constexpr const char* AS_GENERATE_BH_CREDENTIAL_CONTENT = "generate_bh_credential_content";
+
 constexpr std::size_t ELEMENT_HEADER = 3;
 
 struct Setting {
@@ -36,14 +38,13 @@ std::size_t append_element(RsaBuffer& buf, std::size_t at, std::uint8_t tag, con
 }
 
 void log_built_content(const CredentialElements& elements) {
-  constexpr const char* self = "generate_bh_credential_content";
   for (std::size_t i = 0; i < elements.size(); ++i) {
     const CredentialElement& element = elements[i];
-    onboard_log(self, __LINE__, "tag:%02x\n", element.tag);
-    onboard_log(self, __LINE__, "tag_len:%02x %02x\n", element.length >> 8U,
-                element.length & 0xFFU);
-    onboard_log(self, __LINE__, "%s: %.*s\n", SETTINGS[i].label, text_size(element.value),
-                as_text(element.value));
+    ONBOARD_LOG_AS(AS_GENERATE_BH_CREDENTIAL_CONTENT, "tag:%02x\n", element.tag);
+    ONBOARD_LOG_AS(AS_GENERATE_BH_CREDENTIAL_CONTENT, "tag_len:%02x %02x\n", element.length >> 8U,
+                   element.length & 0xFFU);
+    ONBOARD_LOG_AS(AS_GENERATE_BH_CREDENTIAL_CONTENT, "%s: %.*s\n", SETTINGS[i].label,
+                   text_size(element.value), as_text(element.value));
   }
 }
 

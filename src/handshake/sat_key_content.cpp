@@ -2,12 +2,11 @@
 
 #include <algorithm>
 
-#include "discovery/vendor_ie.h"
+#include "core/pelion_element.h"
 
 namespace {
 
-constexpr std::array<std::uint8_t, PLON_IE_SIZE> SEALED_ELEMENT = {
-    0xDD, 0x0B, 0x02, 0x7E, 0x91, 0x00, 0x00, 0x00, 0x03, 0x08, 0x02, 0x01, 0x02};
+constexpr PelionElement SEALED_ELEMENT = pelion_element(PROD_ID_UNIT, VIE_DATA_SEALED);
 constexpr std::size_t TAG_AND_LENGTH = 3;
 
 }  // namespace

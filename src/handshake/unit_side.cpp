@@ -1,11 +1,10 @@
 #include "handshake/unit_side.h"
 
-#include <cstdio>
-
 #include "core/context.h"
 #include "core/log.h"
 #include "core/shell.h"
 #include "core/timer_list.h"
+#include "crypto/hex.h"
 #include "crypto/rsa_helpers.h"
 #include "discovery/target_base.h"
 #include "discovery/vendor_ie.h"
@@ -16,17 +15,16 @@
 
 namespace {
 
+constexpr const char* AS_ACT_OP_1002_SENDER = "act_op_1002_sender";
+constexpr const char* AS_ACT_OP_1003_HANDLER = "act_op_1003_handler";
+
 constexpr int RESEND_SECONDS = 5;
 constexpr int RESEND_LIMIT = 6;
 constexpr int CREDENTIAL_WAIT_SECONDS = 900;
 constexpr std::size_t BASE_KEY_MAX = 1023;
 
-constexpr std::uint32_t STAGE_AWAIT_1001 = 1;
-constexpr std::uint32_t STAGE_AWAIT_1004 = 3;
-constexpr std::uint32_t STAGE_AWAIT_1003 = 5;
-
 // The handshake timer of a stage: resends and then gives up, or only gives up.
-TimerEntry handshake_timer(std::uint32_t stage) {
+TimerEntry handshake_timer(HandshakeStage stage) {
   TimerEntry entry{};
   if (stage == STAGE_AWAIT_1003) {
     entry.timeout = CREDENTIAL_WAIT_SECONDS;
@@ -42,11 +40,11 @@ TimerEntry handshake_timer(std::uint32_t stage) {
 }
 
 // The new timer is made before the old one is deleted, so that their numbers differ.
-void arm_handshake_timer(const char* func, std::uint32_t stage) {
+void arm_handshake_timer(const char* speaker, HandshakeStage stage) {
   TimerEntry entry = handshake_timer(stage);
   const int timer = add_timer(epoll_fd, entry);
   if (context.act_timer_fd > 0) {
-    onboard_log(func, __LINE__, "old timerfd detected: fd %d\n", context.act_timer_fd);
+    ONBOARD_LOG_AS(speaker, "old timerfd detected: fd %d\n", context.act_timer_fd);
     del_timer(epoll_fd, context.act_timer_fd);
   }
   context.act_timer_fd = timer;
@@ -58,21 +56,19 @@ ByteView own_public_key(RsaBuffer& buf) {
   std::uint16_t key_len = 0;
   read_pub_key_to_memory(buf, key_len);
   if (key_len > SAT_KEY_MAX) {
-    onboard_log("act_op_1002_sender", __LINE__, "own public key of %d bytes is too long\n",
-                key_len);
+    ONBOARD_LOG_AS(AS_ACT_OP_1002_SENDER, "own public key of %d bytes is too long\n", key_len);
     return {};
   }
   return clipped(buf, 0, key_len);
 }
 
 void log_sat_key_content(const RsaBuffer& content, ByteView key) {
-  constexpr const char* self = "act_op_1002_sender";
-  onboard_log(self, __LINE__, "tag: %02x\n", content[0]);
-  onboard_log(self, __LINE__, "len: %02x %02x\n", content[1], content[2]);
-  log_ie_bytes(self, __LINE__, sat_key_element(content));
-  onboard_log(self, __LINE__, "\ntag:%02x\n", content[16]);
-  onboard_log(self, __LINE__, "len: %02x %02x\n", content[17], content[18]);
-  onboard_log(self, __LINE__, "pub key: %.*s\n", text_size(key), as_text(key));
+  ONBOARD_LOG_AS(AS_ACT_OP_1002_SENDER, "tag: %02x\n", content[0]);
+  ONBOARD_LOG_AS(AS_ACT_OP_1002_SENDER, "len: %02x %02x\n", content[1], content[2]);
+  log_ie_bytes(AS_ACT_OP_1002_SENDER, sat_key_element(content));
+  ONBOARD_LOG_AS(AS_ACT_OP_1002_SENDER, "\ntag:%02x\n", content[16]);
+  ONBOARD_LOG_AS(AS_ACT_OP_1002_SENDER, "len: %02x %02x\n", content[17], content[18]);
+  ONBOARD_LOG_AS(AS_ACT_OP_1002_SENDER, "pub key: %.*s\n", text_size(key), as_text(key));
 }
 
 ByteView base_key() {
@@ -80,33 +76,30 @@ ByteView base_key() {
 }
 
 void send_sat_key(ByteView cipher_buffer, std::uint16_t cipher_len) {
-  constexpr const char* self = "act_op_1002_sender";
   const FrameHex hex = frame_hex(cipher_buffer, cipher_len);
-  onboard_log(self, __LINE__, "sat_key_encrypt_len:%d\n", cipher_len);
-  FrameCommand command{};
-  (void)snprintf(command.data(), command.size(), "wl actframe %s %s%04x%04x%s %d",
-                 context.target.bssid.data(), FRAME_HEAD, ATTR_ID_1002, cipher_len, hex.data(),
-                 context.target.channel);
-  onboard_log(self, __LINE__, "cmd: %s\n", command.data());
-  run_command(command.data());
+  ONBOARD_LOG_AS(AS_ACT_OP_1002_SENDER, "sat_key_encrypt_len:%d\n", cipher_len);
+  send_action_frame(AS_ACT_OP_1002_SENDER, {.sta = context.target.bssid.data(),
+                                            .attr_id = ATTR_ID_1002,
+                                            .data_hex = hex.data(),
+                                            .data_len = cipher_len,
+                                            .channel = context.target.channel});
 }
 
 void log_credentials(const CredentialElements& elements) {
-  constexpr const char* self = "act_op_1003_handler";
   constexpr std::array<const char*, 4> LABELS = {"ssid", "passwd", "crypt", "akm"};
   constexpr std::array<const char*, 4> VALUE_LABELS = {"ssid", "passwd", "crypto", "akm"};
   for (std::size_t i = 0; i < elements.size(); ++i) {
     const CredentialElement& element = elements[i];
-    onboard_log(self, __LINE__, "tag#%d: %02x\n", static_cast<int>(i) + 1, element.tag);
-    onboard_log(self, __LINE__, "%s_len: %d\n", LABELS[i], element.length);
-    onboard_log(self, __LINE__, "%s: %.*s\n", VALUE_LABELS[i], text_size(element.value),
-                as_text(element.value));
+    ONBOARD_LOG_AS(AS_ACT_OP_1003_HANDLER, "tag#%d: %02x\n", static_cast<int>(i) + 1, element.tag);
+    ONBOARD_LOG_AS(AS_ACT_OP_1003_HANDLER, "%s_len: %d\n", LABELS[i], element.length);
+    ONBOARD_LOG_AS(AS_ACT_OP_1003_HANDLER, "%s: %.*s\n", VALUE_LABELS[i], text_size(element.value),
+                   as_text(element.value));
   }
 }
 
 int drop_1003(const char* sta, const char* why, const char* value = "") {
-  onboard_log("act_op_1003_handler", __LINE__, "drop operation 1003 from STA: %s: %s%s\n", sta, why,
-              value);
+  ONBOARD_LOG_AS(AS_ACT_OP_1003_HANDLER, "drop operation 1003 from STA: %s: %s%s\n", sta, why,
+                 value);
   return 0;
 }
 
@@ -114,22 +107,23 @@ int drop_1003(const char* sta, const char* why, const char* value = "") {
 
 int unconfigured_act_handshake_mode_cfg() {
   ONBOARD_LOG("Go to action frame handshake...\n");
-  run_command(DEL_UNIT_ELEMENT);
-  ONBOARD_LOG("%s\n", DEL_UNIT_ELEMENT);
+  run_command(DEL_UNIT_ELEMENT.data());
+  ONBOARD_LOG("%s\n", DEL_UNIT_ELEMENT.data());
   rsa_gen_key_pair();
   act_op_1000_sender();
-  arm_handshake_timer(static_cast<const char*>(__func__), STAGE_AWAIT_1001);
+  arm_handshake_timer(SPEAKER, STAGE_AWAIT_1001);
   return 0;
 }
 
 int act_op_1000_sender() {
   act_op_tracker(1000, 1001);
-  FrameCommand command{};
-  (void)snprintf(command.data(), command.size(), "wl actframe %s %s%04x%s %d",
-                 context.target.bssid.data(), FRAME_HEAD, ATTR_ID_1000,
-                 "000ddd0b027e910000000308020101", context.target.channel);
-  ONBOARD_LOG("cmd: %s\n", command.data());
-  run_command(command.data());
+  std::array<char, 2 * PLON_IE_SIZE + 1> hex{};
+  write_hex(pelion_element(PROD_ID_UNIT, VIE_DATA_ADVERTISED), hex);
+  send_action_frame(SPEAKER, {.sta = context.target.bssid.data(),
+                              .attr_id = ATTR_ID_1000,
+                              .data_hex = hex.data(),
+                              .data_len = PLON_IE_SIZE,
+                              .channel = context.target.channel});
   return 0;
 }
 
@@ -145,7 +139,7 @@ int act_op_1001_handler(const ActionFramePayload& payload, const char* sta) {
   context.target.key_len = payload.data_len;
   dump_target_bss_info();
   act_op_1002_sender(sta);
-  arm_handshake_timer(static_cast<const char*>(__func__), STAGE_AWAIT_1004);
+  arm_handshake_timer(SPEAKER, STAGE_AWAIT_1004);
   return 0;
 }
 
@@ -209,7 +203,7 @@ int act_op_1004_handler(const ActionFramePayload& /*payload*/, const char* /*sta
 }
 
 void rearm_handshake() {
-  arm_handshake_timer("rearm_handshake", context.act_stage);
+  arm_handshake_timer(SPEAKER, context.act_stage);
 }
 
 void act_op_1000_sender_retry(int /*timer_fd*/) {

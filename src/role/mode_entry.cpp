@@ -13,6 +13,8 @@
 
 namespace {
 
+constexpr const char* AS_LOAD_CUR_MODE = "load_cur_mode";
+
 void start_in(OnboardMode mode) {
   context.cur_mode = mode;
   context.target_role = mode;
@@ -20,33 +22,38 @@ void start_in(OnboardMode mode) {
 
 // A unit that is not installed goes on where it was, but a handshake or anything else begins anew.
 void load_mode_before_installation() {
-  if (nvram_is("onboarding_role", "2")) {
-    start_in(ONBOARD_MODE_TEMP_ROUTER);
-    onboard_log("load_cur_mode", __LINE__, "Temp Router mode detected...\n");
-  } else if (nvram_is("onboarding_role", "3")) {
-    start_in(ONBOARD_MODE_TEMP_SATELLITE);
-    onboard_log("load_cur_mode", __LINE__, "Temp Satellite mode detected...\n");
-  } else if (nvram_is("onboarding_role", "4")) {
-    start_in(ONBOARD_MODE_TEMP_ETH_SATELLITE);
-    onboard_log("load_cur_mode", __LINE__, "Temp Satellite mode detected...\n");
-  } else {
-    start_in(ONBOARD_MODE_UNCONFIGURED);
-    onboard_log("load_cur_mode", __LINE__, "Default un-configured mode.\n");
+  for (std::uint32_t mode = 0; mode < ONBOARD_MODE_COUNT; ++mode) {
+    const ModeRow* row = mode_row(static_cast<OnboardMode>(mode));
+    if (row->resumed != nullptr && nvram_is("onboarding_role", row->onboarding_role)) {
+      start_in(row->mode);
+      row->resumed();
+      return;
+    }
   }
+  start_in(ONBOARD_MODE_UNCONFIGURED);
+  ONBOARD_LOG_AS(AS_LOAD_CUR_MODE, "Default un-configured mode.\n");
 }
 
 void load_installed_mode() {
   if (nvram_is("multiap_mode", "2") && nvram_is("enable_mesh_mode", "2") &&
       nvram_is("mesh_role", "satallite")) {
     start_in(ONBOARD_MODE_SATELLITE);
-    onboard_log("load_cur_mode", __LINE__, "Satellite detected...\n");
+    ONBOARD_LOG_AS(AS_LOAD_CUR_MODE, "Satellite detected...\n");
   } else if (nvram_is("multiap_mode", "3") && nvram_is("enable_mesh_mode", "1")) {
     start_in(ONBOARD_MODE_BASE);
-    onboard_log("load_cur_mode", __LINE__, "Base detected...\n");
+    ONBOARD_LOG_AS(AS_LOAD_CUR_MODE, "Base detected...\n");
   }
 }
 
 }  // namespace
+
+void say_temp_router_resumed() {
+  ONBOARD_LOG_AS(AS_LOAD_CUR_MODE, "Temp Router mode detected...\n");
+}
+
+void say_temp_satellite_resumed() {
+  ONBOARD_LOG_AS(AS_LOAD_CUR_MODE, "Temp Satellite mode detected...\n");
+}
 
 int load_cur_mode() {
   if (nvram_is("blank_state", "1")) {
@@ -82,8 +89,8 @@ void rearm_backhaul_watchdog() {
 }
 
 int unconfigured_mode_cfg() {
-  run_command(ADD_UNIT_ELEMENT);
-  ONBOARD_LOG("%s", ADD_UNIT_ELEMENT);
+  run_command(ADD_UNIT_ELEMENT.data());
+  ONBOARD_LOG("%s", ADD_UNIT_ELEMENT.data());
   vexoNvramConfig_set("sat_onboarding", "1");
   vorlent_ie_scan();
   rearm_search();
@@ -91,16 +98,16 @@ int unconfigured_mode_cfg() {
 }
 
 int temp_router_mode_cfg() {
-  run_command(DEL_UNIT_ELEMENT);
-  ONBOARD_LOG("%s\n", DEL_UNIT_ELEMENT);
+  run_command(DEL_UNIT_ELEMENT.data());
+  ONBOARD_LOG("%s\n", DEL_UNIT_ELEMENT.data());
   rsa_gen_key_pair();
   rearm_internet_watchdog();
   return 0;
 }
 
 int temp_sat_mode_cfg() {
-  run_command(DEL_UNIT_ELEMENT);
-  ONBOARD_LOG("%s\n", DEL_UNIT_ELEMENT);
+  run_command(DEL_UNIT_ELEMENT.data());
+  ONBOARD_LOG("%s\n", DEL_UNIT_ELEMENT.data());
   rearm_backhaul_watchdog();
   return 0;
 }

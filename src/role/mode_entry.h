@@ -10,6 +10,10 @@
 // Sets `cur_mode` and `target_role` from NVRAM. Where NVRAM names no mode both keep their value.
 int load_cur_mode();
 
+// Log that a unit not yet installed starts in its old mode again; rows of the mode table.
+void say_temp_router_resumed();
+void say_temp_satellite_resumed();
+
 // Writes the mode's digit to NVRAM `onboarding_role` and runs its entry routine; does nothing for a
 // value that is not a mode.
 int enter_cur_mode();

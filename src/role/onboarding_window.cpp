@@ -21,8 +21,8 @@ int start_window_timer() {
 }
 
 int router_start_onboarding() {
-  run_command(ADD_BASE_ELEMENT);
-  ONBOARD_LOG("%s\n", ADD_BASE_ELEMENT);
+  run_command(ADD_BASE_ELEMENT.data());
+  ONBOARD_LOG("%s\n", ADD_BASE_ELEMENT.data());
   const int timer = start_window_timer();
   ONBOARD_LOG("add timer: %d for candidate action frame handshake in 60 secs.\n", timer);
   vexoNvramConfig_set("onboarding_soap_active", "0");
@@ -32,8 +32,8 @@ int router_start_onboarding() {
 }
 
 void router_stop_onboarding(int timer) {
-  run_command(DEL_BASE_ELEMENT);
-  ONBOARD_LOG("%s\n", DEL_BASE_ELEMENT);
+  run_command(DEL_BASE_ELEMENT.data());
+  ONBOARD_LOG("%s\n", DEL_BASE_ELEMENT.data());
   del_timer(epoll_fd, timer);
   vexoNvramConfig_set("onboarding_active_state", "0");
   context.onboarding_active = 0;

@@ -11,6 +11,9 @@
 
 namespace {
 
+constexpr const char* AS_DUT_ROLE_MONITOR = "dut_role_monitor";
+constexpr const char* AS_ROLE_BAKERY = "role_bakery";
+
 constexpr std::int32_t FAILED_CHECKS_TOLERATED = 9;
 
 bool failed_too_often(std::uint32_t count) {
@@ -27,13 +30,13 @@ bool serve_manual_request() {
   if (nvram_is("mesh_role_manual", "base")) {
     context.target_role = ONBOARD_MODE_TEMP_ROUTER;
     vexoNvramConfig_unset("mesh_role_manual");
-    onboard_log("dut_role_monitor", __LINE__, "Change to base mode manually.\n");
+    ONBOARD_LOG_AS(AS_DUT_ROLE_MONITOR, "Change to base mode manually.\n");
     role_bakery();
     return true;
   }
   if (nvram_is("mesh_role_manual", "uncfg")) {
     vexoNvramConfig_unset("mesh_role_manual");
-    onboard_log("dut_role_monitor", __LINE__, "restore to Unconfigured mode.\n");
+    ONBOARD_LOG_AS(AS_DUT_ROLE_MONITOR, "restore to Unconfigured mode.\n");
     restore_to_uncfg_mode(1);
     return true;
   }
@@ -136,11 +139,11 @@ void role_bakery() {
 void clear_timer() {
   ONBOARD_LOG("check alive timers.\n");
   const ModeRow* row = mode_row(context.cur_mode);
-  int* timer = row == nullptr ? nullptr : row->timer;
-  if (timer == nullptr) {
+  if (row == nullptr || row->timer_unsaid) {
     ONBOARD_LOG("No alive timer: %d\n", static_cast<int>(context.cur_mode));
-    timer = &mode_timer_fd;  // a base's Internet watchdog: left alive, it would soon be one of two
   }
+  // A base's Internet watchdog goes as well: left alive, it would soon be one of two.
+  int* timer = row == nullptr ? &mode_timer_fd : row->timer;
   if (*timer > 0) {
     del_timer(epoll_fd, *timer);
     *timer = 0;
@@ -161,24 +164,24 @@ void timer_cb_act_handshake_expired(int /*timer_fd*/) {
 
 // A unit whose handshake failed searches again at once; every other way back restarts the services.
 void settle_unconfigured(OnboardMode old_mode) {
-  onboard_log("role_bakery", __LINE__, "Restore to un-configured mode.\n");
+  ONBOARD_LOG_AS(AS_ROLE_BAKERY, "Restore to un-configured mode.\n");
   restore_to_uncfg_mode(old_mode == ONBOARD_MODE_UNCFG_ACT_HANDSHAKE ? 0 : 1);
 }
 
 void settle_temp_router(OnboardMode /*old_mode*/) {
-  onboard_log("role_bakery", __LINE__, "Apply Base configuration.\n");
+  ONBOARD_LOG_AS(AS_ROLE_BAKERY, "Apply Base configuration.\n");
   apply_base_config();
 }
 
 void settle_temp_satellite(OnboardMode /*old_mode*/) {
-  onboard_log("role_bakery", __LINE__, "Apply satellite configuration.\n");
+  ONBOARD_LOG_AS(AS_ROLE_BAKERY, "Apply satellite configuration.\n");
   apply_satellite_config();
   vexoNvramConfig_set("restart_all_processes", "1");
   context.need_restart = 1;
 }
 
 void settle_temp_eth_satellite(OnboardMode /*old_mode*/) {
-  onboard_log("role_bakery", __LINE__, "Ethernet BH established!, go to apply zorv nvram. \n");
+  ONBOARD_LOG_AS(AS_ROLE_BAKERY, "Ethernet BH established!, go to apply zorv nvram. \n");
   set_satellite_role();
   context.need_restart = 1;
 }
@@ -188,7 +191,7 @@ void settle_base(OnboardMode old_mode) {
   if (old_mode != ONBOARD_MODE_UNCONFIGURED && old_mode != ONBOARD_MODE_UNCFG_ACT_HANDSHAKE) {
     return;
   }
-  onboard_log("role_bakery", __LINE__, "Apply Base configuration.\n");
+  ONBOARD_LOG_AS(AS_ROLE_BAKERY, "Apply Base configuration.\n");
   vexoNvramConfig_set("vorlent_force_apply", "1");
   apply_base_config();
 }

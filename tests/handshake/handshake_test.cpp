@@ -26,7 +26,7 @@ class HandshakeTest : public DaemonTest {
   static void is_in(std::uint32_t mode, std::uint32_t stage = 0) {
     clear_timer();
     context.cur_mode = context.target_role = static_cast<OnboardMode>(mode);
-    context.act_stage = stage;
+    context.act_stage = static_cast<HandshakeStage>(stage);
   }
 
   const std::string key_ = peer_key().public_pem;

@@ -7,7 +7,7 @@ DEFINITION = re.compile(r"^[A-Za-z][\w:<>*&, ]* \**(\w+)\([^;]*?\) (?:const )?\{
 TEXT = r'((?:"(?:\\.|[^"\\])*"\s*)+)'
 SAYERS = {  # what stands between the bracket and the format
     "ONBOARD_LOG": "", "printf": "", "puts": "",
-    "onboard_log": r'(self|func|"\w+"), (?:__LINE__|line),\s*',
+    "ONBOARD_LOG_AS": r"(AS_\w+|speaker),\s*",
     "onboard_log_bare": r"text\.(?:get|data)\(\)(?:, )?",
     "shared_debug_log_do_write_log": r'"vorlent", "vorlent_dbg\.log", ',
 }
@@ -23,11 +23,11 @@ def messages_of(path):
         form = "".join(re.findall(r'"((?:\\.|[^"\\])*)"', said[said.re.groups] or ""))
         form = form.encode().decode("unicode_escape") + ("\n" if sayer == "puts" else "")
         func = DEFINITION.findall(before)[-1]
-        if sayer == "onboard_log":
-            func = re.findall(r'\bself = "(\w+)"', before)[-1] if said[1] == "self" else said[1].strip('"')
+        if sayer == "ONBOARD_LOG_AS":
+            func = said[1].removeprefix("AS_").lower()
         elif sayer != "ONBOARD_LOG":
             func, form = "", ("{bare}" if sayer == "onboard_log_bare" else "") + form
-        yield "*" if func == "func" else func, form
+        yield "*" if func == "speaker" else func, form
 
 
 def all_messages():
