@@ -72,7 +72,7 @@ void restore_nvram(Lab& lab, Node& node) {
   empty_folder(tmp_of(node));
   replace_file(saved, text);
   Settings settings = parse_nvram(text);
-  settings["map_agent_configured"] = "0";
+  settings["map_agent_configured"] = '0';
   replace_file(nvram_path(node), format_nvram(settings));
   node.platform.own_stamp = stamp_of(node);
   node.platform.nvram = settings;

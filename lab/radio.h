@@ -10,6 +10,7 @@
 #ifndef LAB_RADIO_H
 #define LAB_RADIO_H
 
+#include <algorithm>
 #include <map>
 #include <set>
 #include <string>
@@ -18,6 +19,13 @@
 #include "air.h"
 
 namespace lab {
+
+// Not the vector's own order: GCC 12 warns of its inlined comparison of lengths.
+struct ByContent {
+  bool operator()(const Bytes& a, const Bytes& b) const {
+    return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end());
+  }
+};
 
 struct Radio {
   Mac mac{};
@@ -31,7 +39,8 @@ struct Radio {
   std::uint64_t epoch = 0;  // counts power cuts: what was due before one never happens
   std::uint64_t scan = 0;   // counts scans and their ends
   std::set<Mac> scan_found;
-  std::map<Bytes, unsigned> elements;  // OUI and data, to the kinds of frame that carry it
+  std::map<Bytes, unsigned, ByContent>
+      elements;  // OUI and data, to the kinds of frame that carry it
   // What was last sent of each operation to each station: the same again is a resend.
   std::map<std::pair<int, Mac>, Bytes> last_sent;
 };

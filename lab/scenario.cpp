@@ -209,8 +209,10 @@ std::string parse_line(std::string_view line, int number, Scenario& out) {
   }
   if (words.take_if("about")) {
     const std::size_t at = line.find("about") + 6;
-    out.about +=
-        (out.about.empty() ? "" : " ") + std::string(at < line.size() ? line.substr(at) : "");
+    if (!out.about.empty()) {
+      out.about += ' ';
+    }
+    out.about += line.substr(std::min(at, line.size()));
     return {};
   }
   if (words.take_if("at")) {

@@ -34,17 +34,23 @@ build_packages=(g++ cmake ninja-build pkg-config libssl-dev libcjson-dev libcli1
   libgtest-dev libgmock-dev bubblewrap)
 
 # Builds the folder $1, and prints the last line only; where it fails, all that the compiler said.
+# More arguments are CMake's.
 build_quietly() {
-  cmake --build "$1" -j "$jobs" >"$1/build.log" 2>&1 || { cat "$1/build.log" >&2; die "$1 does not build; see above"; }
+  cmake --build "$1" -j "$jobs" "${@:2}" >"$1/build.log" 2>&1 || { cat "$1/build.log" >&2; die "$1 does not build; see above"; }
   tail -n 1 "$1/build.log"
 }
 
-# Configures the folder $1 with the CMake options that follow, also where it was configured with others, and builds it.
+# Configures the folder $1 by the preset $2 and the CMake options that follow, also where it was
+# configured with others.
+configure_in() {
+  local folder=$1 generator
+  # A folder that somebody has configured keeps the generator it has.
+  generator=$(sed -n 's/^CMAKE_GENERATOR:.*=//p' "$folder/CMakeCache.txt" 2>/dev/null) || true
+  cmake -S "$root" --preset "$2" -B "$folder" -G "${generator:-Ninja}" "${@:3}" >/dev/null
+}
+
+# The same, and builds it.
 build_in() {
-  local folder=$1
-  shift
-  local generator=(-G Ninja)  # a folder that somebody has configured keeps the generator it has
-  [ ! -e "$folder/CMakeCache.txt" ] || generator=()
-  cmake -S "$root" -B "$folder" "${generator[@]}" "$@" >/dev/null
-  build_quietly "$folder"
+  configure_in "$@"
+  build_quietly "$1"
 }

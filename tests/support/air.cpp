@@ -33,8 +33,8 @@ Bytes tlv16(std::uint8_t tag, const Bytes& value) {
 }  // namespace
 
 Bytes operator+(const Bytes& a, const Bytes& b) {
-  Bytes joined = a;
-  joined.insert(joined.end(), b.begin(), b.end());
+  Bytes joined(a.size() + b.size());
+  std::copy(b.begin(), b.end(), std::copy(a.begin(), a.end(), joined.begin()));
   return joined;
 }
 
