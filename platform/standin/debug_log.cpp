@@ -3,7 +3,7 @@
 //
 // - The file stays open from message to message. An fstat tells whether it was removed or cut short
 //   from outside, and its size, also where two processes share it; a look at its path, whether it
-//   was moved away. Beside the write itself the one is dear and the other dearer still. So an event
+//   was moved away. Each costs about as much as a write, the look at the path more. So an event
 //   that logs thirty messages at once asks the file once or twice, and the path every few
 //   milliseconds: a file that was taken away still gets what is written in that moment. Near the
 //   bound, where another process may have used the last room, the file is asked each time.
@@ -121,7 +121,8 @@ bool open_log(Log& log) {
     return false;
   }
   if (!S_ISREG(status.st_mode) && !S_ISCHR(status.st_mode)) {
-    log.file.reset();  // A pipe could end the process; a device, such as null, is somebody's wish.
+    log.file.reset();  // A pipe could end the process; a device, such as null, was put there on
+                       // purpose.
     return false;
   }
   log.size = status.st_size;

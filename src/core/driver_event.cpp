@@ -62,7 +62,7 @@ bool mevent_validate_wlpvt_message(ByteView datagram) {
     ONBOARD_LOG("%s: mevent_validate_wlpvt_message: not BRCM OUI\n", ifname.data());
     return false;
   }
-  return header.be16() == USR_SUBTYPE_EVENT;  // other uses of the header are no news
+  return header.be16() == USR_SUBTYPE_EVENT;  // other uses of the header carry no event
 }
 
 DriverEventMsg decode_message(ByteView datagram) {

@@ -42,7 +42,7 @@ void move_clock(long seconds);
 // How many descriptors the process has open; what it loses gets the lowest numbers.
 int open_descriptors();
 
-// The how-manieth timer of the process the descriptor is, or 0.
+// Which timer of the process the descriptor is, counted from 1, or 0.
 int timer_number(int fd);
 
 #endif
