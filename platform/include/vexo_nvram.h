@@ -18,7 +18,8 @@ const char* vexoNvramConfig_get(const char* key);
 /* 1 when `key` is set and its whole value equals `value`, otherwise 0. */
 int vexoNvramConfig_match(const char* key, const char* value);
 
-/* Sets `key` to `value` and returns 0; other processes see it at once. */
+/* Sets `key` to `value` and returns 0; other processes see it at once. This call and the two below
+ * return -1, with nothing changed, where the store cannot be written or locked within 2 seconds. */
 int vexoNvramConfig_set(const char* key, const char* value);
 
 /* Removes `key` (absent afterwards, not empty) and returns 0. */

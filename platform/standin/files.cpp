@@ -6,6 +6,8 @@
 #include <array>
 #include <cstdio>
 
+#include "own_file.h"
+
 namespace standin {
 
 Fd& Fd::operator=(Fd&& other) noexcept {
@@ -40,16 +42,29 @@ bool Lookout::due() {
   return true;
 }
 
-Fd open_file(const char* path, int flags, mode_t mode) {
-  int number = -1;
-  do {
-    number = ::open(path, flags | O_CLOEXEC | O_NOCTTY, mode);
-  } while (number < 0 && errno == EINTR);
+namespace {
+
+// The file, above the standard descriptors.
+Fd lifted(int number) {
   Fd file(number);
   if (number >= 0 && number <= STDERR_FILENO) {
     return Fd(::fcntl(number, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
   }
   return file;
+}
+
+}  // namespace
+
+Fd open_file(const char* path, int flags, mode_t mode) {
+  int number = -1;
+  do {
+    number = ::open(path, flags | O_CLOEXEC | O_NOCTTY, mode);
+  } while (number < 0 && errno == EINTR);
+  return lifted(number);
+}
+
+Fd open_own(const char* path, int flags, uid_t owner) {
+  return lifted(open_own_file(path, flags, kPrivateFile, owner));
 }
 
 bool read_all(const Fd& file, std::size_t limit, std::string& text) {
@@ -88,10 +103,15 @@ std::size_t write_all(const Fd& file, std::string_view text) {
 }
 
 bool lock_exclusively(const Fd& file) {
-  while (::flock(file.get(), LOCK_EX) != 0) {
-    if (errno != EINTR) {
+  constexpr timespec kPause{.tv_sec = 0, .tv_nsec = 1'000'000};
+  Lookout patience{CLOCK_MONOTONIC, INT64_C(2'000'000'000)};
+  static_cast<void>(patience.due());
+  while (::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
+    if ((errno != EINTR && errno != EWOULDBLOCK) || patience.due()) {
       return false;
     }
+    const KeepErrno keep;
+    ::nanosleep(&kPause, nullptr);
   }
   return true;
 }

@@ -82,7 +82,11 @@ constexpr mode_t kPrivateFile = 0600;
 // Writes all of `text` unless something is in the way, and returns how much it has written.
 [[nodiscard]] std::size_t write_all(const Fd& file, std::string_view text);
 
-// Waits for the exclusive lock of an open file; it goes with the descriptor.
+// Opens or makes a file with a fixed name that must be ours, or `owner`'s; see own_file.h.
+[[nodiscard]] Fd open_own(const char* path, int flags, uid_t owner);
+
+// Waits up to 2 seconds for the exclusive lock of an open file, so that nobody who holds it stops
+// us for good; it goes with the descriptor.
 [[nodiscard]] bool lock_exclusively(const Fd& file);
 
 // Replaces `path` by a file that holds `text`, by way of the file `temporary` in the same folder,

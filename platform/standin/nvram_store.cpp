@@ -20,7 +20,6 @@ namespace {
 
 // Far above what a unit holds; keeps a mistaken path, such as that of a disk image, out of memory.
 constexpr std::size_t kMaxStore = 16U << 20U;
-constexpr mode_t kLockMode = 0644;
 
 struct Cache {
   std::string path;
@@ -38,19 +37,29 @@ Cache& cache() {
 
 enum class Trouble { kRead, kLock, kChange, kSave };
 
+// The file that each kind of trouble was told of, until the kind is over.
+std::string& told_of(Trouble kind) {
+  static auto& told = *new std::array<std::string, 4>;
+  return told[static_cast<std::size_t>(kind)];
+}
+
 // One line on standard error for each kind of trouble with a file: a caller that asks thousands of
 // times a second must not flood it. Returns false, for the caller to pass on.
 bool report(Trouble kind, const std::string& path) {
   static constexpr std::array kWords = {"read", "lock", "change", "save"};
-  static auto& reported = *new std::array<std::string, kWords.size()>;  // The file, by kind.
-  const auto index = static_cast<std::size_t>(kind);
-  if (reported[index] != path) {
+  if (told_of(kind) != path) {
     const KeepErrno keep;
-    static_cast<void>(std::fprintf(stderr, "nvram: cannot %s %s: %s\n", kWords[index], path.c_str(),
+    static_cast<void>(std::fprintf(stderr, "nvram: cannot %s %s: %s\n",
+                                   kWords[static_cast<std::size_t>(kind)], path.c_str(),
                                    std::strerror(errno)));
-    reported[index] = path;
+    told_of(kind) = path;
   }
   return false;
+}
+
+bool settled(Trouble kind) {
+  told_of(kind).clear();
+  return true;
 }
 
 bool same_time(const timespec& a, const timespec& b) {
@@ -127,25 +136,43 @@ bool refresh(const char* path) {
     return report(Trouble::kRead, path);
   }
   take(std::move(file), status, parse_values(text));
-  return true;
+  return settled(Trouble::kRead);
+}
+
+// The owner of the store, who must be able to lock it after root has.
+uid_t owner_of(const std::string& path) {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) == 0 ? status.st_uid : ::geteuid();
+}
+
+// The writers' lock file. Only its owner can open it: whoever else could, could hold it.
+Fd open_lock(const std::string& path, uid_t owner) {
+  Fd file = open_own(path.c_str(), O_RDONLY, owner);
+  struct stat status {};
+  if (file.open() && ::fstat(file.get(), &status) == 0) {
+    const KeepErrno keep;
+    [[maybe_unused]] int kept =
+        status.st_uid == owner ? 0 : ::fchown(file.get(), owner, status.st_gid);
+    kept = (status.st_mode & 0777) == kPrivateFile ? 0 : ::fchmod(file.get(), kPrivateFile);
+  }
+  return file;
 }
 
 // Waits for the writers' lock. The lock file may have been removed while we waited, and the next
 // writer would then lock another one: only a lock on the file that stands there counts.
-Fd lock_store(const std::string& path) {
+Fd lock_store(const std::string& store) {
+  const std::string path = store + ".lock";
   for (;;) {
-    // First without creating: in a sticky folder the kernel refuses that for another user's file.
-    Fd file = open_file(path.c_str(), O_RDONLY | O_NONBLOCK);
-    if (!file.open() && errno == ENOENT) {
-      file = open_file(path.c_str(), O_RDONLY | O_CREAT | O_NONBLOCK, kLockMode);
-    }
+    Fd file = open_lock(path, owner_of(store));
     if (!file.open() || !lock_exclusively(file)) {
+      static_cast<void>(report(Trouble::kLock, path));
       return Fd();
     }
     struct stat held {};
     struct stat there {};
     if (::fstat(file.get(), &held) == 0 && ::stat(path.c_str(), &there) == 0 &&
         same_file(held, there)) {
+      settled(Trouble::kLock);
       return file;
     }
   }
@@ -155,9 +182,9 @@ Fd lock_store(const std::string& path) {
 template <class Change>
 bool change_store(Change change) {
   const std::string path = store_path();
-  const Fd lock = lock_store(path + ".lock");
+  const Fd lock = lock_store(path);
   if (!lock.open()) {
-    return report(Trouble::kLock, path);
+    return false;
   }
   Fd file;
   struct stat status {};
@@ -167,14 +194,15 @@ bool change_store(Change change) {
   }
   const std::string changed = change(text);
   if (changed == text) {
-    return true;
+    return true;  // Which does not show that the store can be changed.
   }
   if (changed.size() > kMaxStore) {
     errno = EFBIG;
     return report(Trouble::kChange, path);
   }
-  return replace_file(path, path + ".tmp", path.c_str(), changed, false) ||
-         report(Trouble::kChange, path);
+  return replace_file(path, path + ".tmp", path.c_str(), changed, false)
+             ? settled(Trouble::kChange)
+             : report(Trouble::kChange, path);
 }
 
 }  // namespace
@@ -204,16 +232,17 @@ bool remove_key(std::string_view key) {
 
 bool save_values() {
   const std::string path = store_path();
-  const Fd lock = lock_store(path + ".lock");
+  const Fd lock = lock_store(path);
   if (!lock.open()) {
-    return report(Trouble::kLock, path);
+    return false;
   }
   Fd file;
   struct stat status {};
   std::string text;
-  return (read_store(path.c_str(), file, status, text) &&
-          replace_file(path + ".saved", path + ".saved.tmp", path.c_str(), text, true)) ||
-         report(Trouble::kSave, path);
+  return read_store(path.c_str(), file, status, text) &&
+                 replace_file(path + ".saved", path + ".saved.tmp", path.c_str(), text, true)
+             ? settled(Trouble::kSave)
+             : report(Trouble::kSave, path);
 }
 
 }  // namespace standin

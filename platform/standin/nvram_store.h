@@ -8,7 +8,8 @@
 //   that keep the size, the second may go unseen. Writers replace the file.)
 // - Writers take turns through a lock on `<path>.lock`, read the file anew under it, and replace
 //   it by way of `<path>.tmp`. The lock is the kernel's, so a killed writer leaves nothing behind
-//   but that temporary file, which the next writer removes.
+//   but that temporary file, which the next writer removes. The lock file is its owner's alone, and
+//   a wait for it ends after 2 seconds.
 // - A file that is there but cannot be read leaves the values last known in force, and is never
 //   written over: what it holds would be lost.
 // - The live file is not synced. `<path>.saved` is the copy that outlives a power cut; nothing

@@ -106,6 +106,16 @@ TEST_F(Nvram, SavesAllOrLosesNothing) {
   }
 }
 
+TEST_F(Nvram, NobodyElseStopsAWriterForGood) {
+  std::filesystem::create_symlink(folder + "/victim", store + ".lock");
+  EXPECT_EQ(vexoNvramConfig_set("a", "1"), 0);
+  EXPECT_EQ(shell("{ stat -c %a " + store + ".lock; ls " + folder + "; }"),
+            "600\nnvram\nnvram.lock\nprinted\n");
+  shell("flock " + store + ".lock sleep 9 & sleep 0.1");
+  EXPECT_THAT(command("set a=2"), HasSubstr("cannot lock " + store + ".lock: "));
+  EXPECT_EQ(vexoNvramConfig_save(), -1);
+}
+
 TEST_F(Nvram, CommandDoesWhatItSays) {
   ::setenv("VEXO_RESTART_HOOK", "/bin/false", 1);
   const char* cases[][2] = {
