@@ -22,11 +22,13 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <list>
 #include <memory>
 #include <new>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "files.h"
 
@@ -49,6 +51,7 @@ struct Log {
   ino_t inode = 0;  // Not given to another file while this one is open.
   Lookout file_look{CLOCK_MONOTONIC, 20'000};
   Lookout path_look = standin::path_lookout();
+  int told_error = 0;  // Why messages are dropped.
   Fd file;
 };
 
@@ -81,7 +84,7 @@ void follow_folder(Log& log) {
 // Whether the open file is the one that stands at the path; notes its size.
 bool stands_at_its_path(Log& log) {
   struct stat there {};
-  if (::stat(log.path.c_str(), &there) != 0) {
+  if (::lstat(log.path.c_str(), &there) != 0) {
     return false;
   }
   log.size = there.st_size;
@@ -113,16 +116,20 @@ bool still_there(Log& log, std::size_t length) {
   return log.path_look.due() ? stands_at_its_path(log) : is_linked(log);
 }
 
+// Says on standard error why messages are dropped, once until that has changed.
+void tell(Log& log, int error) {
+  if (std::exchange(log.told_error, error) != error) {
+    static_cast<void>(
+        std::fprintf(stderr, "cannot write %s: %s\n", log.path.c_str(), std::strerror(error)));
+  }
+}
+
+// What was planted at the log's place would get the pass phrase, or have its owner's file grow.
 bool open_log(Log& log) {
-  log.file.reset();
-  log.file = standin::open_file(log.path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK);
+  log.file = standin::open_own(log.path.c_str(), O_WRONLY | O_APPEND, ::geteuid());
   struct stat status {};
   if (!log.file.open() || ::fstat(log.file.get(), &status) != 0) {
-    return false;
-  }
-  if (!S_ISREG(status.st_mode) && !S_ISCHR(status.st_mode)) {
-    log.file.reset();  // A pipe could end the process; a device, such as null, was put there on
-                       // purpose.
+    tell(log, errno);
     return false;
   }
   log.size = status.st_size;
@@ -175,8 +182,10 @@ void append(Log& log, std::string_view message) {
   }
   const std::size_t written = standin::write_all(log.file, message);
   if (written < message.size()) {
+    tell(log, errno);
     take_back(log, written);
   } else {
+    log.told_error = 0;
     log.size += static_cast<off_t>(written);
   }
 }

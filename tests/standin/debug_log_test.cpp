@@ -1,7 +1,7 @@
 #include "shared_debug_log.h"
 
-#include <fcntl.h>
-#include <unistd.h>
+#include <chrono>
+#include <thread>
 
 #include "standin_folder.h"
 #include "vexo_nvram.h"
@@ -65,12 +65,12 @@ TEST_F(DebugLog, ComesBackAfterEveryTrouble) {
   while (!writes_to(path)) {  // Comes true with the clock's next tick.
   }
   std::filesystem::remove(path);
-  shell("mkfifo " + path);
-  log("into a pipe that nobody reads");
-  const int reader = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  log("into a pipe whose reader may go");
-  EXPECT_EQ(::read(reader, path.data(), 1), 0);
-  ::close(reader);
+  for (const std::string plant : {"mkfifo ", "touch victim; ln victim ", "ln -s victim "}) {
+    shell("cd " + folder + "; rm -f log; " + plant + "log");
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));  // The clock's next tick.
+    EXPECT_TRUE(writes_to(path)) << plant;
+    EXPECT_EQ(read_file(folder + "/victim"), "") << plant;
+  }
   ::setenv("VEXO_LOG_DIR", (folder + "/later").c_str(), 1);
   errno = EXDEV;
   log("nowhere");
