@@ -1,5 +1,4 @@
 // Start-up, the main loop and the orderly end of the daemon.
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -7,6 +6,7 @@
 
 #include "core/context.h"
 #include "core/event_socket.h"
+#include "core/inherited_state.h"
 #include "core/log.h"
 #include "core/shell.h"
 #include "core/signals.h"
@@ -23,17 +23,6 @@ constexpr const char* AS_SIG_HANDLER = "sig_handler";
 constexpr const char* AS_MAIN = "main";
 
 constexpr int LOG_BYTES_MAX = 1048576;
-
-// So that no socket or timer ever gets the number of a standard descriptor: 0 means "no timer".
-void open_standard_descriptors() {
-  int fd = open("/dev/null", O_RDWR);
-  while (fd >= 0 && fd <= STDERR_FILENO) {
-    fd = open("/dev/null", O_RDWR);
-  }
-  if (fd > STDERR_FILENO) {
-    close(fd);
-  }
-}
 
 void serve_signal(int signo) {
   if (signo == SIGUSR2) {
@@ -101,8 +90,9 @@ void stop(int& event_fd) {
 }  // namespace
 
 int main() {
-  open_standard_descriptors();
-  survive_broken_pipes();
+  hold_signals_back();
+  shed_inherited_state();
+  survive_failing_writes();
   (void)setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
   int event_fd = -1;
   bool ready = false;

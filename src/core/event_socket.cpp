@@ -31,8 +31,6 @@ int bind_loopback(int fd) {
   return bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
 }
 
-// Two UDP sockets that both hold this option may share a port, and a second daemon would take half
-// of the events; so it is on for the bind only.
 int set_reuse_address(int fd, int on) {
   return setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
 }
@@ -103,12 +101,14 @@ int open_eventfd(int& fd) {
     return error;
   }
   ask_for_receive_buffer(created.get());
+  // Taken back before the bind: two sockets that both allow it would share the port, and a local
+  // user who came first would get every event.
+  (void)set_reuse_address(created.get(), 0);
   if (bind_loopback(created.get()) != 0) {
     const int error = errno;
     ONBOARD_LOG("Unable to bind to loopback socket %d\n", created.get());
     return error;
   }
-  (void)set_reuse_address(created.get(), 0);
   ONBOARD_LOG("opened loopback socket %d\n", created.get());
   fd = created.release();
   return 0;

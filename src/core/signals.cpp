@@ -18,10 +18,23 @@ void sig_handler(int signo) {
 void install_signal_handlers() {
   (void)signal(SIGUSR1, sig_handler);
   (void)signal(SIGUSR2, sig_handler);
+  sigset_t none;
+  sigemptyset(&none);
+  (void)sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-void survive_broken_pipes() {
-  (void)signal(SIGPIPE, [](int /*signo*/) {});
+void hold_signals_back() {
+  sigset_t ours;
+  sigemptyset(&ours);
+  sigaddset(&ours, SIGUSR1);
+  sigaddset(&ours, SIGUSR2);
+  (void)sigprocmask(SIG_SETMASK, &ours, nullptr);
+}
+
+void survive_failing_writes() {
+  for (const int signo : {SIGPIPE, SIGXFSZ}) {
+    (void)signal(signo, [](int /*number*/) {});
+  }
 }
 
 bool take_pending_signal(int signo) {

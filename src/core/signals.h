@@ -10,12 +10,17 @@
 // Counts one arrival of `signo`. Async-signal-safe.
 void sig_handler(int signo);
 
-// Installs sig_handler for SIGUSR1 and SIGUSR2.
+// Blocks SIGUSR1 and SIGUSR2 and nothing else, whatever was inherited: one that comes while the
+// daemon starts waits for its handler instead of ending the process.
+void hold_signals_back();
+
+// Installs sig_handler for SIGUSR1 and SIGUSR2, and blocks no signal from here on.
 void install_signal_handlers();
 
-// Keeps a reader of our standard output that goes away from taking the daemon with it. Caught, not
-// ignored: the commands that the daemon runs would inherit the latter.
-void survive_broken_pipes();
+// Keeps the daemon alive when a reader of its standard output goes away, or a file grows past the
+// limit that it was started with: the write fails instead. Caught, not ignored: the commands that
+// the daemon runs would inherit the latter.
+void survive_failing_writes();
 
 // True once for any number of arrivals of `signo` since the last call.
 bool take_pending_signal(int signo);

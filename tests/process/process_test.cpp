@@ -34,6 +34,43 @@ TEST_F(ProcessTest, ClosedStandardDescriptorsAreOpenedOnNull) {
   }
 }
 
+TEST_F(ProcessTest, WhatItWasStartedWithDoesNotMatter) {
+  base_nvram();
+  prepare_output_ = [] {
+    dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO);
+    while (dup(STDOUT_FILENO) < 1015) {  // with the event socket beyond 1,023 select is lost
+    }
+    sigset_t all;
+    sigfillset(&all);
+    sigprocmask(SIG_SETMASK, &all, nullptr);
+    umask(0);
+    (void)signal(SIGCHLD, SIG_IGN);
+  };
+  ASSERT_EQ(launch(), 0);
+  ASSERT_TRUE(comes_true([&] { return find_daemon() > 0; }));
+  kill(daemon_, SIGUSR1);  // its handler may not stand yet
+  await("/tmp/vorlent_dbg.log", "Got SIGUSR1 to push BH credential.\n");
+  send_event(air::event(44, air::UNIT, air::probe_data(air::element(2))));
+  await("/tmp/vorlent_dbg.log", "Receive Mesh onboarding Probe Request!!.\n");
+  EXPECT_EQ(std::filesystem::status("/tmp/vorlent_dbg.log").permissions() &
+                std::filesystem::perms::others_write,
+            std::filesystem::perms::none);
+  const std::filesystem::directory_iterator open_now("/proc/" + std::to_string(daemon_) + "/fd");
+  EXPECT_LT(std::distance(open_now, std::filesystem::directory_iterator()), 12);
+}
+
+TEST_F(ProcessTest, APortThatSomebodyHoldsEndsTheStart) {
+  const int socket_of_another = socket(AF_INET, SOCK_DGRAM, 0);
+  const int on = 1;
+  setsockopt(socket_of_another, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+  const sockaddr_in address = event_port_address();
+  ASSERT_EQ(bind(socket_of_another, reinterpret_cast<const sockaddr*>(&address), sizeof address),
+            0);
+  EXPECT_EQ(launch(), EADDRINUSE);
+  EXPECT_EQ(lines_with("/tmp/vorlent_dbg.log", "Unable to bind to loopback socket"), 1U);
+  close(socket_of_another);
+}
+
 TEST_F(ProcessTest, ABurstOfAThousandEventsIsHandledWithoutLoss) {
   base_nvram();
   start("5");

@@ -213,4 +213,7 @@ int __wrap_timerfd_settime(int fd, int flags, const itimerspec* times, itimerspe
   return 0;
 }
 
+// The descriptors from 3 on are the test program's own here.
+void __wrap__Z20shed_inherited_statev() {}
+
 }  // extern "C"
