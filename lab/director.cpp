@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "box_files.h"
 #include "lab.h"
 #include "stranger.h"
 #include "words.h"
@@ -45,7 +46,7 @@ void kill_daemon(Node& node) {
 
 void change_setting(Lab& lab, Node& node, const std::string& setting) {
   const std::size_t equals = setting.find('=');
-  set_nvram(lab, node, {{setting.substr(0, equals), setting.substr(equals + 1)}});
+  set_nvram(lab, node, setting.substr(0, equals), setting.substr(equals + 1));
 }
 
 void act(Lab& lab, Node& node, const Step& step) {
@@ -120,8 +121,9 @@ bool meets(Lab& lab, const Trigger& trigger, const Occurrence& seen) {
 }
 
 std::string read_log(const Node& node) {
-  const std::string log = node.sandbox.folder + "/lab/log/vorlent_dbg.log";
-  return read_file(log + ".1").value_or("") + read_file(log).value_or("");
+  const std::string& box = node.sandbox.folder;
+  const std::string log = "lab/log/vorlent_dbg.log";
+  return read_in_box(box, log + ".1").value_or("") + read_in_box(box, log).value_or("");
 }
 
 Verdict judge_credentials(Lab& lab, const Node& node, const std::string& wanted) {

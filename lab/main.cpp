@@ -7,6 +7,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "box_files.h"
 #include "lab.h"
 #include "words.h"
 

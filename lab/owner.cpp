@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "box_files.h"
 #include "lab.h"
 
 namespace lab {
@@ -73,7 +74,7 @@ void tick(Lab& lab, Node& base) {
 void request_window(Lab& lab, Node& base) {
   say(lab, base, "asks for an onboarding window: onboarding_soap_active becomes 1");
   base.owner.window_until = lab.loop.clock.now() + kWindow;
-  set_nvram(lab, base, {{"onboarding_soap_active", "1"}});
+  set_nvram(lab, base, "onboarding_soap_active", "1");
 }
 
 void push(Lab& lab, Node& base) {
@@ -91,13 +92,13 @@ void push(Lab& lab, Node& base) {
       "approves " + units_text(static_cast<std::size_t>(count)) +
           " and has the credentials pushed: SIGUSR1");
   base.owner.last_stir = lab.loop.clock.now();
-  set_nvram(lab, base, {{"candidate_satellites", list}});
+  set_nvram(lab, base, "candidate_satellites", list);
   signal_daemon(base, SIGUSR1);
 }
 
 void candidates_changed(Lab& lab, Node& base) {
   std::set<std::string> ready;
-  const auto text = read_file(tmp_of(base) + "/vexo_onborading.json");
+  const auto text = read_in_box(base.sandbox.folder, "tmp/vexo_onborading.json");
   cJSON* document = text ? cJSON_Parse(text->c_str()) : nullptr;
   const cJSON* candidate = nullptr;
   cJSON_ArrayForEach(candidate, cJSON_GetObjectItem(document, "candidates")) {

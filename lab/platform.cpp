@@ -1,13 +1,13 @@
 #include "platform.h"
 
-#include <dirent.h>
 #include <signal.h>
+#include <string.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <algorithm>
+#include <filesystem>
 #include <utility>
 
+#include "box_files.h"
 #include "lab.h"
 
 namespace lab {
@@ -16,14 +16,16 @@ namespace {
 
 constexpr Time kBackhaulUp = 300ms;    // from the restart to a backhaul that stands
 constexpr Time kInstallation = 500ms;  // from there to the end of the installation
-constexpr Time kSupervisor = 1s;       // until a daemon that ended by itself is started again
+constexpr char kNvram[] = "tmp/vexo_nvram";
+constexpr char kSaved[] = "tmp/vexo_nvram.saved";
+constexpr Time kSupervisor = 1s;  // until a daemon that ended by itself is started again
 
 const char* const kCredentials[][3] = {{"bh_ssid", "wl1_ssid", "wlg_b_ssid"},
                                        {"bh_wpa_psk", "wl1_wpa_psk", "wlg_b_wpa_psk"},
                                        {"bh_crypto", "wl1_crypto", "wlg_b_crypto"},
                                        {"bh_akm", "wl1_akm", "wlg_b_akm"}};
 
-std::string value_of(const Settings& settings, const char* key) {
+std::string value_of(const Settings& settings, std::string_view key) {
   const auto found = settings.find(key);
   return found == settings.end() ? "" : found->second;
 }
@@ -38,44 +40,44 @@ void later_in_this_life(Lab& lab, Node& node, Time span, Action action) {
   });
 }
 
-void empty_folder(const std::string& path) {
-  DIR* folder = opendir(path.c_str());
-  while (const dirent* entry = folder != nullptr ? readdir(folder) : nullptr) {
-    if (entry->d_name[0] != '.') {
-      unlink((path + "/" + entry->d_name).c_str());
-    }
-  }
-  if (folder != nullptr) {
-    closedir(folder);
-  }
-}
-
 // Which file the NVRAM is at the moment: every writer replaces it.
 std::string stamp_of(const Node& node) {
   struct stat status {};
-  stat(nvram_path(node).c_str(), &status);
+  lstat((node.sandbox.folder + "/" + kNvram).c_str(), &status);
   return std::to_string(status.st_ino) + " " + std::to_string(status.st_mtim.tv_sec) + " " +
          std::to_string(status.st_mtim.tv_nsec);
 }
 
+void tell_torn(Lab& lab, Node& node, const std::string& what) {
+  ++node.journey.torn;
+  publish(lab, {.what = What::fault, .node = &node, .text = what});
+}
+
+void put_nvram(Lab& lab, Node& node, const char* file, std::string_view text) {
+  if (!replace_in_box(node.sandbox.folder, file, text)) {
+    tell_torn(lab, node, std::string("its NVRAM cannot be written: ") + strerror(errno));
+  }
+}
+
 // What is in /tmp when a unit starts: its NVRAM as it was last saved and nothing else.
 void restore_nvram(Lab& lab, Node& node) {
-  const std::string saved = nvram_path(node) + ".saved";
-  std::string text = format_nvram(node.platform.factory);
+  const std::string& box = node.sandbox.folder;
+  std::string text = standin::format_values(node.platform.factory);
   if (!node.platform.first_boot) {
-    text = read_file(saved).value_or("");
+    text = read_in_box(box, kSaved).value_or("");
     if (!is_whole(text)) {
-      ++node.journey.torn;
-      publish(lab, {.what = What::fault, .node = &node, .text = "its saved NVRAM is torn"});
+      tell_torn(lab, node, "its saved NVRAM is torn");
     }
   }
-  empty_folder(tmp_of(node));
-  replace_file(saved, text);
-  Settings settings = parse_nvram(text);
-  settings["map_agent_configured"] = '0';
-  replace_file(nvram_path(node), format_nvram(settings));
+  for (const auto& entry : std::filesystem::directory_iterator(tmp_of(node))) {
+    std::error_code ignored;
+    std::filesystem::remove_all(entry, ignored);
+  }
+  put_nvram(lab, node, kSaved, text);
+  text = standin::with_value(text, "map_agent_configured", "0");
+  put_nvram(lab, node, kNvram, text);
   node.platform.own_stamp = stamp_of(node);
-  node.platform.nvram = settings;
+  node.platform.nvram = standin::parse_values(text);
   node.platform.first_boot = false;
 }
 
@@ -116,10 +118,27 @@ void end_daemon(Lab& lab, Node& node) {
   unless_gone(5s, SIGKILL);
 }
 
+// Writers take turns, so that what is saved or changed is what the last of them left.
+void rewrite_nvram(Lab& lab, Node& node, const char* to,
+                   const std::function<std::string(const std::string&)>& change) {
+  const std::string& box = node.sandbox.folder;
+  const Fd turn = lock_in_box(box, std::string(kNvram) + ".lock");
+  const auto text = turn.open() ? read_in_box(box, kNvram) : std::nullopt;
+  if (text) {
+    put_nvram(lab, node, to, change(*text));
+  } else {
+    tell_torn(lab, node, std::string("its NVRAM cannot be changed: ") + strerror(errno));
+  }
+}
+
+void save_nvram(Lab& lab, Node& node) {
+  rewrite_nvram(lab, node, kSaved, [](const std::string& text) { return text; });
+}
+
 void finish_installation(Lab& lab, Node& node) {
   say(lab, node, "ends the installation: blank_state becomes 0, NVRAM is saved");
-  set_nvram(lab, node, {{"blank_state", "0"}});
-  save_nvram(nvram_path(node));
+  set_nvram(lab, node, "blank_state", "0");
+  save_nvram(lab, node);
 }
 
 void bring_up_backhaul(Lab& lab, Node& node) {
@@ -129,7 +148,7 @@ void bring_up_backhaul(Lab& lab, Node& node) {
   for (Node* base : all_of(lab, NodeKind::base)) {
     if (has_credentials_of(node, *base) && base->platform.mode == 5) {
       say(lab, node, "has its backhaul to " + base->name + ": map_agent_configured becomes 1");
-      set_nvram(lab, node, {{"map_agent_configured", "1"}});
+      set_nvram(lab, node, "map_agent_configured", "1");
       later_in_this_life(lab, node, kInstallation,
                          [&lab, &node] { finish_installation(lab, node); });
       return;
@@ -140,8 +159,8 @@ void bring_up_backhaul(Lab& lab, Node& node) {
 
 }  // namespace
 
-std::string nvram_path(const Node& node) {
-  return tmp_of(node) + "/vexo_nvram";
+bool is_whole(std::string_view text) {
+  return !text.empty() && text.back() == '\n' && standin::parse_values(text).count("lab_unit") == 1;
 }
 
 bool has_credentials_of(const Node& unit, const Node& base) {
@@ -181,8 +200,8 @@ void power_off(Lab& lab, Node& node, std::function<void()> then) {
   if (!is_powered(node)) {
     return;
   }
-  const std::string live = nvram_path(node);
-  const bool unsaved = read_file(live) != read_file(live + ".saved");
+  const std::string& box = node.sandbox.folder;
+  const bool unsaved = read_in_box(box, kNvram) != read_in_box(box, kSaved);
   publish(lab, {.what = What::power,
                 .node = &node,
                 .text = unsaved ? "loses power, and settings that were not saved" : "loses power",
@@ -197,8 +216,9 @@ void power_off(Lab& lab, Node& node, std::function<void()> then) {
   }
 }
 
-void set_nvram(Lab& lab, Node& node, const std::vector<Change>& changes) {
-  change_nvram(nvram_path(node), changes);
+void set_nvram(Lab& lab, Node& node, std::string_view key, std::string_view value) {
+  rewrite_nvram(lab, node, kNvram,
+                [&](const std::string& text) { return standin::with_value(text, key, value); });
   node.platform.own_stamp = stamp_of(node);
   nvram_changed(lab, node);
 }
@@ -243,16 +263,15 @@ void daemon_ended(Lab& lab, Node& node, const std::string& how) {
 }
 
 void nvram_changed(Lab& lab, Node& node) {
-  const auto text = read_file(nvram_path(node));
-  if (!text || !is_powered(node)) {
+  if (!is_powered(node)) {
     return;
   }
-  if (!is_whole(*text)) {
-    ++node.journey.torn;
-    publish(lab, {.what = What::fault, .node = &node, .text = "its NVRAM is torn"});
+  const std::string text = read_in_box(node.sandbox.folder, kNvram).value_or("");
+  if (!is_whole(text)) {
+    tell_torn(lab, node, "its NVRAM is torn");
     return;
   }
-  Settings now = parse_nvram(*text);
+  Settings now = standin::parse_values(text);
   const Settings before = std::exchange(node.platform.nvram, now);
   for (const auto& [key, value] : now) {
     const auto old = before.find(key);

@@ -14,13 +14,15 @@
 #include <vector>
 
 #include "loop.h"
-#include "nvram_file.h"
+#include "standin/nvram_file.h"
 
 namespace lab {
 
 struct Lab;
 struct Node;
 struct Occurrence;
+
+using Settings = standin::Values;
 
 inline constexpr int kOff = -1;  // the mode of a unit whose daemon does not run
 
@@ -37,13 +39,14 @@ struct Platform {
   std::function<void()> when_off;
 };
 
-std::string nvram_path(const Node& node);
+// Whether a store is whole: its last line ended, and the mark there that the factory set.
+bool is_whole(std::string_view text);
 // What the platform does, for the record.
 void say(Lab& lab, Node& node, const std::string& text);
 void power_on(Lab& lab, Node& node);
 // Everything ends at once; `then` runs when nothing is left of the unit but its folder.
 void power_off(Lab& lab, Node& node, std::function<void()> then = {});
-void set_nvram(Lab& lab, Node& node, const std::vector<Change>& changes);
+void set_nvram(Lab& lab, Node& node, std::string_view key, std::string_view value);
 void request_restart(Lab& lab, Node& node);
 
 // What sandbox and files report.

@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "agent/protocol.h"
+#include "box_files.h"
 #include "lab.h"
 #include "report.h"
 
@@ -143,25 +144,26 @@ std::string kind_of(const Transmission& sent) {
                              : name_of(sent.frame.kind);
 }
 
-// What is not there (a unit that was never switched on has no log) is passed over.
-bool copy_evidence(const Lab& lab) {
-  namespace fs = std::filesystem;
+// What is not there (a unit that was never switched on has no log) is passed over, and so is what
+// the daemon has made something else than a file.
+bool copy_evidence(Lab& lab) {
+  static constexpr std::array<std::pair<const char*, const char*>, 4> kFiles{
+      {{"tmp/vexo_nvram", ".nvram"},
+       {"lab/log/vorlent_dbg.log", ".log"},
+       {"lab/log/vorlent_dbg.log.1", ".log.1"},
+       {"lab/stdout.log", ".stdout"}}};
   bool whole = true;
   for (const auto& node : lab.nodes) {
-    const std::string to = lab.recorder.folder + "/" + node->name;
-    const std::string inside = node->sandbox.folder + "/lab/";
-    const auto copy = [&](const std::string& from, const char* suffix) {
-      std::error_code error;
-      if (fs::exists(from, error)) {
-        fs::copy_file(from, to + suffix, fs::copy_options::overwrite_existing, error);
-        errno = error ? error.value() : errno;
-        whole = whole && !error;
+    for (const auto& [name, suffix] : kFiles) {
+      const auto text = read_in_box(node->sandbox.folder, name);
+      if (text) {
+        whole = write_file(lab.recorder.folder + "/" + node->name + suffix, *text) && whole;
+      } else if (errno != ENOENT) {
+        publish(lab, {.what = What::fault,
+                      .node = node.get(),
+                      .text = std::string(name) + " is left out: " + strerror(errno)});
       }
-    };
-    copy(nvram_path(*node), ".nvram");
-    copy(inside + "log/vorlent_dbg.log", ".log");
-    copy(inside + "log/vorlent_dbg.log.1", ".log.1");
-    copy(inside + "stdout.log", ".stdout");
+    }
   }
   return whole;
 }
@@ -191,6 +193,12 @@ void remove_earlier_results(const std::string& folder) {
 }
 
 }  // namespace
+
+bool write_file(const std::string& path, std::string_view text) {
+  const File file(fopen(path.c_str(), "we"));
+  return file != nullptr && fwrite(text.data(), 1, text.size(), file.get()) == text.size() &&
+         fflush(file.get()) == 0;
+}
 
 std::string open_record(Recorder& recorder, const std::string& folder) {
   std::error_code error;
@@ -279,6 +287,8 @@ void record(Lab& lab, const Occurrence& seen) {
 
 std::string close_record(Lab& lab) {
   Recorder& recorder = lab.recorder;
+  const bool copied = copy_evidence(lab);
+  const int why = errno;
   fputs(recorder.first_entry ? "[]\n" : "\n]\n", recorder.timeline.get());
   const bool whole = fflush(recorder.timeline.get()) == 0 && ferror(recorder.timeline.get()) == 0;
   if (!recorder.air.close()) {
@@ -287,7 +297,8 @@ std::string close_record(Lab& lab) {
   if (!whole) {
     return no_write(recorder, "timeline.json");
   }
-  if (!copy_evidence(lab)) {
+  if (!copied) {
+    errno = why;
     return no_write(recorder, "UNIT.nvram and UNIT.log");
   }
   return write_report(lab) ? "" : no_write(recorder, "report.html");

@@ -52,6 +52,9 @@ struct Recorder {
   std::map<std::string, std::pair<int, int>> kinds;  // frames sent and lost, by kind
 };
 
+// False, with errno set, where the file cannot be written.
+bool write_file(const std::string& path, std::string_view text);
+
 // Empty on success, otherwise what went wrong, in one line.
 std::string open_record(Recorder& recorder, const std::string& folder);
 void record_transmission(Lab& lab, const Transmission& sent);

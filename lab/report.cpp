@@ -121,13 +121,8 @@ bool write_report(Lab& lab) {
   static constexpr std::string_view kMark = "@DATA@";
   const std::string page = kReportTemplate;
   const std::size_t at = page.find(kMark);
-  const File file(fopen((lab.recorder.folder + "/report.html").c_str(), "we"));
-  if (file == nullptr) {
-    return false;
-  }
-  const std::string whole = page.substr(0, at) + data_of(lab) + page.substr(at + kMark.size());
-  return fwrite(whole.data(), 1, whole.size(), file.get()) == whole.size() &&
-         fflush(file.get()) == 0;
+  return write_file(lab.recorder.folder + "/report.html",
+                    page.substr(0, at) + data_of(lab) + page.substr(at + kMark.size()));
 }
 
 }  // namespace lab

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "agent/protocol.h"
+#include "box_files.h"
 #include "lab.h"
 
 namespace lab {
@@ -78,12 +79,15 @@ Arguments box_of(const Lab& lab, const Node& node) {
   _exit(127);
 }
 
-// In a process group of its own, so that Ctrl-C reaches meshlab alone, which then tidies up.
+// In a process group of its own, so that Ctrl-C reaches meshlab alone, which then tidies up; and
+// with none of its standard streams, since a terminal does what is written to it.
 void prepare_child(int errors) {
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
   setpgid(0, 0);
+  dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
+  dup2(errors, STDOUT_FILENO);
   dup2(errors, STDERR_FILENO);
 }
 
@@ -216,8 +220,8 @@ bool open_sandbox(Lab& lab, Node& node) {
       socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) {
     return false;
   }
-  const int errors = open((box.folder + "/lab/errors.log").c_str(),
-                          O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+  const int errors =
+      open((box.folder + "/errors.log").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
   const Arguments words = box_of(lab, node);
   box.pid = fork();
   if (box.pid == 0) {
@@ -273,7 +277,7 @@ void measure_memory(Lab& lab) {
 }
 
 std::string last_words(const Node& node) {
-  std::string text = read_file(node.sandbox.folder + "/lab/errors.log").value_or("");
+  std::string text = read_file(node.sandbox.folder + "/errors.log").value_or("");
   text.erase(text.find_last_not_of('\n') + 1);
   return text.substr(text.rfind('\n') + 1);
 }

@@ -119,7 +119,8 @@ void start_daemon(bool time_lapse) {
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
-  const int output = open(kOutput, O_WRONLY | O_CREAT | O_APPEND, 0644);
+  int output = open(kOutput, O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK, 0644);
+  output = output < 0 ? open("/dev/null", O_WRONLY) : output;  // the daemon may have spoilt it
   dup2(output, STDOUT_FILENO);
   dup2(output, STDERR_FILENO);
   close(output);

@@ -3,8 +3,8 @@
 #include <gmock/gmock.h>
 
 #include "frames.h"
-#include "nvram_file.h"
 #include "pcapng.h"
+#include "platform.h"
 
 namespace lab {
 namespace {
@@ -31,24 +31,12 @@ TEST(Frames, ACutHeaderIsNoFrame) {
   }
 }
 
-TEST(Nvram, ComesBackWholeOrIsKnownToBeCut) {
-  const Settings settings{
-      {"a", ""}, {"b", "x=y"}, {"c", "line\nback\\slash\\n"}, {"lab_unit", "u"}};
-  const std::string whole = format_nvram(settings);
-  EXPECT_EQ(parse_nvram(whole), settings);
+TEST(Nvram, ACutStoreIsKnownToBeCut) {
+  const std::string whole = "a=\n# a note\nlab_unit=u\n";
   EXPECT_TRUE(is_whole(whole));
   for (std::size_t length = 0; length < whole.size(); ++length) {
     EXPECT_FALSE(is_whole(whole.substr(0, length))) << length;
   }
-}
-
-TEST(Nvram, ChangesAreLiveAndSurviveOnlyWhenSaved) {
-  const std::string path = "/tmp/store";
-  ASSERT_TRUE(change_nvram(path, {{"a", "1"}, {"b", "2"}}) && save_nvram(path));
-  ASSERT_TRUE(change_nvram(path, {{"a", "3"}, {"b", std::nullopt}}));
-  EXPECT_EQ(read_file(path), "a=3\n");
-  EXPECT_EQ(read_file(path + ".saved"), "a=1\nb=2\n");
-  EXPECT_FALSE(read_file("/tmp")) << "a folder";
 }
 
 TEST(Capture, AFullDiskIsNoticed) {
