@@ -1,5 +1,6 @@
 // The mode table: what each mode writes, runs, listens to, watches and leaves behind.
 #include "core/mode_table.h"
+#include "discovery/candidate_table.h"
 #include "event_handlers.h"
 #include "handshake/action_frame.h"
 #include "handshake/base_side.h"
@@ -19,6 +20,12 @@ constexpr std::array<Operation, 2> BASE_OPERATIONS = {{
     {ATTR_ID_1000, act_op_1000_handler},
     {ATTR_ID_1002, act_op_1002_handler},
 }};
+
+// The modes that take units in, and so fill the candidate file.
+int enter_base_mode() {
+  forget_earlier_candidates();
+  return temp_router_mode_cfg();
+}
 
 constexpr std::array<ModeRow, ONBOARD_MODE_COUNT> MODES = {{
     {.mode = ONBOARD_MODE_UNCONFIGURED,
@@ -45,7 +52,7 @@ constexpr std::array<ModeRow, ONBOARD_MODE_COUNT> MODES = {{
      .resumed = nullptr},
     {.mode = ONBOARD_MODE_TEMP_ROUTER,
      .onboarding_role = "2",
-     .entry = temp_router_mode_cfg,
+     .entry = enter_base_mode,
      .event_handler = router_register,
      .operations = BASE_OPERATIONS,
      .monitor = temp_router_monitor,
@@ -78,7 +85,7 @@ constexpr std::array<ModeRow, ONBOARD_MODE_COUNT> MODES = {{
      .resumed = say_temp_satellite_resumed},
     {.mode = ONBOARD_MODE_BASE,
      .onboarding_role = "5",
-     .entry = temp_router_mode_cfg,
+     .entry = enter_base_mode,
      .event_handler = router_register,
      .operations = BASE_OPERATIONS,
      .monitor = onboarding_window_check,

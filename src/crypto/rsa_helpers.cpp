@@ -1,6 +1,5 @@
 #include "crypto/rsa_helpers.h"
 
-#include <fcntl.h>
 #include <openssl/bio.h>
 #include <openssl/bn.h>
 #include <openssl/err.h>
@@ -14,6 +13,7 @@
 
 #include "core/shell.h"
 #include "core/unique_fd.h"
+#include "own_file.h"
 
 namespace {
 
@@ -37,12 +37,13 @@ int no_pass_phrase(char* /*buf*/, int /*size*/, int /*rwflag*/, void* /*user*/) 
 }
 
 // A new file in place of whatever stands there: one that somebody else made would stay theirs.
-Bio create_key_file(const char* path, mode_t hidden_from) {
-  (void)unlink(path);
-  const mode_t mask = umask(hidden_from);
-  Bio file(BIO_new_file(path, "w+"));
-  umask(mask);
-  return file;
+Bio create_key_file(const char* path, mode_t mode) {
+  UniqueFd file(create_own_file(path, mode));
+  Bio bio(file.open() ? BIO_new_fd(file.get(), BIO_CLOSE) : nullptr);
+  if (bio != nullptr) {
+    (void)file.release();
+  }
+  return bio;
 }
 
 void write_key_pair(BIO* pri, BIO* pub) {
@@ -72,7 +73,8 @@ Key read_public_key(ByteView pem) {
 }
 
 Key read_private_key() {
-  const Bio file(BIO_new_file(RSA_PRI_FILE, "r"));
+  const UniqueFd own(open_own_to_read(RSA_PRI_FILE));
+  const Bio file(own.open() ? BIO_new_fd(own.get(), BIO_NOCLOSE) : nullptr);
   Key key(file == nullptr
               ? nullptr
               : PEM_read_bio_RSAPrivateKey(file.get(), nullptr, no_pass_phrase, nullptr));
@@ -180,8 +182,8 @@ int refuse_block(RsaBuffer& out, const char* what) {
 
 void rsa_gen_key_pair() {
   {
-    const Bio pri = create_key_file(RSA_PRI_FILE, S_IRWXG | S_IRWXO);
-    const Bio pub = create_key_file(RSA_PUB_FILE, S_IWGRP | S_IWOTH);
+    const Bio pri = create_key_file(RSA_PRI_FILE, S_IRUSR | S_IWUSR);
+    const Bio pub = create_key_file(RSA_PUB_FILE, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH);
     write_key_pair(pri.get(), pub.get());
   }
   ERR_clear_error();
@@ -190,7 +192,7 @@ void rsa_gen_key_pair() {
 }
 
 int read_pub_key_to_memory(std::span<std::uint8_t> buf, std::uint16_t& len) {
-  const UniqueFd file(open(RSA_PUB_FILE, O_RDONLY | O_CLOEXEC));
+  const UniqueFd file(open_own_to_read(RSA_PUB_FILE));
   if (!file.open()) {
     (void)printf("file:%s open failed.\n", RSA_PUB_FILE);
     return -1;

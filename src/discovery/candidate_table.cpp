@@ -1,21 +1,28 @@
 #include "discovery/candidate_table.h"
 
 #include <cjson/cJSON.h>
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <span>
 
 #include "core/bytes.h"
 #include "core/log.h"
+#include "core/told_failure.h"
 #include "core/unique_fd.h"
+#include "own_file.h"
 
 CandidateTable candidate_table{};
 
 namespace {
+
+constexpr const char* AS_WRITE_CANDIDATE_JSON = "write_candidate_json";
+
+constexpr const char* CANDIDATE_ASIDE = "/tmp/vexo_onborading.json.tmp";
 
 struct DeleteDocument {
   void operator()(cJSON* document) const { cJSON_Delete(document); }
@@ -51,10 +58,17 @@ bool add_item(cJSON* object, const char* name, cJSON* item) {
   return true;
 }
 
+// A key may be any bytes, and those outside ASCII would make the document none for strict readers.
+decltype(CandidateEntry::pub_key) readable(decltype(CandidateEntry::pub_key) text) {
+  std::replace_if(
+      text.begin(), text.end(), [](char byte) { return (byte & 0x80) != 0; }, '?');
+  return text;
+}
+
 bool add_candidate(cJSON* array, const CandidateEntry& entry) {
   Document object(cJSON_CreateObject());
   if (object == nullptr || !add_item(object.get(), "mac", cJSON_CreateString(entry.mac.data())) ||
-      !add_item(object.get(), "key", cJSON_CreateString(entry.pub_key.data()))) {
+      !add_item(object.get(), "key", cJSON_CreateString(readable(entry.pub_key).data()))) {
     return false;
   }
   return cJSON_AddItemToArray(array, object.release()) != 0;
@@ -78,15 +92,43 @@ Text candidate_document(const CandidateTable& table) {
   return Text(cJSON_Print(document.get()));
 }
 
-void write_file(ByteView text) {
-  const UniqueFd file(open(CANDIDATE_FILE, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+bool write_aside(ByteView text) {
+  const UniqueFd file(create_own_file(CANDIDATE_ASIDE, 0666));
   while (file.open() && !text.empty()) {
     const ssize_t written = write(file.get(), text.data(), text.size());
     if (written <= 0) {
-      return;
+      return false;
     }
     text = text.subspan(static_cast<std::size_t>(written));
   }
+  return file.open();
+}
+
+// `done` of the candidate file went well, or not for the reason in errno.
+void tell(const char* speaker, const char* what, bool done) {
+  static ToldFailure told;
+  const int error = done ? 0 : errno;
+  if (is_news(told, error)) {
+    ONBOARD_LOG_AS(speaker, "cannot %s %s: %s\n", what, CANDIDATE_FILE, strerror(error));
+  }
+}
+
+// By way of a second file, so that readers see the old list or the new one, and nothing that stands
+// at the file's place is written through.
+void write_file(ByteView text) {
+  if (!write_aside(text)) {
+    (void)unlink(CANDIDATE_ASIDE);
+    return;
+  }
+  const bool replaced = rename(CANDIDATE_ASIDE, CANDIDATE_FILE) == 0;
+  tell(AS_WRITE_CANDIDATE_JSON, "replace", replaced);
+  if (!replaced) {
+    (void)unlink(CANDIDATE_ASIDE);
+  }
+}
+
+void remove_file(const char* speaker) {
+  tell(speaker, "remove", unlink(CANDIDATE_FILE) == 0 || errno == ENOENT);
 }
 
 }  // namespace
@@ -150,8 +192,14 @@ int write_candidate_json(const CandidateTable& table) {
   return 0;
 }
 
+void forget_earlier_candidates() {
+  if (context.candidate_count == 0) {
+    remove_file(SPEAKER);
+  }
+}
+
 void clear_candidate_table(CandidateTable& table) {
-  (void)unlink(CANDIDATE_FILE);
+  remove_file(SPEAKER);
   table.fill(CandidateEntry{});
   context.candidate_count = 0;
   dump_current_support_list();

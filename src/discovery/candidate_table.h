@@ -51,8 +51,12 @@ int check_in_candidate_list(const CandidateTable& table, int count, const char* 
 void dump_current_support_list();
 
 // Rewrites the file: an object with "candidates", the rows at CANDIDATE_READY with "mac" and "key".
-// The text is logged as well. A file that cannot be opened is left for the next rewrite. Returns 0.
+// The text is logged as well. Bytes of a key outside ASCII stand as '?'. Where it cannot be written
+// the old file stays until the next rewrite. Returns 0.
 int write_candidate_json(const CandidateTable& table);
+
+// Removes the file when the table is empty: it then names stations that an earlier process had.
+void forget_earlier_candidates();
 
 // Deletes the file and empties the table.
 void clear_candidate_table(CandidateTable& table);

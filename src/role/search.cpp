@@ -1,21 +1,47 @@
 #include "role/search.h"
 
+#include <fcntl.h>
+
+#include <cerrno>
+#include <cstring>
+
 #include "core/context.h"
 #include "core/log.h"
 #include "core/shell.h"
 #include "core/timer_list.h"
+#include "core/told_failure.h"
+#include "core/unique_fd.h"
+#include "own_file.h"
 #include "vexo_nvram.h"
 
 namespace {
 
+constexpr const char* AS_VORLENT_IE_SCAN = "vorlent_ie_scan";
+
 constexpr int SCAN_SECONDS = 5;
 constexpr int SCAN_LIMIT = 30 * 60 / SCAN_SECONDS;
+constexpr const char* SCAN_FILE = "/tmp/escanresults_log";
+
+// The shell would empty the file that a link at its place leads to, and wait at a pipe for good.
+bool prepare_scan_file() {
+  static ToldFailure told;
+  const UniqueFd file(open_own_file(SCAN_FILE, O_WRONLY, 0666));
+  const int error = file.open() ? 0 : errno;
+  if (is_news(told, error)) {
+    ONBOARD_LOG_AS(AS_VORLENT_IE_SCAN, "no scan: %s cannot be made: %s\n", SCAN_FILE,
+                   strerror(error));
+  }
+  return file.open();
+}
 
 }  // namespace
 
 int vorlent_ie_scan() {
   ONBOARD_LOG("==========================================\n");
   ONBOARD_LOG("Searching Mesh onboarding ...\n\n");
+  if (!prepare_scan_file()) {
+    return -1;
+  }
   return run_command("wl escanresults > /tmp/escanresults_log");
 }
 

@@ -13,6 +13,39 @@ air::Bytes probe_from(const air::Mac& station) {
   return air::event(44, station, air::probe_data(air::element(2)));
 }
 
+// Where the kernel follows links in /tmp, what a user has planted at the fixed names gets and stops
+// nothing.
+TEST_F(ProcessTest, ALocalUsersPlantsAreNotFollowed) {
+  const std::string names =
+      "vorlent_dbg.log escanresults_log rsa_pri.pem rsa_pub.pem vexo_onborading.json";
+  write_file("/tmp/theirs", "theirs");
+  for (const std::string plant : {"ln -s theirs", "mkfifo", "ln theirs"}) {
+    const auto in_tmp = [](const std::string& command) {
+      return system(("cd /tmp; " + command).c_str());
+    };
+    in_tmp(std::string("rm -f commands vexo_nvram ")
+               .append(names)
+               .append("; for name in ")
+               .append(names)
+               .append("; do ")
+               .append(plant)
+               .append(" $name; done"));
+    nvram("set blank_state=1");
+    start("0");
+    await("/tmp/commands", "wl escanresults");
+    send_event(air::event(69, air::BASE, air::scan_data({.elements = air::element(1)})));
+    await("/tmp/commands", "0409027e911000");
+    nvram("set wan_status=up");
+    await("/tmp/vexo_nvram", "onboarding_role=2");
+    send_event(probe_from(OTHER));
+    await("/tmp/vorlent_dbg.log", "\"candidates\"");
+    EXPECT_EQ(in_tmp("test $(find " + names + " -type f -links 1 | wc -l) = 5"), 0) << plant;
+    EXPECT_EQ(read_file("/tmp/theirs"), "theirs") << plant;
+    kill(daemon_, SIGKILL);
+    end();
+  }
+}
+
 TEST_F(ProcessTest, WhatComesWhileACommandHangsIsServedAfterwards) {
   base_nvram();
   start("5");
