@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 
@@ -72,16 +73,55 @@ Key read_public_key(ByteView pem) {
   return key;
 }
 
-Key read_private_key() {
-  const UniqueFd own(open_own_to_read(RSA_PRI_FILE));
-  const Bio file(own.open() ? BIO_new_fd(own.get(), BIO_NOCLOSE) : nullptr);
-  Key key(file == nullptr
-              ? nullptr
-              : PEM_read_bio_RSAPrivateKey(file.get(), nullptr, no_pass_phrase, nullptr));
-  if (key == nullptr) {
+// How many bytes the file has, or more than `buf` holds.
+std::size_t read_to_end(int fd, std::span<std::uint8_t> buf) {
+  std::size_t size = 0;
+  ssize_t got = 0;
+  while (size < buf.size() && (got = read(fd, &buf[size], buf.size() - size)) > 0) {
+    size += static_cast<std::size_t>(got);
+  }
+  std::uint8_t beyond = 0;
+  return size == buf.size() && read(fd, &beyond, 1) > 0 ? size + 1 : size;
+}
+
+// The private key file as it was last looked at. Each operation 1002 asks for the key, also one
+// from a stranger, and the check of it costs many times what the decryption does.
+struct OwnKey {
+  std::array<std::uint8_t, 4096> pem;
+  std::size_t size = 0;
+  Key key;
+  int check = -1;  // what RSA_check_key gave; below 0: it has not come to a result
+};
+OwnKey own_key;
+
+// Reads the file, and parses it unless it holds the bytes that it held before.
+RSA* read_private_key() {
+  const UniqueFd file(open_own_to_read(RSA_PRI_FILE));
+  decltype(own_key.pem) pem;
+  const std::size_t size = file.open() ? read_to_end(file.get(), pem) : 0;
+  const bool whole = size <= pem.size();
+  if (own_key.key == nullptr || size != own_key.size ||
+      !std::equal(pem.begin(), pem.begin() + static_cast<std::ptrdiff_t>(size),
+                  own_key.pem.begin())) {
+    const Bio memory(whole ? BIO_new_mem_buf(pem.data(), static_cast<int>(size)) : nullptr);
+    own_key.pem = pem;
+    own_key.size = size;
+    own_key.check = -1;
+    own_key.key.reset(memory == nullptr ? nullptr
+                                        : PEM_read_bio_RSAPrivateKey(memory.get(), nullptr,
+                                                                     no_pass_phrase, nullptr));
+  }
+  if (own_key.key == nullptr) {
     (void)printf("file:%s holds no private key\n", RSA_PRI_FILE);
   }
-  return key;
+  return own_key.key.get();
+}
+
+int check_private_key() {
+  if (own_key.check < 0) {
+    own_key.check = RSA_check_key(own_key.key.get());
+  }
+  return own_key.check;
 }
 
 // Blocks are 256 bytes throughout, and libcrypto writes as many bytes as the key is long.
@@ -197,13 +237,8 @@ int read_pub_key_to_memory(std::span<std::uint8_t> buf, std::uint16_t& len) {
     (void)printf("file:%s open failed.\n", RSA_PUB_FILE);
     return -1;
   }
-  std::size_t size = 0;
-  ssize_t got = 0;
-  while (size < buf.size() && (got = read(file.get(), &buf[size], buf.size() - size)) > 0) {
-    size += static_cast<std::size_t>(got);
-  }
-  std::uint8_t beyond = 0;
-  if (size == buf.size() && read(file.get(), &beyond, 1) > 0) {
+  const std::size_t size = read_to_end(file.get(), buf);
+  if (size > buf.size()) {
     std::fill(buf.begin(), buf.end(), std::uint8_t{0});
     (void)printf("file:%s is longer than %d bytes, refused.\n", RSA_PUB_FILE, text_size(buf));
     return -1;
@@ -240,20 +275,20 @@ int rsa_encrypt_by_pub_key(ByteView pem, ByteView data, RsaBuffer& out, std::uin
 }
 
 bool have_private_key() {
-  const Key key = read_private_key();
+  const RSA* key = read_private_key();
   ERR_clear_error();
-  return key != nullptr && RSA_bits(key.get()) == KEY_BITS;
+  return key != nullptr && RSA_bits(key) == KEY_BITS;
 }
 
 int rsa_decrypt_by_pri_key(ByteView cipher, RsaBuffer& out, std::uint16_t& out_len) {
   out_len = 0;
-  const Key key = within_bound(cipher) ? read_private_key() : nullptr;
+  RSA* key = within_bound(cipher) ? read_private_key() : nullptr;
   if (key == nullptr) {
     ERR_clear_error();
     return 0;
   }
-  (void)printf("RSA_check_key: %d\n", RSA_check_key(key.get()));
-  if (!usable(key.get(), "own key")) {
+  (void)printf("RSA_check_key: %d\n", check_private_key());
+  if (!usable(key, "own key")) {
     ERR_clear_error();
     return 0;
   }
@@ -265,8 +300,8 @@ int rsa_decrypt_by_pri_key(ByteView cipher, RsaBuffer& out, std::uint16_t& out_l
   }
   for (std::size_t i = 0; i < fragments; ++i) {
     Block plain{};
-    const bool done = several ? decrypt_fragment(key.get(), cipher, i, plain)
-                              : decrypt_single(key.get(), cipher, plain);
+    const bool done =
+        several ? decrypt_fragment(key, cipher, i, plain) : decrypt_single(key, cipher, plain);
     if (!done) {
       return refuse_block(out, "decryption");
     }
