@@ -147,7 +147,7 @@ MORE = [
     "cmd: %s\n", "decode(%d):\n%.*s\n", "tag#1: %02x\n", "tag#2: %02x\n", "tag_1:%x", "len:%d(%d)",
     "sat_key_encrypt_len:%d\n", "tag#%d: %02x\n", "Unexpected stage: %d\n", "tag:%02x\n",
     "tag_len:%02x %02x\n", "content len: %d\n", "tag_len:%d\n", "old timerfd detected: fd %d\n",
-    "ie:",
+    "ie:", "no scan: %s cannot be made: %s\n", "cannot replace or remove %s: %s\n",
 ]
 
 # Every outcome: what it means and what to do. The manual page documents the same list.

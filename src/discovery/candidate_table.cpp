@@ -105,11 +105,11 @@ bool write_aside(ByteView text) {
 }
 
 // `done` of the candidate file went well, or not for the reason in errno.
-void tell(const char* speaker, const char* what, bool done) {
+void tell(const char* speaker, bool done) {
   static ToldFailure told;
   const int error = done ? 0 : errno;
   if (is_news(told, error)) {
-    ONBOARD_LOG_AS(speaker, "cannot %s %s: %s\n", what, CANDIDATE_FILE, strerror(error));
+    ONBOARD_LOG_AS(speaker, "cannot replace or remove %s: %s\n", CANDIDATE_FILE, strerror(error));
   }
 }
 
@@ -121,14 +121,14 @@ void write_file(ByteView text) {
     return;
   }
   const bool replaced = rename(CANDIDATE_ASIDE, CANDIDATE_FILE) == 0;
-  tell(AS_WRITE_CANDIDATE_JSON, "replace", replaced);
+  tell(AS_WRITE_CANDIDATE_JSON, replaced);
   if (!replaced) {
     (void)unlink(CANDIDATE_ASIDE);
   }
 }
 
 void remove_file(const char* speaker) {
-  tell(speaker, "remove", unlink(CANDIDATE_FILE) == 0 || errno == ENOENT);
+  tell(speaker, unlink(CANDIDATE_FILE) == 0 || errno == ENOENT);
 }
 
 }  // namespace
