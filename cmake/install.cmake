@@ -41,7 +41,7 @@ if(TARGET meshlab)
   install(TARGETS meshlab lab-agent lab_timelapse
           RUNTIME DESTINATION ${lab_dir} COMPONENT laboratory
           LIBRARY DESTINATION ${lab_dir} COMPONENT laboratory)
-  install(DIRECTORY lab/scenarios DESTINATION ${lab_dir} COMPONENT laboratory)
+  install(DIRECTORY lab/scenarios lab/sweep DESTINATION ${lab_dir} COMPONENT laboratory)
   install_link(../${lab_dir}/meshlab ${CMAKE_INSTALL_BINDIR} meshlab)
   install_link(../../${CMAKE_INSTALL_SBINDIR}/vorlent ${lab_dir} vorlent)
   install_link(../../${CMAKE_INSTALL_BINDIR}/nvram ${lab_dir} nvram)

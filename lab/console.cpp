@@ -181,6 +181,11 @@ void print_json(Lab& lab) {
     if (journey.installed >= Time{}) {
       cJSON_AddNumberToObject(unit, "installed", seconds(journey.installed - journey.powered));
     }
+    constexpr std::array<const char*, 5> FIRST = {"none", "running", "completed", "failed",
+                                                  "spoiled"};
+    cJSON_AddStringToObject(unit, "first_handshake",
+                            FIRST[static_cast<std::size_t>(journey.first_handshake)]);
+    cJSON_AddNumberToObject(unit, "gave_up", journey.gave_up);
     cJSON_AddNumberToObject(unit, "frames", journey.frames);
     cJSON_AddNumberToObject(unit, "resent", journey.resent);
     cJSON_AddNumberToObject(unit, "peak_kib", static_cast<double>(node->sandbox.peak_kib));

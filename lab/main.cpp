@@ -152,6 +152,20 @@ void fill_standard_streams() {
   close(fd);
 }
 
+// The sweep starts meshlab again and again, so it is a program of its own, beside this one.
+int sweep(const Options& options, const std::vector<std::string>& words) {
+  const std::string program = options.tools + "/sweep/meshlab_sweep.py";
+  std::vector<char*> arguments{const_cast<char*>("python3"), const_cast<char*>("-B"),
+                               const_cast<char*>(program.c_str())};
+  for (const std::string& word : words) {
+    arguments.push_back(const_cast<char*>(word.c_str()));
+  }
+  arguments.push_back(nullptr);
+  setenv("MESHLAB", (options.tools + "/meshlab").c_str(), 0);
+  execvp("python3", arguments.data());
+  return fail(std::string("python3: ") + strerror(errno) + "; install the package python3");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -165,6 +179,9 @@ int main(int argc, char** argv) {
   CLI::App* run_command = app.add_subcommand("run", "run a scenario");
   add_run_options(*run_command, lab.options, overrides);
   CLI::App* list_command = app.add_subcommand("list", "list the scenarios");
+  CLI::App* sweep_command =
+      app.add_subcommand("sweep", "run a scenario over seeds and settings, and make a table");
+  sweep_command->prefix_command()->set_help_flag();
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& wrong) {
@@ -173,6 +190,9 @@ int main(int argc, char** argv) {
   if (list_command->parsed()) {
     printf("%s\n", list_scenarios(lab.options).c_str());
     return 0;
+  }
+  if (sweep_command->parsed()) {
+    return sweep(lab.options, sweep_command->remaining());
   }
   std::string why = load(lab, overrides);
   why = why.empty() ? why_not(lab.options) : why;

@@ -1,0 +1,83 @@
+"""The sweep, over a meshlab that answers at once, hangs, crashes or refuses, as the seed says."""
+import json
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+SWEEP = pathlib.Path(sys.argv.pop(1))
+sys.path.insert(0, str(SWEEP))
+import sweep_table  # noqa: E402
+
+MESHLAB = """#!/bin/sh
+seed=$5 out=$7; mkdir -p "$out"; echo "$*" >> "$CALLS"
+[ "$seed" != 7 ] || sleep 60
+[ "$seed" != 8 ] || kill -SEGV $$
+[ "$seed" != 9 ] || { echo "meshlab: no such scenario" >&2; exit 2; }
+echo '[{"what":"frame","operation":1000},{"what":"mode"}]' > "$out/timeline.json"
+printf '{"seed":%s,"units":[{"unit":"base"},{"unit":"unit-1","outcome":"in","first_handshake":"completed",' "$seed"
+[ "$seed" = 3 ] && echo '"gave_up":1}]}' || echo '"gave_up":0,"credentials":1.5,"installed":2.5}]}'
+[ "$seed" != 3 ]
+"""
+
+
+class SweepTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        (self.folder / "meshlab").write_text(MESHLAB)
+        (self.folder / "meshlab").chmod(0o755)
+
+    def sweep(self, *words):
+        environment = {**os.environ, "MESHLAB": str(self.folder / "meshlab"), "CALLS": str(self.folder / "calls")}
+        return subprocess.run([sys.executable, "-B", SWEEP / "meshlab_sweep.py", *words], cwd=self.folder,
+                              env=environment, capture_output=True, text=True)
+
+    def test_goes_on_behind_a_torn_line_and_counts_what_hangs_or_crashes(self):
+        words = ("air", "--seeds", "1..8", "--set", "loss=10..30/20", "--deadline", "1", "--out", "o")
+        run = self.sweep(*words)
+        self.assertEqual(run.returncode, 1, run.stderr)
+        lines = (self.folder / "o/runs.jsonl").read_text().splitlines(keepends=True)
+        self.assertEqual(len(lines), 16)
+        results = sorted(json.loads(line)["result"] for line in lines)
+        self.assertEqual([results.count(word) for word in ("as expected", "failed", "hung", "not as expected")], [10, 2, 2, 2])
+        self.assertIn("air       loss=10  8     83.3 % (43.6 to 97.0)", run.stdout.replace("  83.3", " 83.3"))
+        self.assertIn("air loss=30: 1 of 8 runs hung", run.stdout)
+        self.assertIn("<polyline", (self.folder / "o/sweep.html").read_text())
+        kept = [line for line in lines if '"hung"' not in line]
+        (self.folder / "o/runs.jsonl").write_text("".join(kept)[:-9])
+        (self.folder / "calls").unlink()
+        self.sweep(*words)
+        self.assertEqual(len((self.folder / "calls").read_text().splitlines()), 3)
+
+    def test_shards_make_the_whole_and_a_regression_is_said(self):
+        for shard in ("1/2", "2/2"):
+            self.sweep("air", "--seeds", "1..6", "--shard", shard, "--out", shard[0])
+        merged = self.sweep("--merge", "1", "2", "--out", "m")
+        self.assertIn("83.3 %", merged.stdout)
+        self.assertEqual(self.sweep("air", "--seeds", "3..3", "--out", "x").returncode, 0)
+        record = json.loads((self.folder / "x/runs.jsonl").read_text())
+        (self.folder / "x/runs.jsonl").write_text("".join(json.dumps(record | {"seed": i}) + "\n" for i in range(20)))
+        run = self.sweep("--merge", "x", "--against", "m", "--out", "y")
+        self.assertIn("units in fell from", run.stdout, run.stderr)
+
+    def test_wrong_use_is_one_line_and_runs_nothing_more(self):
+        run = self.sweep("air", "--seeds", "9", "--set", "loss=1..9", "--jobs", "1", "--out", "o")
+        self.assertEqual((run.returncode, run.stderr), (2, "meshlab: no such scenario\n"))
+        self.assertLess(len((self.folder / "calls").read_text().splitlines()), 4)
+        for words in (("air", "--seeds", "5..1"), ("air", "--shard", "3/2"), ("air", "--set", "x=1"), ()):
+            self.assertEqual(self.sweep(*words).returncode, 2, words)
+
+    def test_intervals_and_percentiles(self):
+        low, high = sweep_table.wilson(15, 15)  # by hand: 1 / (1 + 3.8415 / 15)
+        self.assertAlmostEqual(low, 0.7961, 4)
+        self.assertEqual(high, 1)
+        self.assertEqual([sweep_table.percentile([3, 1, 2, 4], p) for p in (50, 90, 100)], [2, 4, 4])
+        self.assertIsNone(sweep_table.percentile([], 50))
+
+
+if __name__ == "__main__":
+    unittest.main()
