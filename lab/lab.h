@@ -10,16 +10,16 @@
 #include <string>
 #include <vector>
 
-#include "air.h"
-#include "console.h"
-#include "director.h"
-#include "loop.h"
-#include "owner.h"
-#include "platform.h"
-#include "radio.h"
-#include "recorder.h"
-#include "sandbox.h"
-#include "scenario.h"
+#include "air/air.h"
+#include "results/console.h"
+#include "story/director.h"
+#include "base/loop.h"
+#include "node/owner.h"
+#include "node/platform.h"
+#include "air/radio.h"
+#include "results/recorder.h"
+#include "node/sandbox.h"
+#include "story/scenario.h"
 
 namespace lab {
 

@@ -7,9 +7,9 @@
 #include <cstring>
 #include <filesystem>
 
-#include "box_files.h"
+#include "base/box_files.h"
 #include "lab.h"
-#include "words.h"
+#include "story/words.h"
 
 namespace {
 

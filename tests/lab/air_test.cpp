@@ -2,7 +2,7 @@
 // what `wl` refuses. And what a terminal shows of it.
 #include <sstream>
 
-#include "box_files.h"
+#include "base/box_files.h"
 #include "lab.h"
 #include "wrong_use.h"
 

@@ -2,9 +2,9 @@
 // whole, tshark says of those of the scenarios; that a driver event is, the daemon that reads it.
 #include <gmock/gmock.h>
 
-#include "frames.h"
-#include "pcapng.h"
-#include "platform.h"
+#include "air/frames.h"
+#include "node/platform.h"
+#include "results/pcapng.h"
 
 namespace lab {
 namespace {

@@ -1,5 +1,5 @@
 // Scenario files: what they say, and what is said of their errors.
-#include "scenario.h"
+#include "story/scenario.h"
 
 #include "wrong_use.h"
 

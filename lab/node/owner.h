@@ -1,0 +1,41 @@
+// A base's owner, and the part of its platform that serves the owner: has the window opened while
+// units are missing, reads the candidate file, approves the units it lists that are the owner's,
+// and has the credentials pushed when all are ready, the table is full, or nothing has moved for a
+// while; and so again until all are in.
+//
+// A push empties the daemon's table, also of those who are in the middle of a handshake. So one
+// that only frees the table of those who never finish waits until nobody stirs.
+#ifndef LAB_OWNER_H
+#define LAB_OWNER_H
+
+#include <set>
+#include <string>
+
+#include "base/loop.h"
+
+namespace lab {
+
+struct Lab;
+struct Node;
+struct Occurrence;
+
+struct Owner {
+  bool automatic = true;         // pushes by itself
+  std::set<std::string> ready;   // stations in the candidate file
+  std::set<std::string> pushed;  // stations that have had a push and not come back to search
+  Time ready_changed{};
+  Time window_until{};
+  Time last_stir{};  // when a handshake last began, got ready or was pushed
+};
+
+void request_window(Lab& lab, Node& base);
+void push(Lab& lab, Node& base);
+void candidates_changed(Lab& lab, Node& base);
+void owner_notices(Lab& lab, const Occurrence& seen);
+// The base's daemon has ended, and with it what its owner knew of it.
+void owner_forgets(Node& base);
+void tick_owners(Lab& lab);
+
+}  // namespace lab
+
+#endif

@@ -1,0 +1,112 @@
+#include "story/words.h"
+
+#include <utility>
+
+namespace lab {
+
+std::optional<Time> parse_time(std::string_view text) {
+  double value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  const std::string_view unit(end, static_cast<std::size_t>(text.data() + text.size() - end));
+  if (error != std::errc() || !(value >= 0 && value <= 1e6)) {
+    return std::nullopt;
+  }
+  if (unit == "ms") {
+    return from_seconds(value / 1000);
+  }
+  if (unit == "s") {
+    return from_seconds(value);
+  }
+  return unit == "min" ? std::optional(from_seconds(value * 60)) : std::nullopt;
+}
+
+// Words are separated by blanks; a colon ends a word and is one itself; quotes hold blanks
+// together.
+Words::Words(std::string_view line) {
+  std::string word;
+  bool quoted = false;
+  const auto end_word = [&] {
+    if (!word.empty()) {
+      words_.push_back(std::exchange(word, {}));
+    }
+  };
+  for (std::size_t i = 0; i < line.size(); ++i) {
+    const char c = line[i];
+    const bool blank = c == ' ' || c == '\t' || c == '\r';
+    const bool before_blank = i + 1 == line.size() || line.find_first_of(" \t\r", i) == i + 1;
+    if (c == '"') {
+      quoted = !quoted;
+    } else if (quoted) {
+      word += c;
+    } else if (c == '#') {
+      break;
+    } else if (blank || (c == ':' && before_blank)) {
+      end_word();
+      if (c == ':') {
+        words_.emplace_back(":");
+      }
+    } else {
+      word += c;
+    }
+  }
+  end_word();
+  if (quoted) {
+    fail("a closing quote");
+  }
+}
+
+void Words::fail(const std::string& expected) {
+  if (error_.empty()) {
+    error_ = "expected " + expected;
+    error_ += done() ? ", found the end of the line" : ", found \"" + words_[at_] + "\"";
+  }
+}
+
+bool Words::take_if(std::string_view word) {
+  const bool same = !done() && words_[at_] == word;
+  at_ += same ? 1 : 0;
+  return same;
+}
+
+std::string Words::take(const char* expected) {
+  if (done()) {
+    fail(expected);
+    return {};
+  }
+  return words_[at_++];
+}
+
+int Words::number(const char* expected, int low, int high) {
+  int value = 0;
+  if (done() || !read_number(words_[at_], value) || value < low || value > high) {
+    fail(std::string(expected) + " from " + std::to_string(low) + " to " + std::to_string(high));
+    return low;
+  }
+  ++at_;
+  return value;
+}
+
+double Words::percent() {
+  double value = 0;
+  const std::string word = peek();
+  if (word.size() < 2 || word.back() != '%' ||
+      !read_number(std::string_view(word).substr(0, word.size() - 1), value) ||
+      !(value >= 0 && value <= 100)) {
+    fail("a share from 0% to 100%");
+    return 0;
+  }
+  ++at_;
+  return value / 100;
+}
+
+Time Words::time() {
+  const auto value = parse_time(peek());
+  if (!value) {
+    fail("a time such as 200ms, 5s or 10min");
+    return {};
+  }
+  ++at_;
+  return *value;
+}
+
+}  // namespace lab

@@ -1,0 +1,47 @@
+// A scenario's line as words, and what may stand among them: numbers, shares and times.
+#ifndef LAB_WORDS_H
+#define LAB_WORDS_H
+
+#include <charconv>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/loop.h"
+
+namespace lab {
+
+// The whole text has to be the number.
+template <typename Number>
+bool read_number(std::string_view text, Number& value) {
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  return error == std::errc() && end == text.data() + text.size();
+}
+
+// "5s", "200ms", "10min".
+std::optional<Time> parse_time(std::string_view text);
+
+// The words of one line, taken from the front; the first thing that is not as expected is kept.
+class Words {
+ public:
+  explicit Words(std::string_view line);
+  bool done() const { return at_ >= words_.size(); }
+  std::string peek() const { return done() ? "" : words_[at_]; }
+  bool take_if(std::string_view word);
+  std::string take(const char* expected);
+  int number(const char* expected, int low, int high);
+  double percent();
+  Time time();
+  void fail(const std::string& expected);
+  const std::string& error() const { return error_; }
+
+ private:
+  std::vector<std::string> words_;
+  std::size_t at_ = 0;
+  std::string error_;
+};
+
+}  // namespace lab
+
+#endif
