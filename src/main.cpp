@@ -1,13 +1,16 @@
 // Start-up, the main loop and the orderly end of the daemon.
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <ctime>
 
 #include "core/context.h"
 #include "core/event_socket.h"
 #include "core/inherited_state.h"
 #include "core/log.h"
+#include "core/nvram.h"
 #include "core/shell.h"
 #include "core/signals.h"
 #include "core/timer_list.h"
@@ -15,7 +18,6 @@
 #include "role/mode_entry.h"
 #include "role/role_monitor.h"
 #include "shared_debug_log.h"
-#include "vexo_nvram.h"
 
 namespace {
 
@@ -78,10 +80,21 @@ void turn(int event_fd) {
   serve_signals();
 }
 
+// What the unit has just been told, credentials included, is lost with a restart that comes before
+// the save: a disk that is full may have room in a moment.
+void save_before_restart() {
+  constexpr int RETRIES = 10;
+  for (int i = 0; !nvram_save() && i < RETRIES; ++i) {
+    timespec second{.tv_sec = 1, .tv_nsec = 0};
+    while (nanosleep(&second, &second) != 0 && errno == EINTR) {
+    }
+  }
+}
+
 void stop(int& event_fd) {
   close_eventfd(event_fd);
   if (context.need_restart != 0) {
-    vexoNvramConfig_save();
+    save_before_restart();
     run_command("vexo_service restart");
   }
   ONBOARD_LOG_AS(AS_MAIN, "init failed, cleanup.\n");

@@ -40,6 +40,7 @@ MESSAGES = {
     "unconfigured_act_handshake_mode_cfg": {"%s\n": None},
     "temp_router_mode_cfg": {"%s\n": None},
     "temp_sat_mode_cfg": {"%s\n": None},
+    "nvram": {"NVRAM is not written: %s%s: %s\n": None},
     "dut_role_monitor": {"restore to Unconfigured mode.\n": "reset"},
     "role_bakery": {"target_role:cur_role >> (%d:%d)\n": "mode"},
     "router_start_onboarding": {

@@ -1,4 +1,8 @@
-// The one question that the daemon asks of a setting.
+// NVRAM as the daemon uses it: what cannot be written is told, and the daemon goes on.
+//
+// A setting, a removal or a save that fails is logged when it begins to fail, and again once one
+// has succeeded in between: a full disk fails them all, some of them in each turn. Each returns
+// whether it was done.
 #ifndef VORLENT_CORE_NVRAM_H
 #define VORLENT_CORE_NVRAM_H
 
@@ -8,5 +12,9 @@
 inline bool nvram_is(const char* key, const char* value) {
   return vexoNvramConfig_match(key, value) != 0;
 }
+
+bool nvram_set(const char* key, const char* value);
+bool nvram_unset(const char* key);
+bool nvram_save();
 
 #endif

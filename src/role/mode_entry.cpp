@@ -9,7 +9,6 @@
 #include "role/search.h"
 #include "role/watchdogs.h"
 #include "role/wl_elements.h"
-#include "vexo_nvram.h"
 
 namespace {
 
@@ -69,7 +68,7 @@ int enter_cur_mode() {
   if (row == nullptr) {
     return 0;
   }
-  vexoNvramConfig_set("onboarding_role", row->onboarding_role);
+  nvram_set("onboarding_role", row->onboarding_role);
   if (row->entry != nullptr) {
     row->entry();
   }
@@ -91,7 +90,7 @@ void rearm_backhaul_watchdog() {
 int unconfigured_mode_cfg() {
   run_command(ADD_UNIT_ELEMENT.data());
   ONBOARD_LOG("%s", ADD_UNIT_ELEMENT.data());
-  vexoNvramConfig_set("sat_onboarding", "1");
+  nvram_set("sat_onboarding", "1");
   vorlent_ie_scan();
   rearm_search();
   return 0;

@@ -2,10 +2,10 @@
 
 #include "core/context.h"
 #include "core/log.h"
+#include "core/nvram.h"
 #include "core/shell.h"
 #include "core/timer_list.h"
 #include "role/wl_elements.h"
-#include "vexo_nvram.h"
 
 namespace {
 
@@ -25,8 +25,8 @@ int router_start_onboarding() {
   ONBOARD_LOG("%s\n", ADD_BASE_ELEMENT.data());
   const int timer = start_window_timer();
   ONBOARD_LOG("add timer: %d for candidate action frame handshake in 60 secs.\n", timer);
-  vexoNvramConfig_set("onboarding_soap_active", "0");
-  vexoNvramConfig_set("onboarding_active_state", "2");
+  nvram_set("onboarding_soap_active", "0");
+  nvram_set("onboarding_active_state", "2");
   context.onboarding_active = 1;
   return timer;
 }
@@ -35,6 +35,6 @@ void router_stop_onboarding(int timer) {
   run_command(DEL_BASE_ELEMENT.data());
   ONBOARD_LOG("%s\n", DEL_BASE_ELEMENT.data());
   del_timer(epoll_fd, timer);
-  vexoNvramConfig_set("onboarding_active_state", "0");
+  nvram_set("onboarding_active_state", "0");
   context.onboarding_active = 0;
 }

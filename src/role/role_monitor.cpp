@@ -7,7 +7,6 @@
 #include "role/configuration.h"
 #include "role/mode_entry.h"
 #include "role/onboarding_window.h"
-#include "vexo_nvram.h"
 
 namespace {
 
@@ -25,17 +24,22 @@ void change_to(OnboardMode mode) {
   role_bakery();
 }
 
+// A request that stays would be served again each turn, and after each start: the un-configured
+// mode ends the daemon.
+bool take_back_request(const char* mode) {
+  nvram_unset("mesh_role_manual");
+  return !nvram_is("mesh_role_manual", mode);
+}
+
 // True when a manual request was there and has been served.
 bool serve_manual_request() {
-  if (nvram_is("mesh_role_manual", "base")) {
+  if (nvram_is("mesh_role_manual", "base") && take_back_request("base")) {
     context.target_role = ONBOARD_MODE_TEMP_ROUTER;
-    vexoNvramConfig_unset("mesh_role_manual");
     ONBOARD_LOG_AS(AS_DUT_ROLE_MONITOR, "Change to base mode manually.\n");
     role_bakery();
     return true;
   }
-  if (nvram_is("mesh_role_manual", "uncfg")) {
-    vexoNvramConfig_unset("mesh_role_manual");
+  if (nvram_is("mesh_role_manual", "uncfg") && take_back_request("uncfg")) {
     ONBOARD_LOG_AS(AS_DUT_ROLE_MONITOR, "restore to Unconfigured mode.\n");
     restore_to_uncfg_mode(1);
     return true;
@@ -176,7 +180,7 @@ void settle_temp_router(OnboardMode /*old_mode*/) {
 void settle_temp_satellite(OnboardMode /*old_mode*/) {
   ONBOARD_LOG_AS(AS_ROLE_BAKERY, "Apply satellite configuration.\n");
   apply_satellite_config();
-  vexoNvramConfig_set("restart_all_processes", "1");
+  nvram_set("restart_all_processes", "1");
   context.need_restart = 1;
 }
 
@@ -192,6 +196,6 @@ void settle_base(OnboardMode old_mode) {
     return;
   }
   ONBOARD_LOG_AS(AS_ROLE_BAKERY, "Apply Base configuration.\n");
-  vexoNvramConfig_set("vorlent_force_apply", "1");
+  nvram_set("vorlent_force_apply", "1");
   apply_base_config();
 }

@@ -7,12 +7,12 @@
 
 #include "core/context.h"
 #include "core/log.h"
+#include "core/nvram.h"
 #include "core/shell.h"
 #include "core/timer_list.h"
 #include "core/told_failure.h"
 #include "core/unique_fd.h"
 #include "own_file.h"
-#include "vexo_nvram.h"
 
 namespace {
 
@@ -46,7 +46,7 @@ int vorlent_ie_scan() {
 }
 
 void timer_cb_mesh_ie_scan_expired(int /*timer*/) {
-  vexoNvramConfig_set("sat_onboarding", "0");
+  nvram_set("sat_onboarding", "0");
   ONBOARD_LOG("Disable mesh scan after 30 minutes Wi-Fi search.\n");
   mode_timer_fd = 0;  // the number may be another timer's by the time the mode is left
 }

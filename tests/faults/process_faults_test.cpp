@@ -46,6 +46,31 @@ TEST_F(ProcessTest, ALocalUsersPlantsAreNotFollowed) {
   }
 }
 
+TEST_F(ProcessTest, NothingIsLostInSilenceWhereNothingCanBeWritten) {
+  const auto in_log = [](const std::string& text) {
+    return lines_with("/tmp/vorlent_dbg.log", text);
+  };
+  nvram("set blank_state=1 && nvram set mesh_role_manual=uncfg");
+  for (const char* in_the_way : {"/tmp/vexo_nvram.tmp", "/tmp/vexo_nvram.saved.tmp"}) {
+    std::filesystem::create_directory(in_the_way);
+  }
+  ASSERT_EQ(launch(), 0);
+  ASSERT_TRUE(comes_true([&] { return find_daemon() > 0; }));
+  for (int turn = 0; turn < 9; ++turn) {
+    send_event({0});
+  }
+  ASSERT_TRUE(comes_true([&] { return in_log("Unknown recved ether type") == 9; }));
+  EXPECT_EQ(in_log("NVRAM is not written: unset mesh_role_manual: Is a directory\n"), 1U);
+  EXPECT_EQ(in_log("NVRAM is not written: set onboarding_role: Is a directory\n"), 1U);
+  EXPECT_EQ(in_log("restore"), 0U);
+  std::filesystem::remove("/tmp/vexo_nvram.tmp");
+  await("/tmp/vorlent_dbg.log", "NVRAM is not written: save: ");
+  EXPECT_EQ(lines_with("/tmp/commands", "vexo_service"), 0U);
+  std::filesystem::remove("/tmp/vexo_nvram.saved.tmp");
+  await("/tmp/commands", "vexo_service restart");
+  EXPECT_THAT(read_file("/tmp/vexo_nvram.saved"), testing::HasSubstr("restart_all_processes=1\n"));
+}
+
 TEST_F(ProcessTest, WhatComesWhileACommandHangsIsServedAfterwards) {
   base_nvram();
   start("5");
