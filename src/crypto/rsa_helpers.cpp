@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <memory>
 
@@ -47,19 +48,14 @@ Bio create_key_file(const char* path, mode_t mode) {
   return bio;
 }
 
-void write_key_pair(BIO* pri, BIO* pub) {
+bool write_key_pair(BIO* pri, BIO* pub) {
   const BigNumber exponent(BN_new());
   const Key key(RSA_new());
-  if (exponent == nullptr || key == nullptr || BN_set_word(exponent.get(), RSA_F4) != 1 ||
-      RSA_generate_key_ex(key.get(), KEY_BITS, exponent.get(), nullptr) != 1) {
-    return;
-  }
-  if (pri != nullptr) {
-    PEM_write_bio_RSAPrivateKey(pri, key.get(), nullptr, nullptr, 0, nullptr, nullptr);
-  }
-  if (pub != nullptr) {
-    PEM_write_bio_RSA_PUBKEY(pub, key.get());
-  }
+  return pri != nullptr && pub != nullptr && exponent != nullptr && key != nullptr &&
+         BN_set_word(exponent.get(), RSA_F4) == 1 &&
+         RSA_generate_key_ex(key.get(), KEY_BITS, exponent.get(), nullptr) == 1 &&
+         PEM_write_bio_RSAPrivateKey(pri, key.get(), nullptr, nullptr, 0, nullptr, nullptr) == 1 &&
+         PEM_write_bio_RSA_PUBKEY(pub, key.get()) == 1;
 }
 
 Key read_public_key(ByteView pem) {
@@ -220,15 +216,24 @@ int refuse_block(RsaBuffer& out, const char* what) {
 
 }  // namespace
 
-void rsa_gen_key_pair() {
+int rsa_gen_key_pair() {
+  int error = 0;
+  errno = 0;
   {
     const Bio pri = create_key_file(RSA_PRI_FILE, S_IRUSR | S_IWUSR);
     const Bio pub = create_key_file(RSA_PUB_FILE, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH);
-    write_key_pair(pri.get(), pub.get());
+    if (!write_key_pair(pri.get(), pub.get())) {
+      error = errno != 0 ? errno : EIO;  // libcrypto keeps its own reasons
+    }
+  }
+  if (error != 0) {
+    (void)unlink(RSA_PRI_FILE);
+    (void)unlink(RSA_PUB_FILE);
   }
   ERR_clear_error();
   run_command("cat /tmp/rsa_pri.pem");
   run_command("cat /tmp/rsa_pub.pem");
+  return error;
 }
 
 int read_pub_key_to_memory(std::span<std::uint8_t> buf, std::uint16_t& len) {

@@ -4,6 +4,7 @@
 
 #include "core/context.h"
 #include "core/log.h"
+#include "crypto/own_key_pair.h"
 #include "crypto/rsa_helpers.h"
 #include "discovery/candidate_table.h"
 #include "discovery/vendor_ie.h"
@@ -124,6 +125,7 @@ int act_op_1000_handler(const ActionFramePayload& payload, const char* sta) {
     ONBOARD_LOG("Invalid ie.\n");
     return -1;
   }
+  renew_missing_key_pair();
   act_op_1001_sender(sta);
   candidate->stage = CANDIDATE_BASE_KEY_SENT;
   return 0;

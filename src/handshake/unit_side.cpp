@@ -5,6 +5,7 @@
 #include "core/shell.h"
 #include "core/timer_list.h"
 #include "crypto/hex.h"
+#include "crypto/own_key_pair.h"
 #include "crypto/rsa_helpers.h"
 #include "discovery/target_base.h"
 #include "discovery/vendor_ie.h"
@@ -109,13 +110,14 @@ int unconfigured_act_handshake_mode_cfg() {
   ONBOARD_LOG("Go to action frame handshake...\n");
   run_command(DEL_UNIT_ELEMENT.data());
   ONBOARD_LOG("%s\n", DEL_UNIT_ELEMENT.data());
-  rsa_gen_key_pair();
+  make_own_key_pair();
   act_op_1000_sender();
   arm_handshake_timer(SPEAKER, STAGE_AWAIT_1001);
   return 0;
 }
 
 int act_op_1000_sender() {
+  renew_missing_key_pair();
   act_op_tracker(1000, 1001);
   std::array<char, 2 * PLON_IE_SIZE + 1> hex{};
   write_hex(pelion_element(PROD_ID_UNIT, VIE_DATA_ADVERTISED), hex);

@@ -5,7 +5,7 @@
 #include "core/mode_table.h"
 #include "core/nvram.h"
 #include "core/shell.h"
-#include "crypto/rsa_helpers.h"
+#include "crypto/own_key_pair.h"
 #include "role/search.h"
 #include "role/watchdogs.h"
 #include "role/wl_elements.h"
@@ -99,7 +99,7 @@ int unconfigured_mode_cfg() {
 int temp_router_mode_cfg() {
   run_command(DEL_UNIT_ELEMENT.data());
   ONBOARD_LOG("%s\n", DEL_UNIT_ELEMENT.data());
-  rsa_gen_key_pair();
+  make_own_key_pair();
   rearm_internet_watchdog();
   return 0;
 }

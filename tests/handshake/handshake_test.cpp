@@ -1,5 +1,7 @@
 // The handshake where a transcript would be a table: every operation in every state, contents cut
 // at every byte, texts around their bounds, hostile texts.
+#include <filesystem>
+
 #include "core/mode_table.h"
 #include "core/timer_list.h"
 #include "crypto/rsa_helpers.h"
@@ -8,6 +10,7 @@
 #include "handshake/bh_credential.h"
 #include "handshake/sat_key_content.h"
 #include "handshake/unit_side.h"
+#include "role/mode_entry.h"
 #include "role/role_monitor.h"
 #include "support/daemon_test.h"
 
@@ -53,6 +56,25 @@ class HandshakeTest : public DaemonTest {
       {0x1004, {}},
       {0x1005, {1}}};
 };
+
+TEST_F(HandshakeTest, AKeyPairThatReachedNoFilesIsMadeAgainForAHello) {
+  std::filesystem::remove(RSA_PUB_FILE);
+  std::filesystem::create_directory(RSA_PUB_FILE);
+  is_in(ONBOARD_MODE_BASE);
+  enter_cur_mode();
+  EXPECT_THAT(messages(), testing::HasSubstr("the own key pair is not written: Is a directory\n"));
+  hears_probe_from(air::UNIT);
+  for (const int pairs : {0, 1, 1}) {  // at once, and a second later each
+    answers(0x1000, air::element(2), air::UNIT);
+    EXPECT_EQ(count_commands("cat /tmp/rsa_pub.pem"), pairs);
+    EXPECT_EQ(messages().find("the own key pair"), std::string::npos);
+    std::filesystem::remove(pairs == 0 ? "" : RSA_PUB_FILE);
+    move_clock(1);
+  }
+  EXPECT_EQ(count_commands("wl actframe " + air::UNIT_TEXT + " 0409027e91100101c3"), 1);
+  answers(0x1000, air::element(2), air::UNIT);
+  EXPECT_EQ(count_commands("cat"), 0);
+}
 
 TEST_F(HandshakeTest, EachModeActsOnItsOperationsByStationAndStageWhateverTheAddress) {
   std::vector<air::Mac> senders = {air::UNIT, air::BASE, {}, {1, 0, 0x5e, 0, 0, 1}};
