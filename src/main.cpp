@@ -72,7 +72,7 @@ void turn(int event_fd) {
   timeval timeout{.tv_sec = 1, .tv_usec = 0};
   event_recvr(context.cur_mode, event_fd, timeout);
   serve_signals();
-  if (epoll_fd == -1) {
+  if (epoll_fd == -1 && may_ask_again()) {
     epoll_fd = init_epoll();  // refused at the start; the role monitor asks for the timers again
   }
   dut_role_monitor();

@@ -11,8 +11,10 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <utility>
 
 #include "core/log.h"
+#include "core/retry_pause.h"
 #include "core/unique_fd.h"
 
 namespace {
@@ -62,15 +64,18 @@ void trace(const char* func, int line, bool found, int timer_fd, const char* don
                timer_fd, found ? where : "from");
 }
 
-// Arms on whole seconds; the sub-second part of the current time is dropped.
-int arm(int timer_fd, const TimerEntry& entry) {
-  timespec now{};
+// Arms on whole seconds; the sub-second part of the current time, which is stored in `now`, is
+// dropped.
+int arm(int timer_fd, const TimerEntry& entry, timespec& now) {
   clock_gettime(CLOCK_MONOTONIC, &now);
-  (void)printf("cur_time: %ld sec %ld ns\n", static_cast<long>(now.tv_sec), now.tv_nsec);
   itimerspec times{};
   times.it_value.tv_sec = now.tv_sec + entry.timeout;
   times.it_interval.tv_sec = entry.retry_interval;
   return timerfd_settime(timer_fd, TFD_TIMER_ABSTIME, &times, nullptr);
+}
+
+void print_time(const timespec& now) {
+  (void)printf("cur_time: %ld sec %ld ns\n", static_cast<long>(now.tv_sec), now.tv_nsec);
 }
 
 int epoll_add_fd(int epoll, int fd) {
@@ -133,12 +138,16 @@ void close_on_exec(int fd) {
 }
 
 const char* told_refusal = nullptr;  // the last, until a timer is granted
+bool epoll_refused = false;
+RetryPause refusal_pause;
 
 // Told once for each step: the timer is asked for again each turn, thousands a second in a flood.
 int refuse_timer(const char* why) {
+  const int error = errno;
+  begin(refusal_pause);
   if (why != told_refusal) {
     told_refusal = why;
-    ONBOARD_LOG_AS(AS_ADD_TIMER, "no timer: %s: %s\n", why, strerror(errno));
+    ONBOARD_LOG_AS(AS_ADD_TIMER, "no timer: %s: %s\n", why, strerror(error));
   }
   return -1;
 }
@@ -148,9 +157,13 @@ int refuse_timer(const char* why) {
 int init_epoll() {
   const int epoll = epoll_create1(0);
   if (epoll < 0) {
-    (void)puts("epoll create failed.");
+    begin(refusal_pause);
+    if (!std::exchange(epoll_refused, true)) {
+      (void)puts("epoll create failed.");
+    }
     return -1;
   }
+  epoll_refused = false;
   close_on_exec(epoll);
   return epoll;
 }
@@ -167,13 +180,15 @@ int add_timer(int epoll, TimerEntry& entry) {
     return refuse_timer("it cannot be created");
   }
   close_on_exec(timer.get());
-  if (arm(timer.get(), entry) != 0) {
+  timespec now{};
+  if (arm(timer.get(), entry, now) != 0) {
     return refuse_timer("it cannot be armed");
   }
   if (epoll_add_fd(epoll, timer.get()) != 0) {
     return refuse_timer("it cannot be registered");
   }
   told_refusal = nullptr;
+  print_time(now);
   entry.timer_fd = timer.release();
   (void)printf("add timerfd: %d, timeout in %d secs, retry interval: %d \n", entry.timer_fd,
                entry.timeout, entry.retry_interval);
@@ -182,7 +197,10 @@ int add_timer(int epoll, TimerEntry& entry) {
 }
 
 int update_timer(int timer_fd, const TimerEntry& entry) {
-  if (arm(timer_fd, entry) != 0) {
+  timespec now{};
+  const int armed = arm(timer_fd, entry, now);
+  print_time(now);
+  if (armed != 0) {
     ONBOARD_LOG("timerfd %d cannot be armed: %s\n", timer_fd, strerror(errno));
   }
   update_timer_in_timer_list(timer_fd, entry);
@@ -238,8 +256,14 @@ void dispatch_timers(int epoll) {
   }
 }
 
+bool may_ask_again() {
+  return is_over(refusal_pause);
+}
+
 void reset_timer_list() {
   told_refusal = nullptr;
+  epoll_refused = false;
+  refusal_pause = RetryPause{};
   for (TimerSlot& slot : timer_list) {
     if (slot.entry.timer_fd > 0) {
       close(slot.entry.timer_fd);

@@ -27,8 +27,13 @@ struct TimerEntry {
 
 inline constexpr int MAX_TIMERS = 16;
 
-// Creates the epoll instance. Returns its descriptor, or -1 with a line on standard output.
+// Creates the epoll instance. Returns its descriptor, or -1 with a line on standard output, once
+// until it succeeds.
 int init_epoll();
+
+// False for a second after the system has refused an epoll instance or a timer: whoever asks again
+// for what was refused waits that long, since there may be thousands of turns in it.
+bool may_ask_again();
 
 // Creates, arms, stores and registers a timer and writes its descriptor into `entry`.
 // Returns the descriptor, or -1, with nothing armed and a line in the log, when the list is full or

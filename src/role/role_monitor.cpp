@@ -54,10 +54,10 @@ bool agent_configured(const char* enable_mesh_mode) {
 }
 
 // A unit whose timer the system refused would never search again or never give up, so it is asked
-// for again each turn. 0 is different: a timer that has done its work.
+// for again. 0 is different: a timer that has done its work.
 void renew_refused_timer() {
   const ModeRow* row = mode_row(context.cur_mode);
-  if (row != nullptr && row->rearm != nullptr && *row->timer == -1) {
+  if (row != nullptr && row->rearm != nullptr && *row->timer == -1 && may_ask_again()) {
     row->rearm();
   }
 }
@@ -112,7 +112,7 @@ void temp_sat_monitor() {
 }
 
 void onboarding_window_check() {
-  if (context.onboarding_active != 0 && onboarding_timer_fd == -1) {
+  if (context.onboarding_active != 0 && onboarding_timer_fd == -1 && may_ask_again()) {
     onboarding_timer_fd = start_window_timer();  // or the window would stay open
   }
   if (!nvram_is("onboarding_soap_active", "1")) {

@@ -2,6 +2,7 @@
 #include "core/timer_list.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include "core/event_socket.h"
@@ -149,6 +150,17 @@ TEST_F(TimerListTest, SixteenFitAndWhatIsRefusedLeavesNothingBehind) {
   const int epoll = std::exchange(epoll_fd, -1);
   EXPECT_EQ(add(5), -1);
   dispatch_timers(epoll_fd);
+  EXPECT_EQ(printed(), "");
+  move_clock(1);
+  EXPECT_TRUE(may_ask_again());
+  rlimit room{};
+  getrlimit(RLIMIT_NOFILE, &room);
+  const rlimit none{.rlim_cur = 0, .rlim_max = room.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
+  EXPECT_EQ(init_epoll() + init_epoll(), -2);
+  setrlimit(RLIMIT_NOFILE, &room);
+  EXPECT_EQ(printed(), "epoll create failed.\n") << "told once";
+  EXPECT_FALSE(may_ask_again());
   epoll_fd = epoll;
   EXPECT_EQ(open_descriptors(), before);
   EXPECT_THAT(run(10), testing::IsEmpty());
