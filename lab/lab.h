@@ -11,14 +11,14 @@
 #include <vector>
 
 #include "air/air.h"
-#include "results/console.h"
-#include "story/director.h"
+#include "air/radio.h"
 #include "base/loop.h"
 #include "node/owner.h"
 #include "node/platform.h"
-#include "air/radio.h"
-#include "results/recorder.h"
 #include "node/sandbox.h"
+#include "results/console.h"
+#include "results/recorder.h"
+#include "story/director.h"
 #include "story/scenario.h"
 
 namespace lab {
