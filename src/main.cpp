@@ -11,6 +11,7 @@
 #include "core/inherited_state.h"
 #include "core/log.h"
 #include "core/nvram.h"
+#include "core/service_manager.h"
 #include "core/shell.h"
 #include "core/signals.h"
 #include "core/timer_list.h"
@@ -60,6 +61,7 @@ int start(int& event_fd, bool& ready) {
     ONBOARD_LOG_AS(AS_MAIN, "err from daemonize.\n");
     return 0;
   }
+  write_pid_file();
   shared_debug_log_init(LOG_IDENTITY, LOG_FILE, LOG_BYTES_MAX);
   install_signal_handlers();
   load_cur_mode();
@@ -69,6 +71,7 @@ int start(int& event_fd, bool& ready) {
 }
 
 void turn(int event_fd) {
+  notify_alive();
   timeval timeout{.tv_sec = 1, .tv_usec = 0};
   event_recvr(context.cur_mode, event_fd, timeout);
   serve_signals();

@@ -149,7 +149,7 @@ MORE = [
     "sat_key_encrypt_len:%d\n", "tag#%d: %02x\n", "Unexpected stage: %d\n", "tag:%02x\n",
     "tag_len:%02x %02x\n", "content len: %d\n", "tag_len:%d\n", "old timerfd detected: fd %d\n",
     "ie:", "no scan: %s cannot be made: %s\n", "cannot replace or remove %s: %s\n",
-    "the own key pair is not written: %s\n",
+    "a command took %d seconds: %.*s\n", "the own key pair is not written: %s\n",
 ]
 
 # Every outcome: what it means and what to do. The manual page documents the same list.

@@ -1,8 +1,10 @@
 #include "core/shell.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 
 #include "core/log.h"
 
@@ -13,6 +15,17 @@ namespace {
 constexpr const char* COMMAND_CHARACTERS =
     "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789 :/._>";
 
+constexpr std::int64_t SLOW_MILLISECONDS = 2000;
+
+// The start of the command, which names it; a frame's is thousands of characters long.
+constexpr int COMMAND_SHOWN = 60;
+
+std::int64_t milliseconds() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
+}
+
 }  // namespace
 
 int run_command(const char* command) {
@@ -21,5 +34,12 @@ int run_command(const char* command) {
     return -1;
   }
   (void)fflush(stdout);
-  return system(command);
+  const std::int64_t begin = milliseconds();
+  const int status = system(command);
+  const std::int64_t took = milliseconds() - begin;
+  if (took > SLOW_MILLISECONDS) {
+    ONBOARD_LOG("a command took %d seconds: %.*s\n", static_cast<int>(took / 1000), COMMAND_SHOWN,
+                command);
+  }
+  return status;
 }

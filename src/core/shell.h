@@ -9,7 +9,8 @@
 #define VORLENT_CORE_SHELL_H
 
 // Runs `command` through the shell and waits until it has ended; standard output is flushed first,
-// so that it keeps its order with what the command prints.
+// so that it keeps its order with what the command prints. A command that took over two seconds is
+// logged: the loop stood still for it.
 // Returns what system() returns, which no caller uses, or -1 for a command that was refused.
 int run_command(const char* command);
 

@@ -59,6 +59,23 @@ TEST_F(ProcessTest, WhatItWasStartedWithDoesNotMatter) {
   EXPECT_LT(std::distance(open_now, std::filesystem::directory_iterator()), 12);
 }
 
+TEST_F(ProcessTest, TellsAServiceManagerItsNumberAndThatItTurns) {
+  sockaddr_un address{.sun_family = AF_UNIX, .sun_path = "/tmp/notify"};
+  const int manager = socket(AF_UNIX, SOCK_DGRAM, 0);
+  ASSERT_EQ(bind(manager, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  setenv("NOTIFY_SOCKET", "/tmp/notify", 1);
+  setenv("VORLENT_PID_FILE", "/tmp/vorlent.pid", 1);
+  base_nvram();
+  start("5");
+  for (int turn = 0; turn < 2; ++turn) {
+    std::string told(99, '\0');
+    told.resize(static_cast<std::size_t>(recv(manager, told.data(), told.size(), 0)));
+    EXPECT_EQ(told, "WATCHDOG=1");
+  }
+  EXPECT_EQ(read_file("/tmp/vorlent.pid"), std::to_string(daemon_) + '\n');
+  close(manager);
+}
+
 TEST_F(ProcessTest, APortThatSomebodyHoldsEndsTheStart) {
   const int socket_of_another = socket(AF_INET, SOCK_DGRAM, 0);
   const int on = 1;
