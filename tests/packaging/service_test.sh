@@ -15,20 +15,32 @@ complaint=$(systemd-analyze verify --man=no "$work/vorlent.service" 2>&1) || fai
 {
   echo 'procd_open_instance() { :; }; procd_close_instance() { :; }'
   echo 'procd_set_param() { [ "$1" != command ] || { shift; "$@"; echo "shell ended: $?"; }; }'
-  sed "s|/usr/sbin/vorlent|$2/vorlent|" "$1/packaging/procd/vorlent.init"
+  sed "s|/usr/sbin/vorlent|$2/vorlent|; s|/var/run|/tmp|" "$1/packaging/procd/vorlent.init"
   echo start_service
 } >"$work/init"
-printf '#!/bin/sh\n' | tee "$work/bin/wl" >"$work/bin/vexo_service"
+printf '#!/bin/sh\n' >"$work/bin/vexo_service"
+printf '#!/bin/sh\n! rm /tmp/hang || sleep 77\necho "$*" >>/tmp/commands\n' >"$work/bin/wl"
 chmod +x "$work"/bin/*
 PATH=$work/bin:$2:$PATH "$1/tests/sandbox" "$1" "$2" bash -c '
-  until_true() { for _ in {1..200}; do eval "$1" && return; sleep 0.05; done; echo "never: $1"; }
-  for request in "nvram set mesh_role_manual=uncfg" "pkill -TERM -f ^/bin/sh.-c"; do
-    nvram set blank_state=1
-    sh "$1/init" >"$1/said" & 
-    until_true "grep -qs onboarding_role=0 /tmp/vexo_nvram && pidof vorlent >/dev/null"
-    eval "$request"
-    until_true "grep -q \"shell ended: 0\" $1/said && ! pidof vorlent >/dev/null"
-    nvram unset onboarding_role
-  done' - "$work" >"$work/lives"
+  until_true() { for _ in {1..200}; do eval "$1" >/dev/null && return; sleep 0.05; done; echo "never: $1"; }
+  lives() {  # LIFE STORE ROLE WHAT-ENDS-IT WHAT-IS-GONE-THEN
+    rm -f /tmp/vexo_nvram
+    sh "$1/init" >"$1/said" 2>&1 &
+    sleep 0.3
+    printf "$2" >/tmp/store
+    mv /tmp/store /tmp/vexo_nvram  # until then it waits
+    until_true "[ \"\$(nvram get onboarding_role)\" = $3 ]"
+    eval "$4"
+    until_true "grep -q \"shell ended: 0\" $1/said && ! pgrep -f \"$5\""
+  }
+  cp /bin/sleep /tmp/vorlent
+  /tmp/vorlent 99 &
+  same_name=$!
+  lives "$1" "blank_state=1\n" 0 "nvram set mesh_role_manual=uncfg" "/build/v[o]rlent"
+  lives "$1" "multiap_mode=3\nenable_mesh_mode=1\nonboarding_active_state=2\n" 5 "touch /tmp/hang
+    nvram set onboarding_soap_active=1; until_true \"[ ! -e /tmp/hang ]\"; pkill -TERM -f ^/bin/sh.-c" "sleep 7[7]"
+  until_true "[ \$(nvram get onboarding_active_state) = 0 ] && tail -n 1 /tmp/commands | grep -q del_ie.3"
+  until_true "kill -0 $same_name"
+' - "$work" >"$work/lives" 2>/dev/null
 grep -q never "$work/lives" && fail "$(cat "$work/lives")"
 exit 0
