@@ -8,7 +8,8 @@
 #include <filesystem>
 
 #include "base/box_files.h"
-#include "lab.h"
+#include "node/mesh.h"
+#include "run.h"
 #include "story/words.h"
 
 namespace {
@@ -64,20 +65,19 @@ std::string list_scenarios(const Options& options) {
   return list;
 }
 
-std::string load(Lab& lab, const Overrides& overrides) {
-  const std::string path = scenario_path(lab.options);
+std::string load(const Options& options, const Overrides& overrides, Scenario& scenario) {
+  const std::string path = scenario_path(options);
   const auto text = read_file(path);
   if (!text && fs::is_regular_file(path)) {
     return path + ": cannot be read: " + strerror(errno);
   }
   if (!text) {
-    return path + ": no such scenario; there are " + list_scenarios(lab.options) +
-           ", or name a file";
+    return path + ": no such scenario; there are " + list_scenarios(options) + ", or name a file";
   }
   std::string error;
-  if (parse_scenario(*text, path, lab.scenario, error)) {
-    apply(overrides, lab.scenario);
-    check_names(lab.scenario, error);
+  if (parse_scenario(*text, path, scenario, error)) {
+    apply(overrides, scenario);
+    check_names(scenario, error);
   }
   return error;
 }
@@ -170,14 +170,15 @@ int sweep(const Options& options, const std::vector<std::string>& words) {
 
 int main(int argc, char** argv) {
   fill_standard_streams();
-  Lab lab;
+  Options options;
+  Scenario scenario;
   Overrides overrides;
   std::error_code error;
-  lab.options.tools = fs::read_symlink("/proc/self/exe", error).parent_path();
+  options.tools = fs::read_symlink("/proc/self/exe", error).parent_path();
   CLI::App app("A mesh of real vorlent daemons on one machine, to look at and to break", "meshlab");
   app.require_subcommand(1);
   CLI::App* run_command = app.add_subcommand("run", "run a scenario");
-  add_run_options(*run_command, lab.options, overrides);
+  add_run_options(*run_command, options, overrides);
   CLI::App* list_command = app.add_subcommand("list", "list the scenarios");
   CLI::App* sweep_command =
       app.add_subcommand("sweep", "run a scenario over seeds and settings, and make a table");
@@ -188,18 +189,16 @@ int main(int argc, char** argv) {
     return app.exit(wrong) == 0 ? 0 : 2;
   }
   if (list_command->parsed()) {
-    printf("%s\n", list_scenarios(lab.options).c_str());
+    printf("%s\n", list_scenarios(options).c_str());
     return 0;
   }
   if (sweep_command->parsed()) {
-    return sweep(lab.options, sweep_command->remaining());
+    return sweep(options, sweep_command->remaining());
   }
-  std::string why = load(lab, overrides);
-  why = why.empty() ? why_not(lab.options) : why;
+  std::string why = load(options, overrides, scenario);
+  why = why.empty() ? why_not(options) : why;
   if (!why.empty()) {
     return fail(why);
   }
-  lab.console.quiet = lab.options.json;
-  lab.console.live = !lab.options.json && isatty(STDOUT_FILENO) != 0;
-  return run(lab);
+  return run(options, scenario);
 }

@@ -1,6 +1,6 @@
 #include "air/air.h"
 
-#include "lab.h"
+#include "air/radio.h"
 
 namespace lab {
 
@@ -27,12 +27,12 @@ double share(std::uint64_t hash) {
   return static_cast<double>(hash >> 11) * 0x1.0p-53;
 }
 
-bool is_resent(Node& from, int operation, const Frame& frame) {
+bool is_resent(Radio& from, int operation, const Frame& frame) {
   if (operation == 0) {
     return false;
   }
   const Bytes body(frame.body.begin(), frame.body.end());
-  Bytes& last = from.radio.last_sent[{operation, frame.to}];
+  Bytes& last = from.last_sent[{operation, frame.to}];
   const bool same = last == body;
   last = body;
   return same;
@@ -56,33 +56,32 @@ Fate draw_fate(const AirSettings& settings, const Mac& from, const Mac& to, int 
   return fate;
 }
 
-void transmit(Lab& lab, Node& from, int channel, Bytes bytes) {
-  Transmission sent{lab.loop.clock.now(), &from, channel, std::move(bytes), {}, 0, false, {}, {}};
+void transmit(Air& air, Radio& from, int channel, Bytes bytes) {
+  Transmission sent{air.loop.clock.now(), &from, channel, std::move(bytes), {}, 0, false, {}, {}};
   sent.frame = parse_frame(sent.bytes).value_or(Frame{});
   sent.operation = operation_of(sent.frame);
   sent.resent = is_resent(from, sent.operation, sent.frame);
   const int kind = sent.operation != 0 ? sent.operation : static_cast<int>(sent.frame.kind);
-  for (const auto& node : lab.nodes) {
-    const bool addressed = sent.frame.to == node->radio.mac;
-    if (node.get() == &from || (sent.frame.to != kBroadcast && !addressed)) {
+  for (Radio* radio : air.radios) {
+    const bool addressed = sent.frame.to == radio->mac;
+    if (radio == &from || (sent.frame.to != kBroadcast && !addressed)) {
       continue;
     }
-    if (!node->radio.on || listens_to(node->radio) != channel) {
+    if (!radio->on || listens_to(*radio) != channel) {
       if (addressed) {
-        sent.elsewhere.push_back(node.get());
+        sent.elsewhere.push_back(radio);
       }
       continue;
     }
-    const Mac& to = node->radio.mac;
-    Fate fate =
-        draw_fate(lab.air, from.radio.mac, to, kind, lab.air_counts[{from.radio.mac, to, kind}]++);
-    fate.lost = fate.lost || from.radio.muted || node->radio.muted;
-    sent.receptions.push_back({node.get(), fate});
+    Fate fate = draw_fate(air.settings, from.mac, radio->mac, kind,
+                          air.counts[{from.mac, radio->mac, kind}]++);
+    fate.lost = fate.lost || from.muted || radio->muted;
+    sent.receptions.push_back({radio, fate});
   }
-  record_transmission(lab, sent);
+  air.on_sent(sent);
   for (const Reception& reception : sent.receptions) {
     if (!reception.fate.lost) {
-      hear(lab, *reception.node, sent, reception.fate);
+      hear(air, *reception.radio, sent, reception.fate);
     }
   }
 }

@@ -9,6 +9,7 @@
 #ifndef LAB_AIR_H
 #define LAB_AIR_H
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -19,8 +20,7 @@
 
 namespace lab {
 
-struct Lab;
-struct Node;
+struct Radio;
 
 struct AirSettings {
   double loss = 0;       // 0 to 1
@@ -43,24 +43,40 @@ Fate draw_fate(const AirSettings& settings, const Mac& from, const Mac& to, int 
                std::uint32_t nth);
 
 struct Reception {
-  Node* node;
+  Radio* radio;
   Fate fate;
 };
 
 // One frame on the air, with what became of it.
 struct Transmission {
   Time time;
-  Node* from;
+  Radio* from;
   int channel;
   Bytes bytes;
   Frame frame;  // a view of `bytes`
   int operation;
   bool resent;
   std::vector<Reception> receptions;
-  std::vector<Node*> elsewhere;  // addressed, but listening to another channel or switched off
+  std::vector<Radio*> elsewhere;  // addressed, but listening to another channel or switched off
 };
 
-void transmit(Lab& lab, Node& from, int channel, Bytes bytes);
+// What a driver tells its daemon; the operation is that of a handshake frame which `from` sent.
+struct Told {
+  View datagram;
+  Radio* from = nullptr;
+  int operation = 0;
+};
+
+struct Air {
+  Loop& loop;
+  AirSettings settings{};
+  AirCounts counts{};
+  std::vector<Radio*> radios{};
+  std::function<void(const Transmission&)> on_sent{};
+  std::function<void(Radio&, const Told&)> on_told{};
+};
+
+void transmit(Air& air, Radio& from, int channel, Bytes bytes);
 
 }  // namespace lab
 

@@ -45,20 +45,20 @@ struct Radio {
   std::map<std::pair<int, Mac>, Bytes> last_sent;
 };
 
-struct CommandResult {
-  int status = 0;
-  std::string text;
-};
+inline constexpr unsigned kInBeacons = 1;  // of the kinds of frame
 
 int listens_to(const Radio& radio);
-void radio_on(Lab& lab, Node& node);
-void radio_off(Node& node);
-
-// The `wl` utility: its arguments without the name, its exit status and what it prints.
-CommandResult wl(Lab& lab, Node& node, const std::vector<std::string>& arguments);
+void radio_on(Air& air, Radio& radio);
+void radio_off(Radio& radio);
+// An access point's elements have changed.
+void announce_elements(Air& air, Radio& radio);
+void start_scan(Air& air, Radio& radio);
+void switch_channel(Air& air, Radio& radio, int channel, int beacons);
+// A new handshake begins: what goes to and from this radio from now on is not sent again.
+void forget_sent(Air& air, const Radio& radio);
 
 // A frame that has reached the antenna.
-void hear(Lab& lab, Node& node, const Transmission& sent, const Fate& fate);
+void hear(Air& air, Radio& radio, const Transmission& sent, const Fate& fate);
 
 }  // namespace lab
 

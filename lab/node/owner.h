@@ -11,13 +11,11 @@
 #include <set>
 #include <string>
 
-#include "base/loop.h"
+#include "node/happening.h"
 
 namespace lab {
 
-struct Lab;
-struct Node;
-struct Occurrence;
+struct Mesh;
 
 struct Owner {
   bool automatic = true;         // pushes by itself
@@ -28,13 +26,13 @@ struct Owner {
   Time last_stir{};  // when a handshake last began, got ready or was pushed
 };
 
-void request_window(Lab& lab, Node& base);
-void push(Lab& lab, Node& base);
-void candidates_changed(Lab& lab, Node& base);
-void owner_notices(Lab& lab, const Occurrence& seen);
+void request_window(Mesh& mesh, Node& base);
+void push(Mesh& mesh, Node& base);
+void candidates_changed(Mesh& mesh, Node& base);
+void owner_notices(Mesh& mesh, const Node& node, const ModeEntered& entered);
 // The base's daemon has ended, and with it what its owner knew of it.
 void owner_forgets(Node& base);
-void tick_owners(Lab& lab);
+void tick_owners(Mesh& mesh);
 
 }  // namespace lab
 

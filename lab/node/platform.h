@@ -11,52 +11,34 @@
 
 #include <functional>
 #include <string>
-#include <vector>
 
-#include "base/loop.h"
-#include "standin/nvram_file.h"
+#include "node/happening.h"
 
 namespace lab {
 
-struct Lab;
-struct Node;
-struct Occurrence;
-
-using Settings = standin::Values;
-
-inline constexpr int kOff = -1;  // the mode of a unit whose daemon does not run
+struct Mesh;
 
 struct Platform {
-  Settings factory;
-  Settings nvram;         // as last read
-  std::string own_stamp;  // of the NVRAM file that the platform itself wrote last
   int mode = kOff;
   std::uint64_t starts = 0;     // of the daemon
   bool restart_wanted = false;  // the daemon or the platform asked for it
   bool end_expected = false;    // the scenario killed it
   int useless_starts = 0;       // in a row, after which it ended before it was in a mode
-  bool first_boot = true;
   std::function<void()> when_off;
 };
 
-// Whether a store is whole: its last line ended, and the mark there that the factory set.
-bool is_whole(std::string_view text);
+// Has what comes out of the unit's box served here.
+void serve_box(Mesh& mesh, Node& node);
 // What the platform does, for the record.
-void say(Lab& lab, Node& node, const std::string& text);
-void power_on(Lab& lab, Node& node);
+void say(Mesh& mesh, Node& node, const std::string& text);
+void power_on(Mesh& mesh, Node& node);
 // Everything ends at once; `then` runs when nothing is left of the unit but its folder.
-void power_off(Lab& lab, Node& node, std::function<void()> then = {});
-void set_nvram(Lab& lab, Node& node, std::string_view key, std::string_view value);
-void request_restart(Lab& lab, Node& node);
-
-// What sandbox and files report.
-void agent_ready(Lab& lab, Node& node);
-void daemon_ended(Lab& lab, Node& node, const std::string& how);
-void nvram_changed(Lab& lab, Node& node);
-void platform_notices(Lab& lab, const Occurrence& seen);
-
-// Whether the unit holds this base's backhaul credentials.
-bool has_credentials_of(const Node& unit, const Node& base);
+void power_off(Mesh& mesh, Node& node, std::function<void()> then = {});
+void kill_daemon(Node& node);
+void set_nvram(Mesh& mesh, Node& node, std::string_view key, std::string_view value);
+// The unit's NVRAM may have changed.
+void nvram_changed(Mesh& mesh, Node& node);
+void platform_notices(Mesh& mesh, Node& node, const ModeEntered& entered);
 
 }  // namespace lab
 

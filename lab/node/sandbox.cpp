@@ -14,7 +14,6 @@
 #include <vector>
 
 #include "base/box_files.h"
-#include "lab.h"
 #include "node/agent/protocol.h"
 
 namespace lab {
@@ -46,16 +45,16 @@ void append(Arguments& to, std::initializer_list<std::string> more) {
   to.insert(to.end(), more.begin(), more.end());
 }
 
-Arguments box_of(const Lab& lab, const Node& node) {
-  const std::string& tools = lab.options.tools;
+Arguments words_for(const BoxKit& kit, const Sandbox& box) {
+  const std::string& tools = kit.tools;
   const std::string programs = kPrograms;
   Arguments words = kBox;
-  append(words, {"--bind", tmp_of(node), "/tmp"});
-  append(words, {"--bind", node.sandbox.folder + "/lab", "/run/lab"});
-  append(words, {"--ro-bind", lab.options.daemon, kDaemon});
+  append(words, {"--bind", tmp_of(box), "/tmp"});
+  append(words, {"--bind", box.folder + "/lab", "/run/lab"});
+  append(words, {"--ro-bind", kit.daemon, kDaemon});
   append(words, {"--ro-bind", tools + "/nvram", programs + "/nvram"});
   append(words, {"--ro-bind", tools + "/liblab_timelapse.so", kTimeLapse});
-  append(words, {"--ro-bind", lab.work + "/clock", kClockPage});
+  append(words, {"--ro-bind", kit.work + "/clock", kClockPage});
   for (const char* name : {"/agent", "/wl", "/vexo_service"}) {
     append(words, {"--ro-bind", tools + "/lab-agent", programs + name});
   }
@@ -91,29 +90,30 @@ void prepare_child(int errors) {
   dup2(errors, STDERR_FILENO);
 }
 
-void read_agent(Lab& lab, Node& node) {
+void read_agent(Loop& loop, Sandbox& box) {
   std::array<char, 512> message{};
-  const ssize_t length = recv(node.sandbox.agent, message.data(), message.size(), 0);
+  const ssize_t length = recv(box.agent, message.data(), message.size(), 0);
   if (length <= 0) {
-    lab.loop.unwatch(node.sandbox.agent);
+    loop.unwatch(box.agent);
     return;
   }
   const std::string text(message.data() + 1, static_cast<std::size_t>(length - 1));
   if (message[0] == kReady) {
-    agent_ready(lab, node);
+    box.on_ready();
   } else if (message[0] == kEnded || message[0] == kFailed) {
-    node.sandbox.daemon_runs = false;
-    daemon_ended(lab, node, text);
+    box.daemon_runs = false;
+    box.on_daemon_ended(text);
   } else if (message[0] == kHolds) {
     // Bubblewrap's own process stands outside of what the agent sees.
-    const auto outside = read_file("/proc/" + std::to_string(node.sandbox.pid) + "/statm");
+    const auto outside = read_file("/proc/" + std::to_string(box.pid) + "/statm");
     const long pages = outside ? atol(outside->c_str() + outside->find(' ') + 1) : 0;
     const long kib = atol(text.c_str()) + pages * (sysconf(_SC_PAGESIZE) / 1024);
-    node.sandbox.peak_kib = std::max(node.sandbox.peak_kib, kib);
+    box.peak_kib = std::max(box.peak_kib, kib);
   }
 }
 
-void serve_command(Lab& lab, Node& node, int connection) {
+// The words of one call, each ended by a zero byte, and the answer to it.
+void serve_command(Loop& loop, const Sandbox& box, int connection) {
   std::array<char, kMaxMessage> message{};
   const ssize_t length = recv(connection, message.data(), message.size() - 1, MSG_DONTWAIT);
   std::vector<std::string> words;
@@ -121,34 +121,15 @@ void serve_command(Lab& lab, Node& node, int connection) {
     words.emplace_back(&message[static_cast<std::size_t>(at)]);
   }
   if (!words.empty()) {
-    const std::string name = words.front();
-    std::string line;
-    for (const std::string& word : words) {
-      line += (line.empty() ? "" : " ") + word;
-    }
-    words.erase(words.begin());
-    CommandResult result;
-    if (name == "wl") {
-      result = wl(lab, node, words);
-    } else if (words == std::vector<std::string>{"restart"}) {
-      request_restart(lab, node);
-    } else {
-      result = {1, name + ": usage: " + name + " restart\n"};
-    }
-    publish(lab, {.what = What::command,
-                  .node = &node,
-                  .text = line,
-                  .number = result.status,
-                  .value = result.text});
+    const CommandResult result = box.on_command(words);
     const std::string answer = static_cast<char>(result.status) + result.text;
     send(connection, answer.data(), answer.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
   }
-  lab.loop.unwatch(connection);
+  loop.unwatch(connection);
   close(connection);
 }
 
-bool listen_for_commands(Lab& lab, Node& node) {
-  Sandbox& box = node.sandbox;
+bool listen_for_commands(Loop& loop, Sandbox& box) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   const std::string path = box.folder + "/lab/ctl";
@@ -162,20 +143,33 @@ bool listen_for_commands(Lab& lab, Node& node) {
       listen(box.commands, 64) != 0) {
     return false;
   }
-  lab.loop.watch(box.commands, [&lab, &node] {
-    const int connection = accept4(node.sandbox.commands, nullptr, nullptr, SOCK_CLOEXEC);
+  loop.watch(box.commands, [&loop, &box] {
+    const int connection = accept4(box.commands, nullptr, nullptr, SOCK_CLOEXEC);
     if (connection >= 0) {
-      lab.loop.watch(connection,
-                     [&lab, &node, connection] { serve_command(lab, node, connection); });
+      loop.watch(connection, [&loop, &box, connection] { serve_command(loop, box, connection); });
     }
   });
   return true;
 }
 
+void tell_agent(Sandbox& box, char kind, View content) {
+  Bytes message{static_cast<std::uint8_t>(kind)};
+  put(message, content);
+  if (box.agent >= 0) {
+    send(box.agent, message.data(), message.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+  }
+}
+
+void tell_agent(Sandbox& box, char kind, std::string_view content = {}) {
+  Bytes bytes;
+  put(bytes, content);
+  tell_agent(box, kind, View(bytes));
+}
+
 }  // namespace
 
-std::string tmp_of(const Node& node) {
-  return node.sandbox.folder + "/tmp";
+std::string tmp_of(const Sandbox& box) {
+  return box.folder + "/tmp";
 }
 
 std::string why_no_sandbox() {
@@ -203,26 +197,24 @@ std::string why_no_sandbox() {
   return why.substr(0, why.find('\n'));
 }
 
-bool make_folders(Node& node) {
-  const std::string& folder = node.sandbox.folder;
+bool make_folders(const Sandbox& box) {
   for (const char* part : {"", "/tmp", "/lab", "/lab/log"}) {
-    if (mkdir((folder + part).c_str(), 0755) != 0) {
+    if (mkdir((box.folder + part).c_str(), 0755) != 0) {
       return false;
     }
   }
   return true;
 }
 
-bool open_sandbox(Lab& lab, Node& node) {
-  Sandbox& box = node.sandbox;
+bool open_sandbox(Loop& loop, const BoxKit& kit, Sandbox& box) {
   std::array<int, 2> ends{};
-  if ((box.commands < 0 && !listen_for_commands(lab, node)) ||
+  if ((box.commands < 0 && !listen_for_commands(loop, box)) ||
       socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) {
     return false;
   }
   const int errors =
       open((box.folder + "/errors.log").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
-  const Arguments words = box_of(lab, node);
+  const Arguments words = words_for(kit, box);
   box.pid = fork();
   if (box.pid == 0) {
     prepare_child(errors);
@@ -236,56 +228,43 @@ bool open_sandbox(Lab& lab, Node& node) {
   close(errors);
   close(ends[1]);
   box.agent = ends[0];
-  lab.loop.watch(box.agent, [&lab, &node] { read_agent(lab, node); });
+  loop.watch(box.agent, [&loop, &box] { read_agent(loop, box); });
   return box.pid > 0;
 }
 
-void tell_agent(Node& node, char kind, View content) {
-  Bytes message{static_cast<std::uint8_t>(kind)};
-  put(message, content);
-  if (node.sandbox.agent >= 0) {
-    send(node.sandbox.agent, message.data(), message.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+void deliver(Sandbox& box, View datagram) {
+  tell_agent(box, kDeliver, datagram);
+}
+
+void cut_power(Sandbox& box) {
+  tell_agent(box, kPowerCut);
+  if (box.agent >= 0) {
+    shutdown(box.agent, SHUT_WR);  // the agent ends at this even where the word was lost
   }
 }
 
-void tell_agent(Node& node, char kind, std::string_view content) {
-  Bytes bytes;
-  put(bytes, content);
-  tell_agent(node, kind, View(bytes));
+void start_daemon(Sandbox& box, bool time_lapse) {
+  box.daemon_runs = true;
+  tell_agent(box, kStart, time_lapse ? "1" : "0");
 }
 
-void cut_power(Node& node) {
-  tell_agent(node, kPowerCut, std::string_view());
-  if (node.sandbox.agent >= 0) {
-    shutdown(node.sandbox.agent, SHUT_WR);  // the agent ends at this even where the word was lost
-  }
+void signal_daemon(Sandbox& box, int number) {
+  tell_agent(box, kSignal, std::to_string(number));
 }
 
-void start_daemon(Lab& lab, Node& node) {
-  node.sandbox.daemon_runs = true;
-  tell_agent(node, kStart, lab.time_lapse ? "1" : "0");
+void measure_memory(Sandbox& box) {
+  tell_agent(box, kMemory);
 }
 
-void signal_daemon(Node& node, int number) {
-  tell_agent(node, kSignal, std::to_string(number));
-}
-
-void measure_memory(Lab& lab) {
-  for (const auto& node : lab.nodes) {
-    tell_agent(*node, kMemory, std::string_view());
-  }
-}
-
-std::string last_words(const Node& node) {
-  std::string text = read_file(node.sandbox.folder + "/errors.log").value_or("");
+std::string last_words(const Sandbox& box) {
+  std::string text = read_file(box.folder + "/errors.log").value_or("");
   text.erase(text.find_last_not_of('\n') + 1);
   return text.substr(text.rfind('\n') + 1);
 }
 
-void sandbox_closed(Lab& lab, Node& node) {
-  Sandbox& box = node.sandbox;
+void sandbox_closed(Loop& loop, Sandbox& box) {
   if (box.agent >= 0) {
-    lab.loop.unwatch(box.agent);
+    loop.unwatch(box.agent);
     close(box.agent);
   }
   box.agent = -1;

@@ -9,15 +9,21 @@
 
 #include <sys/types.h>
 
-#include <map>
+#include <functional>
 #include <string>
+#include <vector>
 
-#include "base/bytes.h"
+#include "air/wl.h"
 
 namespace lab {
 
-struct Lab;
-struct Node;
+// What all boxes of a run have in common.
+struct BoxKit {
+  std::string daemon;  // path of the daemon's binary
+  std::string tools;   // folder of this program and its companions
+  std::string work;    // the run's folder, removed at its end
+  bool time_lapse = false;
+};
 
 struct Sandbox {
   std::string folder;  // on the host
@@ -26,26 +32,30 @@ struct Sandbox {
   int commands = -1;   // socket that the unit's programs connect to
   bool daemon_runs = false;
   long peak_kib = 0;
+  // What comes out of it.
+  std::function<void()> on_ready;
+  std::function<void(const std::string& how)> on_daemon_ended;
+  std::function<CommandResult(const std::vector<std::string>& words)> on_command;
 };
 
 // Why no sandbox can be made here, in one line; empty where one can.
 std::string why_no_sandbox();
 
-std::string tmp_of(const Node& node);
-bool make_folders(Node& node);
-// Starts the box. The agent's report of being ready comes later, through `loop`.
-bool open_sandbox(Lab& lab, Node& node);
+std::string tmp_of(const Sandbox& box);
+bool make_folders(const Sandbox& box);
+// Starts the box; that it is ready comes later, through `loop`.
+bool open_sandbox(Loop& loop, const BoxKit& kit, Sandbox& box);
 // Ends everything in it at once; `sandbox_closed` follows when nothing is left.
-void cut_power(Node& node);
-void tell_agent(Node& node, char kind, View content = {});
-void tell_agent(Node& node, char kind, std::string_view content);
-void start_daemon(Lab& lab, Node& node);
-void signal_daemon(Node& node, int number);
-void measure_memory(Lab& lab);
+void cut_power(Sandbox& box);
+void deliver(Sandbox& box, View datagram);
+void start_daemon(Sandbox& box, bool time_lapse);
+void signal_daemon(Sandbox& box, int number);
+// Brings `peak_kib` up to date, in a moment.
+void measure_memory(Sandbox& box);
 // The last line that bubblewrap wrote, if any.
-std::string last_words(const Node& node);
+std::string last_words(const Sandbox& box);
 // Called when bubblewrap has ended.
-void sandbox_closed(Lab& lab, Node& node);
+void sandbox_closed(Loop& loop, Sandbox& box);
 
 }  // namespace lab
 

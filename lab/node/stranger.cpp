@@ -3,7 +3,7 @@
 #include <memory>
 #include <random>
 
-#include "lab.h"
+#include "node/mesh.h"
 
 namespace lab {
 
@@ -103,51 +103,51 @@ Bytes action(Flood& flood, const Node& to, const Node& in_the_name_of) {
                       broken_operation(flood, pick(flood, 6)));
 }
 
-void send_one(Lab& lab, Node& stranger, Flood& flood) {
-  const auto units = all_of(lab, NodeKind::unit);
-  const auto bases = all_of(lab, NodeKind::base);
+void send_one(Mesh& mesh, Node& stranger, Flood& flood) {
+  const auto units = all_of(mesh, NodeKind::unit);
+  const auto bases = all_of(mesh, NodeKind::base);
   Node& unit = *units[pick(flood, static_cast<unsigned>(units.size()))];
   Node& base = *bases[pick(flood, static_cast<unsigned>(bases.size()))];
   const int channel = base.radio.channel;
   switch (pick(flood, 4)) {
     case 0:
       transmit(
-          lab, stranger, channel,
+          mesh.air, stranger.radio, channel,
           build_probe_request(made_up_station(flood), pick(flood, 4096), vendor_element(flood)));
       break;
     case 1: {
       // A beacon of nobody's: its element is never a base's.
       const Mac bssid = made_up_station(flood);
-      transmit(lab, stranger, channel,
+      transmit(mesh.air, stranger.radio, channel,
                build_bss_frame(FrameKind::beacon, kBroadcast, bssid, pick(flood, 4096), "stranger",
                                channel, vendor_element(flood)));
       break;
     }
     case 2:
-      transmit(lab, stranger, channel, action(flood, base, unit));
+      transmit(mesh.air, stranger.radio, channel, action(flood, base, unit));
       break;
     default:
-      transmit(lab, stranger, channel, action(flood, unit, base));
+      transmit(mesh.air, stranger.radio, channel, action(flood, unit, base));
   }
 }
 
-void flow(Lab& lab, Node& stranger, const std::shared_ptr<Flood>& flood) {
+void flow(Mesh& mesh, Node& stranger, const std::shared_ptr<Flood>& flood) {
   if (flood->epoch != stranger.radio.epoch) {
     return;
   }
-  send_one(lab, stranger, *flood);
+  send_one(mesh, stranger, *flood);
   flood->next += flood->gap;
-  lab.loop.at(flood->next, [&lab, &stranger, flood] { flow(lab, stranger, flood); });
+  mesh.loop.at(flood->next, [&mesh, &stranger, flood] { flow(mesh, stranger, flood); });
 }
 
 }  // namespace
 
-void start_flood(Lab& lab, Node& stranger, int rate) {
+void start_flood(Mesh& mesh, Node& stranger, int rate) {
   const std::uint64_t epoch = ++stranger.radio.epoch;  // ends the flood that may be running
   if (rate > 0) {
-    flow(lab, stranger,
-         std::make_shared<Flood>(
-             Flood{std::mt19937_64(lab.air.seed), epoch, Time(1s) / rate, lab.loop.clock.now()}));
+    flow(mesh, stranger,
+         std::make_shared<Flood>(Flood{std::mt19937_64(mesh.air.settings.seed), epoch,
+                                       Time(1s) / rate, mesh.loop.clock.now()}));
   }
 }
 

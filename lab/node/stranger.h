@@ -11,11 +11,11 @@
 
 namespace lab {
 
-struct Lab;
+struct Mesh;
 struct Node;
 
 // `rate` frames a second from now on; 0 ends it.
-void start_flood(Lab& lab, Node& stranger, int rate);
+void start_flood(Mesh& mesh, Node& stranger, int rate);
 
 }  // namespace lab
 

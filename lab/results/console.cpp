@@ -1,14 +1,12 @@
 #include "results/console.h"
 
-#include <cjson/cJSON.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <memory>
 
-#include "lab.h"
+#include "results/json.h"
 
 namespace lab {
 
@@ -70,43 +68,49 @@ std::string command_words(const Node& node, const std::string& command) {
   return {};
 }
 
-std::string words_of(const Occurrence& seen) {
-  const std::string name = seen.node != nullptr ? seen.node->name : "lab";
-  const std::string peer = seen.peer != nullptr ? seen.peer->name : "a stranger";
-  switch (seen.what) {
-    case What::frame:
-      if (seen.node != nullptr && seen.node->kind == NodeKind::stranger) {
-        return {};  // hundreds a second, none of which is what it says
-      }
-      return name + " -> " + peer + ": " + std::to_string(seen.number) + ", " +
-             operation_words(seen.number, seen.value) + (seen.before != 0 ? " (sent again)" : "") +
-             (seen.text.empty() ? "" : " (LOST)");
-    case What::mode:
-      return name + ": mode " +
-             (seen.number == kOff ? "none, " : std::to_string(seen.number) + ", ") +
-             mode_name(seen.number);
-    case What::nvram:
-      return seen.key == "wl1_wpa_psk" ? name + ": NVRAM holds the backhaul's pass phrase" : "";
-    case What::command: {
-      if (seen.text.rfind("wl del_ie", 0) == 0 && seen.number != 0) {
-        return {};  // every mode's entry tidies up, whether there is something to tidy or not
-      }
-      const std::string words = command_words(*seen.node, seen.text);
-      return seen.number != 0 ? name + ": \"" + seen.text.substr(0, 60) +
-                                    "\" failed: " + seen.value.substr(0, seen.value.find('\n'))
-             : words.empty() ? ""
-                             : name + ": " + words;
+struct Words {
+  const Node& node;
+
+  std::string operator()(const FrameSent& sent) const {
+    const Transmission& frame = sent.frame;
+    if (frame.operation == 0 || node.kind == NodeKind::stranger) {
+      return {};  // the stranger's come by the hundred, and none is what it says
     }
-    case What::fault:
-      return name + ": FAULT: " + seen.text;
-    case What::scenario:
-      return name + ": [scenario] " + seen.text;
-    case What::heard:
-      return {};
-    default:
-      return name + ": " + seen.text;
+    return " -> " + (sent.to != nullptr ? sent.to->name : "a stranger") + ": " +
+           std::to_string(frame.operation) + ", " +
+           operation_words(frame.operation, std::to_string(frame.frame.body.size())) +
+           (frame.resent ? " (sent again)" : "") + (sent.missed() ? " (LOST)" : "");
   }
-}
+  std::string operator()(const DriverTold& /*is no news*/) const { return {}; }
+  std::string operator()(const ModeEntered& entered) const {
+    return std::string(": mode ") +
+           (entered.mode == kOff ? "none, " : std::to_string(entered.mode) + ", ") +
+           mode_name(entered.mode);
+  }
+  std::string operator()(const NvramSet& set) const {
+    return set.key == "wl1_wpa_psk" ? ": NVRAM holds the backhaul's pass phrase" : "";
+  }
+  std::string operator()(const CommandRun& run) const {
+    if (run.line.rfind("wl del_ie", 0) == 0 && run.status != 0) {
+      return {};  // every mode's entry tidies up, whether there is something to tidy or not
+    }
+    const std::string words = command_words(node, run.line);
+    return run.status != 0 ? ": \"" + run.line.substr(0, 60) +
+                                 "\" failed: " + run.answer.substr(0, run.answer.find('\n'))
+           : words.empty() ? ""
+                           : ": " + words;
+  }
+  std::string operator()(const DaemonEnded& end) const {
+    return (end.crashed ? ": FAULT: " : ": ") + words_of(end);
+  }
+  std::string operator()(const NvramTorn& torn) const { return ": FAULT: " + torn.what; }
+  std::string operator()(const Fault& fault) const { return ": FAULT: " + fault.what; }
+  std::string operator()(const DirectorActed& act) const { return ": [scenario] " + act.what; }
+  template <typename Other>
+  std::string operator()(const Other& other) const {
+    return ": " + words_of(other);
+  }
+};
 
 std::string seconds_text(Time time) {
   char text[32];
@@ -119,9 +123,9 @@ std::string since(Time from, Time to) {
 }
 
 // All but the stranger, of whom nothing is expected.
-std::vector<const Node*> members(const Lab& lab) {
+std::vector<const Node*> members(const Mesh& mesh) {
   std::vector<const Node*> all;
-  for (const auto& node : lab.nodes) {
+  for (const auto& node : mesh.nodes) {
     if (node->kind != NodeKind::stranger) {
       all.push_back(node.get());
     }
@@ -129,26 +133,30 @@ std::vector<const Node*> members(const Lab& lab) {
   return all;
 }
 
-void print_table(Lab& lab) {
+void print_table(const Story& story) {
+  const auto outcome = [&](const Node* node) {
+    return outcome_of(story.mesh, *node, journey_of(story.journeys, *node));
+  };
   std::size_t longest = 7;
-  for (const Node* node : members(lab)) {
-    longest = std::max(longest, outcome_of(lab, *node).size());
+  for (const Node* node : members(story.mesh)) {
+    longest = std::max(longest, outcome(node).size());
   }
   const int width = static_cast<int>(longest);
   printf("\n%-8s %-*s %11s %10s %7s %7s %9s\n", "unit", width, "outcome", "credentials",
          "installed", "frames", "resent", "memory");
-  for (const Node* node : members(lab)) {
-    const Journey& journey = node->journey;
+  for (const Node* node : members(story.mesh)) {
+    const Journey journey = journey_of(story.journeys, *node);
     printf("%-8s %-*s %11s %10s %7d %7d %5.1f MiB\n", node->name.c_str(), width,
-           outcome_of(lab, *node).c_str(), since(journey.powered, journey.credentials).c_str(),
+           outcome(node).c_str(), since(journey.powered, journey.credentials).c_str(),
            since(journey.powered, journey.installed).c_str(), journey.frames, journey.resent,
            static_cast<double>(node->sandbox.peak_kib) / 1024);
   }
   printf("(times count from power-on; frames are those of the handshake)\n\n");
 }
 
-void print_verdicts(Lab& lab) {
-  const auto verdicts = judge(lab);
+void print_verdicts(const Story& story) {
+  const auto verdicts = judge(story);
+  const Time now = story.mesh.loop.clock.now();
   std::size_t held = 0;
   for (const Verdict& verdict : verdicts) {
     held += verdict.holds ? 1 : 0;
@@ -156,50 +164,20 @@ void print_verdicts(Lab& lab) {
       printf("NOT SO: %s\n", verdict.text.c_str());
     }
   }
-  const bool ran_out = held < verdicts.size() && lab.loop.clock.now() > lab.scenario.limit;
+  const bool ran_out = held < verdicts.size() && now > story.scenario.limit;
   printf("%zu of %zu expectations hold after %s%s.\n", held, verdicts.size(),
-         seconds_text(lab.loop.clock.now()).c_str(), ran_out ? ", the scenario's limit" : "");
+         seconds_text(now).c_str(), ran_out ? ", the scenario's limit" : "");
 }
 
-void print_json(Lab& lab) {
-  const std::unique_ptr<cJSON, void (*)(cJSON*)> json(cJSON_CreateObject(), cJSON_Delete);
-  cJSON_AddStringToObject(json.get(), "scenario", lab.scenario.file.c_str());
-  cJSON_AddNumberToObject(json.get(), "seed", static_cast<double>(lab.air.seed));
-  cJSON_AddNumberToObject(json.get(), "seconds", seconds(lab.loop.clock.now()));
-  cJSON_AddBoolToObject(json.get(), "ended_as_expected", lab.exit_status == 0 ? 1 : 0);
-  cJSON* units = cJSON_AddArrayToObject(json.get(), "units");
-  for (const Node* node : members(lab)) {
-    const Journey& journey = node->journey;
-    cJSON* unit = cJSON_CreateObject();
-    cJSON_AddItemToArray(units, unit);
-    cJSON_AddStringToObject(unit, "unit", node->name.c_str());
-    cJSON_AddStringToObject(unit, "outcome", outcome_of(lab, *node).c_str());
-    cJSON_AddNumberToObject(unit, "mode", node->platform.mode);
-    if (journey.credentials >= Time{}) {
-      cJSON_AddNumberToObject(unit, "credentials", seconds(journey.credentials - journey.powered));
-    }
-    if (journey.installed >= Time{}) {
-      cJSON_AddNumberToObject(unit, "installed", seconds(journey.installed - journey.powered));
-    }
-    constexpr std::array<const char*, 5> FIRST = {"none", "running", "completed", "failed",
-                                                  "spoiled"};
-    cJSON_AddStringToObject(unit, "first_handshake",
-                            FIRST[static_cast<std::size_t>(journey.first_handshake)]);
-    cJSON_AddNumberToObject(unit, "gave_up", journey.gave_up);
-    cJSON_AddNumberToObject(unit, "frames", journey.frames);
-    cJSON_AddNumberToObject(unit, "resent", journey.resent);
-    cJSON_AddNumberToObject(unit, "peak_kib", static_cast<double>(node->sandbox.peak_kib));
-  }
-  cJSON* list = cJSON_AddArrayToObject(json.get(), "expectations");
-  for (const Verdict& verdict : judge(lab)) {
-    cJSON* item = cJSON_CreateObject();
-    cJSON_AddItemToArray(list, item);
-    cJSON_AddBoolToObject(item, "holds", verdict.holds ? 1 : 0);
-    cJSON_AddStringToObject(item, "text", verdict.text.c_str());
-  }
-  char* text = cJSON_Print(json.get());
-  puts(text != nullptr ? text : "{}");
-  cJSON_free(text);
+void print_json(const Story& story, bool as_expected) {
+  const Json json(cJSON_CreateObject());
+  cJSON_AddStringToObject(json.get(), "scenario", story.scenario.file.c_str());
+  cJSON_AddNumberToObject(json.get(), "seed", static_cast<double>(story.scenario.air.seed));
+  add_time(json.get(), "seconds", story.mesh.loop.clock.now());
+  cJSON_AddBoolToObject(json.get(), "ended_as_expected", as_expected ? 1 : 0);
+  add_units(json.get(), story);
+  add_verdicts(json.get(), story);
+  puts(text_of(json).c_str());
 }
 
 Terminal terminal() {
@@ -210,8 +188,7 @@ Terminal terminal() {
   return {size.ws_col, size.ws_row};
 }
 
-std::string live_line(const Node& node, Time now, bool wide) {
-  const Journey& journey = node.journey;
+std::string live_line(const Node& node, const Journey& journey, Time now, bool wide) {
   const int mode = node.platform.mode;
   char text[160];
   if (wide) {
@@ -220,68 +197,30 @@ std::string live_line(const Node& node, Time now, bool wide) {
       snprintf(stage, sizeof stage, "sent %d, heard %d", journey.sent, journey.heard);
     }
     snprintf(text, sizeof text, "%8.1f  %-8s %-28s %-22s waits for %s", seconds(now),
-             node.name.c_str(), mode_name(mode), stage, waits_for(node).c_str());
+             node.name.c_str(), mode_name(mode), stage, waits_for(node, journey).c_str());
   } else {
     snprintf(text, sizeof text, "%-8s %s, waits for %s", node.name.c_str(),
              mode == kOff ? "off" : ("mode " + std::to_string(mode)).c_str(),
-             waits_for(node).c_str());
+             waits_for(node, journey).c_str());
   }
   return text;
 }
 
 }  // namespace
 
-void console_notices(Lab& lab, const Occurrence& seen) {
-  if (lab.console.quiet || lab.console.live) {
+void console_notices(const Console& console, const Happening& seen) {
+  if (console.quiet || console.live) {
     return;
   }
-  const std::string words = words_of(seen);
+  const std::string words = std::visit(Words{seen.node}, seen.what);
   if (!words.empty()) {
-    printf("%8.3f  %s\n", seconds(seen.time), words.c_str());
+    printf("%8.3f  %s%s\n", seconds(seen.time), seen.node.name.c_str(), words.c_str());
     fflush(stdout);
   }
 }
 
-std::string waits_for(const Node& node) {
-  const Journey& journey = node.journey;
-  switch (node.platform.mode) {
-    case 0:
-      return "a base's element in its scans";
-    case 1:
-      return journey.heard == 1004  ? "1003, the credentials"
-             : journey.sent == 1002 ? "1004, after its key"
-                                    : "1001, the base's key";
-    case 3:
-      return "its backhaul and the end of the installation";
-    case 5:
-      return "units";
-    case 6:
-      return "nothing more";
-    default:
-      return is_powered(node) ? "the daemon's start" : "power";
-  }
-}
-
-std::string outcome_of(Lab& lab, const Node& node) {
-  const int mode = node.platform.mode;
-  if (mode == 6) {
-    for (const Node* base : all_of(lab, NodeKind::base)) {
-      if (has_credentials_of(node, *base)) {
-        return "installed in the mesh of " + base->name;
-      }
-    }
-    return "installed, with nobody's credentials";
-  }
-  if (mode == kOff) {
-    return is_powered(node) ? "daemon not running" : "switched off";
-  }
-  return node.kind == NodeKind::base
-             ? "base"
-             : "mode " + std::to_string(mode) + ", waits for " + waits_for(node);
-}
-
-std::vector<std::string> live_lines(const Lab& lab, const Terminal& size) {
-  auto shown = members(lab);
+std::vector<std::string> live_lines(const Story& story, const Terminal& size) {
+  auto shown = members(story.mesh);
   const std::size_t all = shown.size();
   if (all + 1 > size.rows) {
     shown.erase(std::remove_if(shown.begin(), shown.end(),
@@ -291,11 +230,12 @@ std::vector<std::string> live_lines(const Lab& lab, const Terminal& size) {
   }
   std::vector<std::string> lines;
   for (const Node* node : shown) {
-    const std::string line = live_line(*node, lab.loop.clock.now(), size.columns >= 100);
+    const std::string line = live_line(*node, journey_of(story.journeys, *node),
+                                       story.mesh.loop.clock.now(), size.columns >= 100);
     lines.push_back(line.substr(0, size.columns - 1));
   }
   if (shown.size() < all) {
-    const auto in = std::count_if(lab.nodes.begin(), lab.nodes.end(),
+    const auto in = std::count_if(story.mesh.nodes.begin(), story.mesh.nodes.end(),
                                   [](const auto& node) { return node->platform.mode == 6; });
     const std::string line = "and " + std::to_string(all - shown.size()) + " more; " +
                              std::to_string(in) + " units are in";
@@ -304,36 +244,36 @@ std::vector<std::string> live_lines(const Lab& lab, const Terminal& size) {
   return lines;
 }
 
-void draw_live(Lab& lab) {
-  if (!lab.console.live) {
+void draw_live(Console& console, const Story& story) {
+  if (!console.live) {
     return;
   }
-  if (lab.console.lines > 0) {
-    printf("\033[%zuA", lab.console.lines);
+  if (console.lines > 0) {
+    printf("\033[%zuA", console.lines);
   }
-  const auto lines = live_lines(lab, terminal());
+  const auto lines = live_lines(story, terminal());
   for (const std::string& line : lines) {
     printf("\033[2K%s\n", line.c_str());
   }
   printf("\033[J");
-  lab.console.lines = lines.size();
+  console.lines = lines.size();
   fflush(stdout);
 }
 
-void print_result(Lab& lab, bool as_json) {
-  if (as_json) {
-    print_json(lab);
+void print_result(Console& console, const Story& story, int exit_status,
+                  const std::string& folder) {
+  if (console.quiet) {
+    print_json(story, exit_status == 0);
     return;
   }
-  draw_live(lab);
-  print_table(lab);
-  if (lab.exit_status >= 128) {
+  draw_live(console, story);
+  print_table(story);
+  if (exit_status >= 128) {
     printf("Interrupted after %s; everything that was started has ended.\n",
-           seconds_text(lab.loop.clock.now()).c_str());
+           seconds_text(story.mesh.loop.clock.now()).c_str());
   } else {
-    print_verdicts(lab);
+    print_verdicts(story);
   }
-  const std::string& folder = lab.recorder.folder;
   printf("Results: %s/air.pcapng, timeline.json, report.html and each unit's .nvram and .log\n",
          folder.c_str());
 }

@@ -6,14 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "base/loop.h"
+#include "story/director.h"
 
 namespace lab {
-
-struct Lab;
-struct Node;
-struct Occurrence;
-struct Verdict;
 
 struct Terminal {
   std::size_t columns = 80;
@@ -26,15 +21,12 @@ struct Console {
   std::size_t lines = 0;  // of the live display that stand on the terminal
 };
 
-void console_notices(Lab& lab, const Occurrence& seen);
-void draw_live(Lab& lab);
+void console_notices(const Console& console, const Happening& seen);
+void draw_live(Console& console, const Story& story);
 // As many lines as the terminal holds: where there are more units, those that are in go first.
-std::vector<std::string> live_lines(const Lab& lab, const Terminal& size);
+std::vector<std::string> live_lines(const Story& story, const Terminal& size);
 // The table, what was expected, and the files; or the same as one JSON document.
-void print_result(Lab& lab, bool as_json);
-// What a unit waits for, in words.
-std::string waits_for(const Node& node);
-std::string outcome_of(Lab& lab, const Node& node);
+void print_result(Console& console, const Story& story, int exit_status, const std::string& folder);
 
 }  // namespace lab
 

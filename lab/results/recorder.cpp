@@ -1,15 +1,13 @@
 #include "results/recorder.h"
 
-#include <cjson/cJSON.h>
 #include <string.h>
 
 #include <chrono>
 #include <filesystem>
 
 #include "base/box_files.h"
-#include "lab.h"
 #include "node/agent/protocol.h"
-#include "results/report.h"
+#include "results/json.h"
 
 namespace lab {
 
@@ -17,58 +15,24 @@ namespace {
 
 enum Interface : unsigned { kAir, kEvents, kCommands };
 
-struct DeleteJson {
-  void operator()(cJSON* json) const { cJSON_Delete(json); }
-};
-using Json = std::unique_ptr<cJSON, DeleteJson>;
-
 // The machine's date and time at the run's beginning, by which captures are stamped.
 std::uint64_t stamp(Time time) {
   static const auto began = std::chrono::system_clock::now().time_since_epoch();
   return static_cast<std::uint64_t>((began + time).count());
 }
 
-const char* name_of(What what) {
-  switch (what) {
-    case What::frame:
-      return "frame";
-    case What::heard:
-      return "heard";
-    case What::command:
-      return "command";
-    case What::mode:
-      return "mode";
-    case What::nvram:
-      return "nvram";
-    case What::power:
-      return "power";
-    case What::daemon:
-      return "daemon";
-    case What::platform:
-      return "platform";
-    case What::scenario:
-      return "scenario";
-    case What::fault:
-      break;
-  }
-  return "fault";
-}
-
-Json entry(Time time, const Node* node, const char* what) {
+Json entry(const Happening& seen, const char* what) {
   Json json(cJSON_CreateObject());
-  cJSON_AddNumberToObject(json.get(), "t", static_cast<double>(time.count() / 1000) / 1e6);
-  cJSON_AddStringToObject(json.get(), "unit", node != nullptr ? node->name.c_str() : "lab");
+  cJSON_AddNumberToObject(json.get(), "t", static_cast<double>(seen.time.count() / 1000) / 1e6);
+  cJSON_AddStringToObject(json.get(), "unit", seen.node.name.c_str());
   cJSON_AddStringToObject(json.get(), "what", what);
   return json;
 }
 
 void write_entry(Recorder& recorder, const Json& json) {
-  char* text = cJSON_PrintUnformatted(json.get());
-  if (text != nullptr) {
-    fprintf(recorder.timeline.get(), "%s\n%s", recorder.first_entry ? "[" : ",", text);
-    recorder.first_entry = false;
-    cJSON_free(text);
-  }
+  fprintf(recorder.timeline.get(), "%s\n%s", recorder.first_entry ? "[" : ",",
+          text_of(json).c_str());
+  recorder.first_entry = false;
 }
 
 std::string ms_text(Time time) {
@@ -78,21 +42,21 @@ std::string ms_text(Time time) {
 }
 
 // What became of a frame, in words: the packet's comment in the capture.
-std::string comment_of(const Transmission& sent) {
-  std::string text = "from " + sent.from->name;
+std::string comment_of(const Mesh& mesh, const Transmission& sent) {
+  std::string text = "from " + node_of(mesh, *sent.from).name;
   if (sent.resent) {
     text += ", sent again";
   }
   for (const Reception& reception : sent.receptions) {
     const Fate& fate = reception.fate;
-    text += "; " + reception.node->name + ": ";
+    text += "; " + node_of(mesh, *reception.radio).name + ": ";
     text += fate.lost ? "LOST" : "heard after " + ms_text(fate.delay);
     text += !fate.lost && fate.again ? " and again after " + ms_text(*fate.again) : "";
   }
-  for (const Node* node : sent.elsewhere) {
-    text += "; " + node->name + ": NOT HEARD, ";
-    text += node->radio.on ? "it listens to channel " + std::to_string(listens_to(node->radio))
-                           : "it is switched off";
+  for (const Radio* radio : sent.elsewhere) {
+    text += "; " + node_of(mesh, *radio).name + ": NOT HEARD, ";
+    text += radio->on ? "it listens to channel " + std::to_string(listens_to(*radio))
+                      : "it is switched off";
   }
   return sent.receptions.empty() && sent.elsewhere.empty() ? text + "; nobody listens" : text;
 }
@@ -106,71 +70,135 @@ void add_names(const Json& json, const char* key, const std::vector<std::string>
   }
 }
 
-Json frame_entry(Lab& lab, const Transmission& sent, const std::vector<std::string>& lost) {
-  Json json = entry(sent.time, sent.from, "frame");
-  const Node* to = find_station(lab, sent.frame.to);
+Json frame_entry(const Mesh& mesh, const Happening& seen, const FrameSent& frame) {
+  const Transmission& sent = frame.frame;
+  Json json = entry(seen, "frame");
   cJSON_AddStringToObject(json.get(), "kind", name_of(sent.frame.kind));
   if (sent.operation != 0) {
     cJSON_AddNumberToObject(json.get(), "operation", sent.operation);
   }
-  cJSON_AddStringToObject(json.get(), "to",
-                          to != nullptr ? to->name.c_str() : text_of(sent.frame.to).c_str());
+  cJSON_AddStringToObject(
+      json.get(), "to",
+      frame.to != nullptr ? frame.to->name.c_str() : text_of(sent.frame.to).c_str());
   cJSON_AddNumberToObject(json.get(), "channel", sent.channel);
   cJSON_AddNumberToObject(json.get(), "bytes", static_cast<double>(sent.bytes.size()));
   if (sent.resent) {
     cJSON_AddTrueToObject(json.get(), "resent");
   }
-  add_names(json, "lost", lost);
+  std::vector<std::string> lost;
   std::vector<std::string> heard;
   std::vector<std::string> elsewhere;
   for (const Reception& reception : sent.receptions) {
-    if (!reception.fate.lost) {
-      heard.push_back(reception.node->name);
-    }
+    (reception.fate.lost ? lost : heard).push_back(node_of(mesh, *reception.radio).name);
   }
-  for (const Node* node : sent.elsewhere) {
-    elsewhere.push_back(node->name);
+  for (const Radio* radio : sent.elsewhere) {
+    elsewhere.push_back(node_of(mesh, *radio).name);
   }
+  add_names(json, "lost", lost);
   add_names(json, "heard", heard);
   add_names(json, "not_heard", elsewhere);
   return json;
 }
 
-std::string kind_of(const Transmission& sent) {
-  if (sent.from->kind == NodeKind::stranger) {
+std::string kind_of(const Happening& seen, const Transmission& sent) {
+  if (seen.node.kind == NodeKind::stranger) {
     return "from the stranger";
   }
   return sent.operation != 0 ? "operation " + std::to_string(sent.operation)
                              : name_of(sent.frame.kind);
 }
 
+// Writes down what is told of one happening: packets, an entry of the timeline, the report's data.
+struct Writer {
+  Recorder& recorder;
+  const Mesh& mesh;
+  const Happening& seen;
+
+  void operator()(const FrameSent& frame) const {
+    const Transmission& sent = frame.frame;
+    Bytes packet = radiotap(sent.channel);
+    put(packet, sent.bytes);
+    const std::string comment = comment_of(mesh, sent);
+    recorder.air.packet(kAir, stamp(sent.time), packet, comment);
+    write_entry(recorder, frame_entry(mesh, seen, frame));
+    auto& [count, count_lost] = recorder.kinds[kind_of(seen, sent)];
+    ++count;
+    count_lost += frame.missed() ? 1 : 0;
+    if (sent.operation != 0) {
+      recorder.chart.push_back(
+          {sent.time, &seen.node, frame.to, sent.operation, sent.resent, frame.missed(), comment});
+    }
+  }
+  void operator()(const DriverTold& told) const {
+    recorder.air.packet(kEvents, stamp(seen.time), udp_packet(kEventPort, told.datagram),
+                        "driver event for the daemon of " + seen.node.name);
+    if (told.operation != 0) {
+      const Json json = entry(seen, "heard");
+      cJSON_AddStringToObject(json.get(), "from", told.from->name.c_str());
+      cJSON_AddNumberToObject(json.get(), "operation", told.operation);
+      write_entry(recorder, json);
+    }
+  }
+  void operator()(const CommandRun& run) const {
+    const std::string line = seen.node.name + ": " + run.line;
+    const Json json = text_entry("command");
+    cJSON_AddNumberToObject(json.get(), "status", run.status);
+    recorder.air.packet(kCommands, stamp(seen.time), text_packet(line),
+                        line + " (exit status " + std::to_string(run.status) + ")");
+    write_entry(recorder, json);
+  }
+  void operator()(const ModeEntered& entered) const {
+    const Json json = entry(seen, "mode");
+    cJSON_AddNumberToObject(json.get(), "mode", entered.mode);
+    cJSON_AddNumberToObject(json.get(), "before", entered.before);
+    recorder.modes.push_back({seen.time, &seen.node, entered.mode});
+    write_entry(recorder, json);
+  }
+  void operator()(const NvramSet& set) const {
+    const Json json = entry(seen, "nvram");
+    if (!set.value) {
+      cJSON_AddStringToObject(json.get(), "text", "removed");
+    }
+    cJSON_AddStringToObject(json.get(), "key", set.key.c_str());
+    cJSON_AddStringToObject(json.get(), "value", set.value.value_or("").c_str());
+    write_entry(recorder, json);
+  }
+  void operator()(const DaemonEnded& end) const { write_text(end.crashed ? "fault" : "daemon"); }
+  void operator()(const PowerSwitched& /*told*/) const { write_text("power"); }
+  void operator()(const DaemonStarted& /*told*/) const { write_text("daemon"); }
+  void operator()(const PlatformActed& /*told*/) const { write_text("platform"); }
+  void operator()(const DirectorActed& /*told*/) const { write_text("scenario"); }
+  void operator()(const NvramTorn& /*told*/) const { write_text("fault"); }
+  void operator()(const Fault& /*told*/) const { write_text("fault"); }
+
+  [[nodiscard]] Json text_entry(const char* what) const {
+    Json json = entry(seen, what);
+    cJSON_AddStringToObject(json.get(), "text", words_of(seen.what).c_str());
+    return json;
+  }
+  void write_text(const char* what) const { write_entry(recorder, text_entry(what)); }
+};
+
 // What is not there (a unit that was never switched on has no log) is passed over, and so is what
 // the daemon has made something else than a file.
-bool copy_evidence(Lab& lab) {
+bool copy_evidence(const Recorder& recorder, Mesh& mesh) {
   static constexpr std::array<std::pair<const char*, const char*>, 4> kFiles{
       {{"tmp/vexo_nvram", ".nvram"},
        {"lab/log/vorlent_dbg.log", ".log"},
        {"lab/log/vorlent_dbg.log.1", ".log.1"},
        {"lab/stdout.log", ".stdout"}}};
   bool whole = true;
-  for (const auto& node : lab.nodes) {
+  for (const auto& node : mesh.nodes) {
     for (const auto& [name, suffix] : kFiles) {
       const auto text = read_in_box(node->sandbox.folder, name);
       if (text) {
-        whole = write_file(lab.recorder.folder + "/" + node->name + suffix, *text) && whole;
+        whole = write_file(recorder.folder + "/" + node->name + suffix, *text) && whole;
       } else if (errno != ENOENT) {
-        publish(lab, {.what = What::fault,
-                      .node = node.get(),
-                      .text = std::string(name) + " is left out: " + strerror(errno)});
+        publish(mesh, *node, Fault{std::string(name) + " is left out: " + strerror(errno)});
       }
     }
   }
   return whole;
-}
-
-std::string no_write(const Recorder& recorder, const char* file) {
-  return recorder.folder + "/" + file + ": cannot be written: " + strerror(errno) +
-         "; the results are not whole";
 }
 
 // What an earlier run left in the folder must not pass for a part of this one.
@@ -200,6 +228,11 @@ bool write_file(const std::string& path, std::string_view text) {
          fflush(file.get()) == 0;
 }
 
+std::string no_write(const Recorder& recorder, const char* file) {
+  return recorder.folder + "/" + file + ": cannot be written: " + strerror(errno) +
+         "; the results are not whole";
+}
+
 std::string open_record(Recorder& recorder, const std::string& folder) {
   std::error_code error;
   recorder.folder = folder;
@@ -219,75 +252,16 @@ std::string open_record(Recorder& recorder, const std::string& folder) {
   return {};
 }
 
-void record_transmission(Lab& lab, const Transmission& sent) {
-  Recorder& recorder = lab.recorder;
-  Bytes packet = radiotap(sent.channel);
-  put(packet, sent.bytes);
-  const std::string comment = comment_of(sent);
-  recorder.air.packet(kAir, stamp(sent.time), packet, comment);
-  std::vector<std::string> lost;
-  for (const Reception& reception : sent.receptions) {
-    if (reception.fate.lost) {
-      lost.push_back(reception.node->name);
-    }
-  }
-  write_entry(recorder, frame_entry(lab, sent, lost));
-  auto& [count, count_lost] = recorder.kinds[kind_of(sent)];
-  ++count;
-  const bool missed =
-      !sent.elsewhere.empty() || (!lost.empty() && lost.size() == sent.receptions.size());
-  count_lost += missed ? 1 : 0;
-  if (sent.operation != 0) {
-    Node* to = find_station(lab, sent.frame.to);
-    recorder.chart.push_back(
-        {sent.time, sent.from, to, sent.operation, sent.resent, missed, comment});
-    publish(lab, {.what = What::frame,
-                  .node = sent.from,
-                  .text = missed ? "lost" : "",
-                  .peer = to,
-                  .number = sent.operation,
-                  .before = sent.resent ? 1 : 0,
-                  .value = std::to_string(sent.frame.body.size())});
-  }
+void record(Recorder& recorder, const Mesh& mesh, const Happening& seen) {
+  std::visit(Writer{recorder, mesh, seen}, seen.what);
 }
 
-void record_event(Lab& lab, const Node& node, View datagram) {
-  lab.recorder.air.packet(kEvents, stamp(lab.loop.clock.now()), udp_packet(kEventPort, datagram),
-                          "driver event for the daemon of " + node.name);
+bool record_failed(const Recorder& recorder) {
+  return recorder.air.failed() || ferror(recorder.timeline.get()) != 0;
 }
 
-void record(Lab& lab, const Occurrence& seen) {
-  if (seen.what == What::frame) {
-    return;  // written with all its details when it was sent
-  }
-  Json json = entry(seen.time, seen.node, name_of(seen.what));
-  if (!seen.text.empty()) {
-    cJSON_AddStringToObject(json.get(), "text", seen.text.c_str());
-  }
-  if (seen.peer != nullptr) {
-    cJSON_AddStringToObject(json.get(), "from", seen.peer->name.c_str());
-  }
-  if (seen.what == What::heard) {
-    cJSON_AddNumberToObject(json.get(), "operation", seen.number);
-  } else if (seen.what == What::mode) {
-    cJSON_AddNumberToObject(json.get(), "mode", seen.number);
-    cJSON_AddNumberToObject(json.get(), "before", seen.before);
-    lab.recorder.modes.push_back({seen.time, seen.node, seen.number});
-  } else if (seen.what == What::nvram) {
-    cJSON_AddStringToObject(json.get(), "key", seen.key.c_str());
-    cJSON_AddStringToObject(json.get(), "value", seen.value.c_str());
-  } else if (seen.what == What::command) {
-    cJSON_AddNumberToObject(json.get(), "status", seen.number);
-    lab.recorder.air.packet(
-        kCommands, stamp(seen.time), text_packet(seen.node->name + ": " + seen.text),
-        seen.node->name + ": " + seen.text + " (exit status " + std::to_string(seen.number) + ")");
-  }
-  write_entry(lab.recorder, json);
-}
-
-std::string close_record(Lab& lab) {
-  Recorder& recorder = lab.recorder;
-  const bool copied = copy_evidence(lab);
+std::string close_record(Recorder& recorder, Mesh& mesh) {
+  const bool copied = copy_evidence(recorder, mesh);
   const int why = errno;
   fputs(recorder.first_entry ? "[]\n" : "\n]\n", recorder.timeline.get());
   const bool whole = fflush(recorder.timeline.get()) == 0 && ferror(recorder.timeline.get()) == 0;
@@ -297,11 +271,8 @@ std::string close_record(Lab& lab) {
   if (!whole) {
     return no_write(recorder, "timeline.json");
   }
-  if (!copied) {
-    errno = why;
-    return no_write(recorder, "UNIT.nvram and UNIT.log");
-  }
-  return write_report(lab) ? "" : no_write(recorder, "report.html");
+  errno = why;
+  return copied ? "" : no_write(recorder, "UNIT.nvram and UNIT.log");
 }
 
 }  // namespace lab

@@ -11,14 +11,10 @@
 #include <string>
 #include <vector>
 
-#include "air/air.h"
+#include "node/mesh.h"
 #include "results/pcapng.h"
 
 namespace lab {
-
-struct Lab;
-struct Node;
-struct Occurrence;
 
 struct CloseFile {
   void operator()(FILE* file) const { fclose(file); }
@@ -57,11 +53,13 @@ bool write_file(const std::string& path, std::string_view text);
 
 // Empty on success, otherwise what went wrong, in one line.
 std::string open_record(Recorder& recorder, const std::string& folder);
-void record_transmission(Lab& lab, const Transmission& sent);
-void record_event(Lab& lab, const Node& node, View datagram);
-void record(Lab& lab, const Occurrence& seen);
-// Finishes the files, writes the report and puts each unit's NVRAM and logs beside them.
-std::string close_record(Lab& lab);
+void record(Recorder& recorder, const Mesh& mesh, const Happening& seen);
+// Whether something could not be written.
+bool record_failed(const Recorder& recorder);
+// Finishes the files and puts each unit's NVRAM and logs beside them; the same in return.
+std::string close_record(Recorder& recorder, Mesh& mesh);
+// That a file of the results could not be written, for the reason in errno.
+std::string no_write(const Recorder& recorder, const char* file);
 
 }  // namespace lab
 

@@ -4,12 +4,13 @@
 #ifndef LAB_REPORT_H
 #define LAB_REPORT_H
 
+#include "results/recorder.h"
+#include "story/director.h"
+
 namespace lab {
 
-struct Lab;
-
-// False, with errno set, where the file cannot be written.
-bool write_report(Lab& lab);
+// Empty on success, otherwise what went wrong, in one line.
+std::string write_report(const Recorder& recorder, const Story& story, bool as_expected);
 
 }  // namespace lab
 

@@ -1,4 +1,5 @@
-// The director: makes happen what the scenario says, when it says so, and judges the end.
+// The director: makes happen what the scenario says, when it says so, and lets time run faster
+// where it allows that.
 #ifndef LAB_DIRECTOR_H
 #define LAB_DIRECTOR_H
 
@@ -6,30 +7,29 @@
 #include <string>
 #include <vector>
 
-#include "base/loop.h"
+#include "story/journey.h"
+#include "story/scenario.h"
 
 namespace lab {
 
-struct Lab;
-struct Node;
-struct Occurrence;
-
-struct Director {
+// A run as its scenario sees it.
+struct Story {
+  Mesh& mesh;
+  const Scenario& scenario;
+  Journeys journeys{};
   // By step: how often its condition was met by each node, and whether it was carried out.
-  std::vector<std::map<const Node*, int>> counts;
-  std::vector<bool> done;
+  std::vector<std::map<const Node*, int>> counts{};
+  std::vector<bool> done{};
 };
 
-struct Verdict {
-  bool holds = false;
-  bool final = false;  // nothing that still happens can change it
-  std::string text;    // what was expected and, where it does not hold, what there was
-};
-
-// Switches everything on that no step of the scenario switches on, and waits for the rest.
-void start_director(Lab& lab);
-void director_notices(Lab& lab, const Occurrence& seen);
-std::vector<Verdict> judge(Lab& lab);
+// Makes the scenario's mesh, switches everything on that no step switches on, and waits for the
+// rest.
+void make_mesh(Story& story);
+void start_director(Story& story);
+void director_notices(Story& story, const Happening& seen);
+void choose_pace(Story& story);
+// Those whom a scenario calls so; `it`: whom a condition was about.
+std::vector<Node*> who_is(const Mesh& mesh, const std::string& who, Node* it = nullptr);
 
 }  // namespace lab
 

@@ -1,59 +1,118 @@
-#include "lab.h"
+#include "story/journey.h"
 
 namespace lab {
 
 namespace {
 
-void on_frame(Journey& journey, const Occurrence& seen) {
+void follow(Journey& journey, const FrameSent& sent) {
+  const int operation = sent.frame.operation;
+  if (operation == 0) {
+    return;
+  }
   ++journey.frames;
-  journey.resent += seen.before;
-  journey.sent = seen.number;
-  if (seen.number == 1000 && journey.first_handshake == Journey::First::none) {
+  journey.resent += sent.frame.resent ? 1 : 0;
+  journey.sent = operation;
+  if (operation == 1000 && journey.first_handshake == Journey::First::none) {
     journey.first_handshake = Journey::First::running;
   }
 }
 
-void on_heard(Journey& journey, const Occurrence& seen) {
-  journey.heard = seen.number;
-  if (seen.number == 1004 && journey.first_handshake == Journey::First::running) {
+void follow(Journey& journey, const DriverTold& told) {
+  if (told.operation == 0) {
+    return;
+  }
+  journey.heard = told.operation;
+  if (told.operation == 1004 && journey.first_handshake == Journey::First::running) {
     journey.first_handshake = Journey::First::completed;
   }
 }
 
-void on_mode(Journey& journey, const Occurrence& seen) {
-  const bool gave_up = seen.before == 1 && seen.number == 0;
+void follow(Journey& journey, const ModeEntered& entered, Time time) {
+  if (entered.before == kOff && entered.mode == 1) {
+    return;
+  }
+  const bool gave_up = entered.before == 1 && entered.mode == 0;
   journey.gave_up += gave_up ? 1 : 0;
-  if (journey.first_handshake == Journey::First::running && seen.number != 3) {
+  if (journey.first_handshake == Journey::First::running && entered.mode != 3) {
     journey.first_handshake = gave_up ? Journey::First::failed : Journey::First::spoiled;
   }
-  if (seen.number == 6 && journey.installed < Time{}) {
-    journey.installed = seen.time;
+  if (entered.mode == 6 && journey.installed < Time{}) {
+    journey.installed = time;
   }
-  if (seen.number != 1) {
+  if (entered.mode != 1) {
     journey.sent = 0;
     journey.heard = 0;
   }
 }
 
-}  // namespace
-
-void follow_journey(Lab& lab, const Occurrence& seen) {
-  Journey& journey = seen.node->journey;
-  if (seen.what == What::frame && seen.number != 0) {
-    on_frame(journey, seen);
-  } else if (seen.what == What::heard) {
-    on_heard(journey, seen);
-  } else if (seen.what == What::mode && !(seen.before == kOff && seen.number == 1)) {
-    on_mode(journey, seen);
-  } else if (seen.what == What::power && seen.number == 1 && journey.powered < Time{}) {
-    journey.powered = seen.time;
-  } else if (seen.what == What::nvram && journey.credentials < Time{}) {
-    for (const Node* base : all_of(lab, NodeKind::base)) {
-      if (seen.node->kind == NodeKind::unit && has_credentials_of(*seen.node, *base)) {
-        journey.credentials = seen.time;
-      }
+const Node* base_of(const Mesh& mesh, const Node& node) {
+  for (const Node* base : all_of(mesh, NodeKind::base)) {
+    if (node.kind == NodeKind::unit && has_credentials_of(node, *base)) {
+      return base;
     }
   }
+  return nullptr;
+}
+
+}  // namespace
+
+Journey journey_of(const Journeys& journeys, const Node& node) {
+  const auto found = journeys.find(&node);
+  return found != journeys.end() ? found->second : Journey{};
+}
+
+void follow_journey(Journeys& journeys, const Mesh& mesh, const Happening& seen) {
+  Journey& journey = journeys[&seen.node];
+  if (const auto* sent = seen.as<FrameSent>()) {
+    follow(journey, *sent);
+  } else if (const auto* told = seen.as<DriverTold>()) {
+    follow(journey, *told);
+  } else if (const auto* entered = seen.as<ModeEntered>()) {
+    follow(journey, *entered, seen.time);
+  } else if (const auto* power = seen.as<PowerSwitched>()) {
+    journey.powered = power->on && journey.powered < Time{} ? seen.time : journey.powered;
+  } else if (const auto* end = seen.as<DaemonEnded>()) {
+    journey.crashes += end->crashed ? 1 : 0;
+  } else if (seen.as<NvramTorn>() != nullptr) {
+    ++journey.torn;
+  } else if (seen.as<NvramSet>() != nullptr && journey.credentials < Time{} &&
+             base_of(mesh, seen.node) != nullptr) {
+    journey.credentials = seen.time;
+  }
+}
+
+std::string waits_for(const Node& node, const Journey& journey) {
+  switch (node.platform.mode) {
+    case 0:
+      return "a base's element in its scans";
+    case 1:
+      return journey.heard == 1004  ? "1003, the credentials"
+             : journey.sent == 1002 ? "1004, after its key"
+                                    : "1001, the base's key";
+    case 3:
+      return "its backhaul and the end of the installation";
+    case 5:
+      return "units";
+    case 6:
+      return "nothing more";
+    default:
+      return is_powered(node) ? "the daemon's start" : "power";
+  }
+}
+
+std::string outcome_of(const Mesh& mesh, const Node& node, const Journey& journey) {
+  const int mode = node.platform.mode;
+  if (mode == 6) {
+    const Node* base = base_of(mesh, node);
+    return base != nullptr ? "installed in the mesh of " + base->name
+                           : "installed, with nobody's credentials";
+  }
+  if (mode == kOff) {
+    return is_powered(node) ? "daemon not running" : "switched off";
+  }
+  return node.kind == NodeKind::base
+             ? "base"
+             : "mode " + std::to_string(mode) + ", waits for " + waits_for(node, journey);
 }
 
 }  // namespace lab

@@ -3,61 +3,32 @@
 #include <algorithm>
 
 #include "air/frames.h"
+#include "node/mesh.h"
+#include "story/actions.h"
 #include "story/words.h"
 
 namespace lab {
 
 namespace {
 
-enum class Argument { none, time, number, signal, setting };
-
-// Who can do it: whoever has a daemon, whoever has a radio (the stranger too), and so on.
-enum class Whose { daemons, radios, bases, stranger, lab };
-
-struct Action {
-  std::string_view name;
-  Argument argument;
-  Whose whose;
-};
-
-constexpr std::array<Action, 17> kActions{{{"power-on", Argument::none, Whose::radios},
-                                           {"power-cut", Argument::none, Whose::radios},
-                                           {"power-cycle", Argument::time, Whose::daemons},
-                                           {"kill", Argument::none, Whose::daemons},
-                                           {"freeze", Argument::none, Whose::daemons},
-                                           {"thaw", Argument::none, Whose::daemons},
-                                           {"mute", Argument::none, Whose::radios},
-                                           {"unmute", Argument::none, Whose::radios},
-                                           {"signal", Argument::signal, Whose::daemons},
-                                           {"nvram", Argument::setting, Whose::daemons},
-                                           {"window", Argument::none, Whose::bases},
-                                           {"push", Argument::none, Whose::bases},
-                                           {"hold", Argument::none, Whose::bases},
-                                           {"resume", Argument::none, Whose::bases},
-                                           {"flood", Argument::number, Whose::stranger},
-                                           {"time-lapse", Argument::number, Whose::lab},
-                                           {"restart", Argument::none, Whose::daemons}}};
-
 bool can_do(const std::string& who, Whose whose) {
   switch (whose) {
-    case Whose::lab:
-      return who == "lab";
     case Whose::stranger:
       return who == "stranger";
     case Whose::bases:
       return who == "it" || who.rfind("base", 0) == 0;
     case Whose::radios:
-      return who != "lab";
+      return true;
     case Whose::daemons:
       break;
   }
-  return who != "lab" && who != "stranger";
+  return who != "stranger";
 }
 
 std::string list_of_actions() {
   std::string list = "an action (";
-  for (const Action& action : kActions) {
-    list += std::string(action.name) + (&action == &kActions.back() ? ")" : ", ");
+  for (const Action& action : actions()) {
+    list += std::string(action.name) + (&action == &actions().back() ? ")" : ", ");
   }
   return list;
 }
@@ -94,9 +65,9 @@ void take_action(Words& words, Step& step) {
   }
   step.who = words.take("who does it");
   const std::string name = words.peek();
-  const auto found = std::find_if(kActions.begin(), kActions.end(),
+  const auto found = std::find_if(actions().begin(), actions().end(),
                                   [&](const Action& action) { return action.name == name; });
-  if (found == kActions.end()) {
+  if (found == actions().end()) {
     words.fail(list_of_actions());
     return;
   }
@@ -104,7 +75,8 @@ void take_action(Words& words, Step& step) {
     words.fail("an action that " + step.who + " can do");
     return;
   }
-  step.action = words.take("an action");
+  words.take("an action");
+  step.action = &*found;
   step.argument = argument_of(words, found->argument);
 }
 
@@ -216,12 +188,12 @@ std::string parse_line(std::string_view line, int number, Scenario& out) {
     return {};
   }
   if (words.take_if("at")) {
-    Step step{.line = number, .trigger = {}, .who = {}, .action = {}, .argument = {}};
+    Step step{.line = number, .trigger = {}, .who = {}, .action = nullptr, .argument = {}};
     step.trigger.after = words.time();
     take_action(words, step);
     out.steps.push_back(step);
   } else if (words.take_if("when")) {
-    Step step{.line = number, .trigger = {}, .who = {}, .action = {}, .argument = {}};
+    Step step{.line = number, .trigger = {}, .who = {}, .action = nullptr, .argument = {}};
     take_condition(words, step.trigger);
     take_action(words, step);
     out.steps.push_back(step);
@@ -240,7 +212,7 @@ std::string parse_line(std::string_view line, int number, Scenario& out) {
 
 bool exists(const Scenario& scenario, const std::string& who) {
   int number = 0;
-  if (who == "units" || who == "bases" || who == "base" || who == "lab") {
+  if (who == "units" || who == "bases" || who == "base") {
     return true;
   }
   if (who == "stranger") {

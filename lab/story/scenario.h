@@ -10,7 +10,7 @@
 //   expect WHO mode N              expect WHO credentials BASE    expect WHO gave-up N
 //   expect first-handshakes P%     expect WHO logged "TEXT"
 //
-// WHO is a unit (`unit-2`), `units`, a base (`base`, `base-2`), `bases`, `stranger` or `lab`;
+// WHO is a unit (`unit-2`), `units`, a base (`base`, `base-2`), `bases` or `stranger`;
 // behind a colon also `it`, the one that the condition was about. With `units` a condition stands
 // for each unit by itself. A TIME is a number with ms, s or min.
 #ifndef LAB_SCENARIO_H
@@ -24,6 +24,8 @@
 #include "air/air.h"
 
 namespace lab {
+
+struct Action;
 
 enum class TriggerKind { at, sends, hears, mode, nvram };
 
@@ -41,7 +43,7 @@ struct Step {
   int line = 0;
   Trigger trigger;
   std::string who;
-  std::string action;
+  const Action* action = nullptr;
   std::string argument;
 };
 
@@ -75,9 +77,6 @@ struct Scenario {
   std::vector<Step> steps;
   std::vector<Expectation> expectations;
 };
-
-inline constexpr int kMaxUnits = 60;
-inline constexpr int kMaxBases = 4;
 
 // False, and one line "file:line: what was expected" in `error`, where the text is no scenario.
 bool parse_scenario(std::string_view text, const std::string& file, Scenario& out,

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "air/frames.h"
-#include "node/platform.h"
+#include "node/unit_nvram.h"
 #include "results/pcapng.h"
 
 namespace lab {

@@ -1,0 +1,18 @@
+// All boxes together: their folders are made and watched, and that one has ended is noticed.
+#ifndef LAB_BOXES_H
+#define LAB_BOXES_H
+
+namespace lab {
+
+struct Mesh;
+
+// False, with errno set, where a folder cannot be made or watched.
+bool prepare_boxes(Mesh& mesh);
+// Called when children of this process may have ended.
+void collect_boxes(Mesh& mesh);
+// Ends every box and waits until nothing of them is left.
+void end_boxes(Mesh& mesh);
+
+}  // namespace lab
+
+#endif

@@ -1,0 +1,70 @@
+#include "results/json.h"
+
+#include <array>
+#include <cmath>
+
+namespace lab {
+
+namespace {
+
+const char* name_of(Journey::First first) {
+  constexpr std::array<const char*, 5> kNames{"none", "running", "completed", "failed", "spoiled"};
+  return kNames[static_cast<std::size_t>(first)];
+}
+
+}  // namespace
+
+std::string text_of(const Json& json) {
+  char* text = cJSON_PrintUnformatted(json.get());
+  std::string copy = text != nullptr ? text : "{}";
+  cJSON_free(text);
+  return copy;
+}
+
+void add_time(cJSON* to, const char* key, Time time) {
+  cJSON_AddNumberToObject(to, key, std::round(seconds(time) * 1e6) / 1e6);
+}
+
+cJSON* add_object(cJSON* list) {
+  cJSON* object = cJSON_CreateObject();
+  cJSON_AddItemToArray(list, object);
+  return object;
+}
+
+void add_units(cJSON* to, const Story& story) {
+  cJSON* list = cJSON_AddArrayToObject(to, "units");
+  for (const auto& node : story.mesh.nodes) {
+    const Journey& journey = journey_of(story.journeys, *node);
+    const auto add_since_powered = [&](cJSON* item, const char* key, Time time) {
+      if (time >= Time{}) {
+        add_time(item, key, time - journey.powered);
+      }
+    };
+    cJSON* item = add_object(list);
+    cJSON_AddStringToObject(item, "unit", node->name.c_str());
+    cJSON_AddStringToObject(item, "kind",
+                            node->kind == NodeKind::base   ? "base"
+                            : node->kind == NodeKind::unit ? "unit"
+                                                           : "stranger");
+    cJSON_AddStringToObject(item, "outcome", outcome_of(story.mesh, *node, journey).c_str());
+    cJSON_AddNumberToObject(item, "mode", node->platform.mode);
+    cJSON_AddStringToObject(item, "first_handshake", name_of(journey.first_handshake));
+    cJSON_AddNumberToObject(item, "gave_up", journey.gave_up);
+    add_since_powered(item, "credentials", journey.credentials);
+    add_since_powered(item, "installed", journey.installed);
+    cJSON_AddNumberToObject(item, "frames", journey.frames);
+    cJSON_AddNumberToObject(item, "resent", journey.resent);
+    cJSON_AddNumberToObject(item, "peak_kib", static_cast<double>(node->sandbox.peak_kib));
+  }
+}
+
+void add_verdicts(cJSON* to, const Story& story) {
+  cJSON* list = cJSON_AddArrayToObject(to, "expectations");
+  for (const Verdict& verdict : judge(story)) {
+    cJSON* item = add_object(list);
+    cJSON_AddBoolToObject(item, "holds", verdict.holds ? 1 : 0);
+    cJSON_AddStringToObject(item, "text", verdict.text.c_str());
+  }
+}
+
+}  // namespace lab

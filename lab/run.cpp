@@ -1,0 +1,162 @@
+#include "run.h"
+
+#include <signal.h>
+#include <string.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+
+#include "node/boxes.h"
+#include "results/console.h"
+#include "results/recorder.h"
+#include "results/report.h"
+#include "story/judge.h"
+
+namespace lab {
+
+namespace {
+
+constexpr Time kTick = 500ms;
+
+struct Run {
+  const Options& options;
+  Mesh mesh{};
+  Story story;
+  Recorder recorder{};
+  Console console{};
+  int exit_status = -1;  // set when the run is to end
+};
+
+void stop(Run& run, int exit_status) {
+  run.exit_status = exit_status;
+  run.mesh.loop.stop();
+}
+
+void read_signals(Run& run, int fd) {
+  signalfd_siginfo info{};
+  while (read(fd, &info, sizeof info) == sizeof info) {
+    if (info.ssi_signo == SIGCHLD) {
+      collect_boxes(run.mesh);
+    } else {
+      stop(run, 128 + static_cast<int>(info.ssi_signo));
+    }
+  }
+}
+
+int watch_signals(Run& run) {
+  sigset_t signals;
+  sigemptyset(&signals);
+  // SIGPIPE: nobody reads what is printed any more.
+  for (const int number : {SIGCHLD, SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
+    sigaddset(&signals, number);
+  }
+  sigprocmask(SIG_BLOCK, &signals, nullptr);
+  const int fd = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+  run.mesh.loop.watch(fd, [&run, fd] { read_signals(run, fd); });
+  return fd;
+}
+
+void watch_mesh(Run& run) {
+  run.mesh.watchers = {
+      [&run](const Happening& seen) { record(run.recorder, run.mesh, seen); },
+      [&run](const Happening& seen) { follow_journey(run.story.journeys, run.mesh, seen); },
+      [&run](const Happening& seen) { console_notices(run.console, seen); },
+      [&run](const Happening& seen) { director_notices(run.story, seen); }};
+}
+
+void check_end(Run& run) {
+  if (record_failed(run.recorder) || ferror(stdout) != 0) {
+    stop(run, 2);
+    return;
+  }
+  const auto verdicts = judge(run.story);
+  const bool all_hold = std::all_of(verdicts.begin(), verdicts.end(),
+                                    [](const Verdict& verdict) { return verdict.holds; });
+  const bool decided = std::all_of(verdicts.begin(), verdicts.end(), [](const Verdict& verdict) {
+    return verdict.holds || verdict.final;
+  });
+  if (decided || run.mesh.loop.clock.now() > run.story.scenario.limit) {
+    stop(run, all_hold ? 0 : 1);
+  }
+}
+
+void tick(Run& run) {
+  tick_owners(run.mesh);
+  choose_pace(run.story);
+  check_end(run);
+  run.mesh.loop.after(kTick, [&run] { tick(run); });
+}
+
+void tick_display(Run& run) {
+  for (const auto& node : run.mesh.nodes) {
+    measure_memory(node->sandbox);
+  }
+  draw_live(run.console, run.story);
+  run.mesh.loop.after_real(400ms, [&run] { tick_display(run); });
+}
+
+std::string prepare(Run& run) {
+  make_mesh(run.story);
+  watch_mesh(run);
+  if (!run.mesh.loop.clock.start(run.mesh.kit.work + "/clock") || !prepare_boxes(run.mesh)) {
+    return run.mesh.kit.work + ": " + strerror(errno);
+  }
+  return open_record(run.recorder, run.options.out);
+}
+
+// What went wrong, in one line, or nothing.
+std::string play(Run& run) {
+  const int signals = watch_signals(run);
+  start_director(run.story);
+  tick(run);
+  tick_display(run);
+  run.mesh.loop.run();
+  end_boxes(run.mesh);
+  close(signals);
+  std::string error = close_record(run.recorder, run.mesh);
+  if (error.empty()) {
+    error = write_report(run.recorder, run.story, run.exit_status == 0);
+  }
+  error = run.mesh.failure.empty() ? error : run.mesh.failure;
+  print_result(run.console, run.story, run.exit_status, run.options.out);
+  const bool told = fflush(stdout) == 0 && ferror(stdout) == 0;
+  if (!told && error.empty() && run.exit_status < 128) {
+    error = "standard output cannot be written";
+  }
+  return error;
+}
+
+int complain(const std::string& what) {
+  fprintf(stderr, "meshlab: %s\n", what.c_str());
+  return 2;
+}
+
+}  // namespace
+
+int run(const Options& options, const Scenario& scenario) {
+  std::string folder = std::filesystem::temp_directory_path() / "meshlab-XXXXXX";
+  if (mkdtemp(folder.data()) == nullptr) {
+    return complain(folder + ": " + strerror(errno));
+  }
+  Run run{.options = options, .story = {run.mesh, scenario}};
+  run.mesh.kit = {.daemon = options.daemon, .tools = options.tools, .work = folder};
+  run.console.quiet = options.json;
+  run.console.live = !options.json && isatty(STDOUT_FILENO) != 0;
+  std::string error = prepare(run);
+  error = error.empty() ? play(run) : error;
+  if (!error.empty()) {
+    run.exit_status = std::max(run.exit_status, complain(error));
+  }
+  if (options.keep) {
+    fprintf(stderr, "meshlab: the units' folders are kept in %s\n", folder.c_str());
+  } else {
+    std::error_code ignored;
+    std::filesystem::remove_all(folder, ignored);
+  }
+  return run.exit_status;
+}
+
+}  // namespace lab

@@ -1,0 +1,25 @@
+// One run of a scenario, from its folder's making to its results.
+#ifndef LAB_RUN_H
+#define LAB_RUN_H
+
+#include <string>
+
+#include "story/scenario.h"
+
+namespace lab {
+
+struct Options {
+  std::string scenario = "onboard";
+  std::string out = "lab-results";
+  std::string daemon;  // path of the daemon's binary
+  std::string tools;   // folder of this program and its companions
+  bool json = false;
+  bool keep = false;
+};
+
+// The exit status: 0 as expected, 1 not so, 2 it could not work, 128 and more for a signal.
+int run(const Options& options, const Scenario& scenario);
+
+}  // namespace lab
+
+#endif
