@@ -1,28 +1,32 @@
 // Another maker's platform: each setting is a file of its own, and nothing is kept in memory.
-// HALF of it lacks what is not NVRAM; BROKEN takes a part of a value for the whole.
+// HALF of it lacks what is not NVRAM; the environment's WRONG names what it does not do right.
 #include <fcntl.h>
 #include <stdarg.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
+#include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+static int wrong(const char* how) {
+  return getenv("WRONG") != NULL && strcmp(getenv("WRONG"), how) == 0;
+}
 static const char* place_of(const char* key) {
   static char path[300];
   snprintf(path, sizeof path, "/tmp/maker_flash/%s", key);
   return mkdir("/tmp/maker_flash", 0700), path;
 }
 const char* vexoNvramConfig_get(const char* key) {
-  static char value[1000];
+  static char value[70000];
   FILE* file = fopen(place_of(key), "r");
-  value[file != NULL ? fread(value, 1, sizeof value - 1, file) : 0] = '\0';
+  value[file != NULL ? fread(value, 1, wrong("cut") ? 20 : sizeof value - 1, file) : 0] = '\0';
+  usleep(wrong("slow") * 200000);
   return file != NULL ? fclose(file), value : value;
 }
 int vexoNvramConfig_match(const char* key, const char* value) {
-#ifdef BROKEN
-  return strncmp(vexoNvramConfig_get(key), value, strlen(value)) == 0;
-#endif
-  return access(place_of(key), F_OK) == 0 && strcmp(vexoNvramConfig_get(key), value) == 0;
+  const char* is = vexoNvramConfig_get(key);
+  return access(place_of(key), F_OK) == 0 && (wrong("case") ? strcasecmp : strcmp)(is, value) == 0;
 }
 int vexoNvramConfig_set(const char* key, const char* value) {
   FILE* file = fopen(place_of(key), "w");
@@ -42,8 +46,8 @@ void shared_debug_log_init(const char* who, const char* file, int max) {
 void shared_debug_log_do_write_log(const char* who, const char* file, const char* format, ...) {
   va_list arguments;
   const int log = open("/tmp/maker.log", O_WRONLY | O_APPEND | O_CREAT, 0600);
-  va_start(arguments, format), vdprintf(log, format, arguments), va_end(arguments), close(log);
-  (void)who, (void)file;
+  va_start(arguments, format), vdprintf(log, format, arguments), va_end(arguments);
+  (void)who, (void)file, dprintf(log, wrong("line") ? "\n" : ""), close(log);
 }
 int check_mac_in_candidate_satellite(const char* mac) {
   return mac[0] == '-';
@@ -52,6 +56,7 @@ int disable_mesh_settings(void) {
   return 0;
 }
 int reset_to_uncfg_mode(void) {
+  if (wrong("exit")) exit(0);
   return rename("/tmp/maker.log", "/tmp/maker.log.reset");
 }
 char* ether_etoa(const unsigned char* m, char* text) {
