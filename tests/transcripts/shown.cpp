@@ -113,11 +113,8 @@ std::string shown(const std::string& prefix, const std::string& text,
     if (!line.empty() && line.back() == ' ') {
       line.replace(line.size() - 1, 1, "\\s");
     }
-    line.insert(0, lines.empty() ? "  " + prefix : "    | ");
-    lines += line.substr(0, line.find_last_not_of(' ') + 1) + '\n';
+    line.insert(0, lines.empty() ? prefix : "\n");
+    lines += line.substr(0, line.find_last_not_of(' ') + 1);
   }
-  if (named.empty() || named.back() != '\n') {
-    lines.insert(lines.size() - 1, "\\c");
-  }
-  return lines;
+  return named.empty() || named.back() != '\n' ? lines + "\\c" : lines;
 }

@@ -15,7 +15,7 @@
 
 #include "support/air.h"
 
-// The lines of one event: `prefix` before the first, "| " before the others.
+// The lines of one event, `prefix` before the first.
 std::string shown(const std::string& prefix, const std::string& text, const air::Bytes& frame_data);
 
 #endif

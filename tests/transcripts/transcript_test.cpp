@@ -3,12 +3,15 @@
 //
 //   # comment                  why the behaviour matters; copied through
 //   > nvram wan_status=up      what happens; the lines below it are all that the daemon did
+//   > show output; start       one thing after the other
+//   > probe from 02:00:00:00:01:00-0e element:2   one after the other from each
 //   given: start               the same, where the answer is another transcript's business
 //     $ wl csa 0 5 6           a command
 //     set k=v / unset k / save NVRAM; the platform's calls by their names
 //     [role_bakery] text       a log message and the operation that speaks; [] a bare one
 //     :text                    standard output, from "show output" on
 //     after 5 s                of a "pass"
+//     = searches               a block of them that blocks.template holds; see folded.h
 //
 // The daemon runs in its own main loop: each wait for an event asks for the next line here. With
 // VORLENT_UPDATE_TRANSCRIPTS set, and outside the sandbox, a transcript that differs is rewritten;
@@ -17,6 +20,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <deque>
 #include <filesystem>
 #include <optional>
 #include <regex>
@@ -29,6 +33,7 @@
 #include "discovery/probe_scan.h"
 #include "support/daemon_test.h"
 #include "support/event_port.h"
+#include "transcripts/folded.h"
 #include "transcripts/shown.h"
 
 int vorlent_main();
@@ -110,10 +115,11 @@ class TranscriptTest : public DaemonTest, public testing::WithParamInterface<std
   // Returns the transcript as it should read.
   std::string play() {
     script_ = split(read_file(GetParam()), '\n');
-    while (at_ < script_.size()) {
-      perform_line();
+    while (!next_step().empty()) {
+      perform_step();
     }
-    return told_;
+    tell_events();
+    return told_ + pending_;
   }
 
  private:
@@ -142,22 +148,24 @@ class TranscriptTest : public DaemonTest, public testing::WithParamInterface<std
       return;
     }
     if (std::exchange(marked_, passed_) != passed_) {
-      told_ += "  after " + std::to_string(passed_) + " s\n";
+      events_.push_back("after " + std::to_string(passed_) + " s");
     }
-    told_ += shown(prefix, text, frame_data_);
+    events_.push_back(shown(prefix, text, frame_data_));
   }
+
+  void tell_events() { told_ += folded(std::exchange(events_, {})); }
 
   // One wait of the main loop for an event: a second passes, or the next thing happens.
   void until_a_turn() {
     record_output();
     while (passed_ == until_) {
-      const std::string next = at_ == script_.size() ? "> start" : script_[at_];
-      if (next == "> start" || next == "given: start") {
+      const std::string next = next_step();
+      if (next.empty() || next == "start") {
         muted_ = true;  // the process is ended from outside
         context.need_restart = 1;
         return;
       }
-      if (perform_line()) {
+      if (perform_step()) {
         return;
       }
     }
@@ -165,20 +173,48 @@ class TranscriptTest : public DaemonTest, public testing::WithParamInterface<std
     ++passed_;
   }
 
+  // The step that comes next, which the script's next lines may have to tell; empty at its end.
+  std::string next_step() {
+    for (; steps_.empty() && at_ < script_.size(); ++at_) {
+      const std::string& line = script_[at_];
+      given_ = line.compare(0, 7, "given: ") == 0;
+      if (line.compare(0, 2, "  ") == 0) {
+        continue;  // what the daemon is expected to do is compared at the end
+      }
+      pending_ += line + '\n';
+      if (given_ || line[0] == '>') {
+        add_steps(line.substr(given_ ? 7 : 2));
+      }
+    }
+    return steps_.empty() ? "" : steps_.front();
+  }
+
+  void add_steps(const std::string& line) {
+    static const std::regex range("(.* from .*:)(..)-(..) (.*)");
+    for (const std::string& step : split(std::regex_replace(line, std::regex("; "), ";"), ';')) {
+      std::smatch part;
+      if (!std::regex_match(step, part, range)) {
+        steps_.push_back(step);
+        continue;
+      }
+      for (std::uint32_t i = number(part[2]); i <= number(part[3]); ++i) {
+        steps_.push_back(part[1].str() + air::to_hex({static_cast<std::uint8_t>(i)}) + ' ' +
+                         part[4].str());
+      }
+    }
+  }
+
   // Returns whether the daemon has a turn now.
-  bool perform_line() {
-    const std::string line = script_[at_++];
-    const bool given = line.compare(0, 7, "given: ") == 0;
-    if (line.compare(0, 2, "  ") == 0) {
-      return false;  // what the daemon is expected to do is compared at the end
+  bool perform_step() {
+    const Words step = split(steps_.front());
+    steps_.pop_front();
+    if (!pending_.empty()) {
+      tell_events();
+      told_ += std::exchange(pending_, "");
     }
-    told_ += line + '\n';
-    if (!given && line[0] != '>') {
-      return false;
-    }
-    muted_ = given;
+    muted_ = given_;
     until_ = passed_ = marked_ = 0;
-    return perform(split(line.substr(given ? 7 : 2)));
+    return perform(step);
   }
 
   bool perform(const Words& words) {
@@ -280,31 +316,52 @@ class TranscriptTest : public DaemonTest, public testing::WithParamInterface<std
 
   void tell_state() {
     std::ostringstream out;
+    const auto count = [&out](const char* name, std::int64_t value) {
+      value != 0 ? out << name << value : out;
+    };
+    const auto text = [&out](const char* name, const char* value) {
+      *value != '\0' ? out << name << value : out;
+    };
     const auto timer = [](int fd) { return fd > 0 ? timer_number(fd) : fd; };
-    out << "mode " << context.cur_mode << " target " << context.target_role << " timer "
-        << timer(mode_timer_fd) << " restart " << context.need_restart << " window "
-        << context.onboarding_active << " failures " << context.wan_fail_count << '/'
-        << context.bh_fail_count << '\n';
-    out << "stage " << context.act_stage << " timer " << timer(context.act_timer_fd) << " sent "
-        << context.act_op_sent << " awaits " << context.act_op_wait << '\n';
-    const TargetBssInfo& base = context.target;
-    if (base.bssid[0] != '\0') {
-      out << "base " << base.bssid.data() << " channel " << static_cast<int>(base.channel)
-          << " key " << base.key_len << ' ' << base.base_pub_key.data() << '\n';
-      out << "credentials " << base.bh_ssid.data() << ' ' << base.bh_password.data() << ' '
-          << base.bh_crypto.data() << ' ' << base.bh_akm.data() << '\n';
+    out << "mode " << context.cur_mode;
+    if (context.target_role != context.cur_mode) {
+      out << " target " << context.target_role;
     }
+    count(" timer ", timer(mode_timer_fd));
+    count(" restart ", context.need_restart);
+    count(" window ", context.onboarding_active);
+    count(", failures of the WAN ", context.wan_fail_count);
+    count(", failures of the backhaul ", context.bh_fail_count);
+    count(", stage ", context.act_stage);
+    count(" timer ", timer(context.act_timer_fd));
+    count(" sent ", context.act_op_sent);
+    count(" awaits ", context.act_op_wait);
+    const TargetBssInfo& base = context.target;
+    text(", base ", base.bssid.data());
+    count(" channel ", base.channel);
+    count(" key of ", base.key_len);
+    text(" ", base.base_pub_key.data());
+    text(", SSID ", base.bh_ssid.data());
+    text(", pass phrase ", base.bh_password.data());
+    text(", crypto ", base.bh_crypto.data());
+    text(", AKM ", base.bh_akm.data());
     for (std::size_t i = 0; i < static_cast<std::size_t>(context.candidate_count); ++i) {
       const CandidateEntry& row = candidate_table[i];
-      out << "candidate " << row.mac.data() << " stage " << row.stage << " key " << row.key_len
-          << ' ' << row.pub_key.data() << '\n';
+      out << ", " << row.mac.data();
+      count(" stage ", row.stage);
+      count(" key of ", row.key_len);
+      text(" ", row.pub_key.data());
     }
-    tell("", out.str());
+    tell("", out.str() + '\n');
   }
 
   Words script_;
   std::size_t at_ = 0;
+  std::string pending_;  // lines up to that of the next step
+  std::deque<std::string> steps_;
+  bool given_ = false;  // as the steps are
   std::string told_;
+  std::vector<std::string> events_;  // since then
   bool muted_ = false;
   bool show_output_ = false;
   int passed_ = 0, until_ = 0, marked_ = 0;  // seconds of the present "pass"
