@@ -25,6 +25,7 @@ struct Cache {
   std::string path;
   Fd file;  // The file that was parsed; closed when that was no file at all.
   struct stat status {};
+  bool whole = true;  // False: only the beginning was read.
   Lookout path_look = path_lookout();
   Values values;
   Values former;  // Those before, so that a value may serve as an argument of the next call.
@@ -35,18 +36,18 @@ Cache& cache() {
   return *instance;
 }
 
-enum class Trouble { kRead, kLock, kChange, kSave };
+enum class Trouble { kRead, kLock, kChange, kSave, kPart, kText };
 
 // The file that each kind of trouble was told of, until the kind is over.
 std::string& told_of(Trouble kind) {
-  static auto& told = *new std::array<std::string, 4>;
+  static auto& told = *new std::array<std::string, 6>;
   return told[static_cast<std::size_t>(kind)];
 }
 
 // One line on standard error for each kind of trouble with a file: a caller that asks thousands of
 // times a second must not flood it. Returns false, for the caller to pass on.
 bool report(Trouble kind, const std::string& path) {
-  static constexpr std::array kWords = {"read", "lock", "change", "save"};
+  static constexpr std::array kWords = {"read", "lock", "change", "save", "read all of"};
   if (told_of(kind) != path) {
     const KeepErrno keep;
     static_cast<void>(std::fprintf(stderr, "nvram: cannot %s %s: %s\n",
@@ -60,6 +61,22 @@ bool report(Trouble kind, const std::string& path) {
 bool settled(Trouble kind) {
   told_of(kind).clear();
   return true;
+}
+
+// One line for a store that some other program has written in its own way.
+void remark_on(const std::string& path, std::string_view text) {
+  const char* what = nullptr;
+  if (text.find('\0') != std::string_view::npos) {
+    what = "NUL bytes: a value ends at one; is it UTF-16?";
+  } else if (text.find("\r\n") != std::string_view::npos) {
+    what = "CR LF at the end of a line: the CR belongs to the value";
+  }
+  if (what == nullptr) {
+    settled(Trouble::kText);
+  } else if (told_of(Trouble::kText) != path) {
+    static_cast<void>(std::fprintf(stderr, "nvram: %s: %s\n", path.c_str(), what));
+    told_of(Trouble::kText) = path;
+  }
 }
 
 bool same_time(const timespec& a, const timespec& b) {
@@ -81,6 +98,7 @@ bool is_absent(int error) {
 }
 
 // Opens the store at `path` and reads it; an absent file gives a closed descriptor and no text.
+// With EFBIG, `text` is more than the beginning that a store may have.
 bool read_store(const char* path, Fd& file, struct stat& status, std::string& text) {
   text.clear();
   file = open_file(path, O_RDONLY | O_NONBLOCK);
@@ -92,10 +110,6 @@ bool read_store(const char* path, Fd& file, struct stat& status, std::string& te
   }
   if (!S_ISREG(status.st_mode)) {
     errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-    return false;
-  }
-  if (status.st_size > static_cast<off_t>(kMaxStore)) {
-    errno = EFBIG;
     return false;
   }
   return read_all(file, kMaxStore, text);
@@ -132,11 +146,20 @@ bool refresh(const char* path) {
   Fd file;
   struct stat status {};
   std::string text;
-  if (!read_store(path, file, status, text)) {
+  const bool whole = read_store(path, file, status, text);
+  if (!whole && errno != EFBIG) {
     return report(Trouble::kRead, path);
   }
+  if (!whole) {
+    static_cast<void>(report(Trouble::kPart, path));
+    text.resize(kMaxStore);
+    text.resize(text.rfind('\n') + 1);  // Whole lines; npos + 1 is none.
+  }
+  remark_on(path, text);
   take(std::move(file), status, parse_values(text));
-  return settled(Trouble::kRead);
+  cache().whole = whole;
+  settled(Trouble::kRead);
+  return true;
 }
 
 // The owner of the store, who must be able to lock it after root has.
@@ -215,7 +238,7 @@ const char* store_path() {
 Snapshot live_values() {
   const KeepErrno keep;
   const bool current = refresh(store_path());
-  return {cache().values, current};
+  return {cache().values, current && cache().whole};
 }
 
 bool set_value(std::string_view key, std::string_view value) {
@@ -227,6 +250,10 @@ bool set_value(std::string_view key, std::string_view value) {
 }
 
 bool remove_key(std::string_view key) {
+  if (!valid_key(key)) {
+    errno = EINVAL;
+    return report(Trouble::kChange, store_path());
+  }
   return change_store([&](std::string_view text) { return without_key(text, key); });
 }
 

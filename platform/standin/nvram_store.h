@@ -29,7 +29,7 @@ namespace standin {
 
 struct Snapshot {
   const Values& values;  // Stays as it is until the call after the next.
-  bool current;          // False: the file cannot be read, and the values are those last known.
+  bool current;          // False: those last known, or what could be read.
 };
 [[nodiscard]] Snapshot live_values();
 

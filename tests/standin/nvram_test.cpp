@@ -32,7 +32,7 @@ TEST_F(Nvram, KeepsWholeValuesAndAbsence) {
   EXPECT_EQ(vexoNvramConfig_unset("key"), 0);
   for (const char* wrong : {static_cast<const char*>(nullptr), "", "a=b", "a\nb"}) {
     errno = EXDEV;
-    EXPECT_EQ(vexoNvramConfig_set(wrong, "2"), -1);
+    EXPECT_EQ(vexoNvramConfig_set(wrong, "2") + vexoNvramConfig_unset(wrong), -2);
     EXPECT_EQ(errno, EINVAL);
   }
   EXPECT_EQ(vexoNvramConfig_unset("key"), 0);
@@ -104,6 +104,22 @@ TEST_F(Nvram, SavesAllOrLosesNothing) {
     EXPECT_NE(vexoNvramConfig_set("a", "1"), 0) << path;
     EXPECT_NE(vexoNvramConfig_save(), 0) << path;
   }
+}
+
+TEST_F(Nvram, GivesWhatCanBeReadOfAnyFileAndSaysWhatCannot) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"a=1\r\nb=2\n", "CR LF"},
+      {std::string("\xff\xfe"
+                   "a\0=\0"
+                   "1\0\nb=2\n",
+                   13),
+       "NUL bytes"},
+      {"b=2\n" + std::string(17 << 20, 'x'), "cannot read all of"}};
+  for (const auto& [text, line] : cases) {
+    write_file(store, text);
+    EXPECT_THAT(command("get b"), testing::AllOf(HasSubstr(line), testing::EndsWith("2\n")));
+  }
+  EXPECT_EQ(vexoNvramConfig_set("b", "3"), -1);
 }
 
 TEST_F(Nvram, NobodyElseStopsAWriterForGood) {
