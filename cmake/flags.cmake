@@ -33,3 +33,11 @@ else()
     target_compile_definitions(vorlent_flags INTERFACE _FORTIFY_SOURCE=2)
   endif()
 endif()
+
+# For what is built a second time, to be tested and not to be shipped.
+if(VORLENT_ALSO_SANITIZE)
+  add_library(vorlent_sanitize INTERFACE)
+  target_compile_options(vorlent_sanitize INTERFACE -fsanitize=${VORLENT_ALSO_SANITIZE}
+    -fno-sanitize-recover=all -fno-omit-frame-pointer -O0 -g1 -U_FORTIFY_SOURCE)
+  target_link_options(vorlent_sanitize INTERFACE -fsanitize=${VORLENT_ALSO_SANITIZE})
+endif()

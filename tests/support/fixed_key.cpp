@@ -14,9 +14,10 @@ BIGNUM* prime(int bits, int high_bit, BN_ULONG low) {
 
 }  // namespace
 
-void set_fixed_key(RSA* key, int bits) {
+void set_fixed_key(RSA* key, int bits, int which) {
+  constexpr BN_ULONG LOW[] = {1011, 1075, 2061, 2263};
   BN_CTX* ctx = BN_CTX_new();
-  BIGNUM *p = prime(bits / 2, 0, 1036), *q = prime(bits / 2, bits / 2 - 24, 1011);
+  BIGNUM *p = prime(bits / 2, 0, 1036), *q = prime(bits / 2, bits / 2 - 24, LOW[which % 4]);
   BIGNUM *p1 = BN_dup(p), *q1 = BN_dup(q), *phi = BN_new(), *n = BN_new(), *e = BN_new();
   BIGNUM *dp = BN_new(), *dq = BN_new();
   BN_mul(n, p, q, ctx);

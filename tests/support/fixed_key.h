@@ -6,8 +6,8 @@
 
 #include <openssl/rsa.h>
 
-// Makes `key` that key pair, of the exponent 65537. Of other sizes than 2048 bits it looks like a
-// key and cannot be used.
-void set_fixed_key(RSA* key, int bits = 2048);
+// Makes `key` that key pair, or one of three others, of the exponent 65537. Of other sizes than
+// 2048 bits it looks like a key and cannot be used.
+void set_fixed_key(RSA* key, int bits = 2048, int which = 0);
 
 #endif
