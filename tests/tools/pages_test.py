@@ -19,7 +19,7 @@ PAGES = {page.name[:-4]: page.read_text() for page in (ROOT / "docs/man").glob("
 FOREIGN = "tests/packaging/foreign_test.sh"
 ELSEWHERE = {  # commands that do not stand in .ci/run as they are documented
     "cmake -S . -B build-board": (FOREIGN, '-DVORLENT_PLATFORM="$1"'),
-    "script/platform-check /opt": (FOREIGN, '/script/platform-check" "$work/lib/$1"'),
+    "script/platform-check /opt": (FOREIGN, '"$source_dir/script/platform-check"'),
     "cmake --preset armhf": ("script/cross", 'cmake --preset "$1"'),
     "script/bench --record": (".ci/run", "script/bench"),
 }
