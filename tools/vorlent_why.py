@@ -40,7 +40,8 @@ MESSAGES = {
     "unconfigured_act_handshake_mode_cfg": {"%s\n": None},
     "temp_router_mode_cfg": {"%s\n": None},
     "temp_sat_mode_cfg": {"%s\n": None},
-    "nvram": {"NVRAM is not written: %s%s: %s\n": None},
+    "nvram": {"NVRAM is not written: %s%s: %s\n": "nvram_lost"},
+    "make_own_key_pair": {"the own key pair is not written: %s\n": "own_key_lost"},
     "dut_role_monitor": {"restore to Unconfigured mode.\n": "reset"},
     "role_bakery": {"target_role:cur_role >> (%d:%d)\n": "mode"},
     "router_start_onboarding": {
@@ -149,7 +150,7 @@ MORE = [
     "sat_key_encrypt_len:%d\n", "tag#%d: %02x\n", "Unexpected stage: %d\n", "tag:%02x\n",
     "tag_len:%02x %02x\n", "content len: %d\n", "tag_len:%d\n", "old timerfd detected: fd %d\n",
     "ie:", "no scan: %s cannot be made: %s\n", "cannot replace or remove %s: %s\n",
-    "a command took %d seconds: %.*s\n", "the own key pair is not written: %s\n",
+    "a command took %d seconds: %.*s\n",
 ]
 
 # Every outcome: what it means and what to do. The manual page documents the same list.
@@ -178,6 +179,14 @@ REASONS = {
     "key-not-usable": (
         "A public key was missing, too long or no RSA key of 2048 bits: nothing can be encrypted.",
         "Look at /tmp/rsa_pub.pem and /tmp/rsa_pri.pem of both; a full /tmp leaves them empty."),
+    "own-key-not-written": (
+        "The key pair of this side could not be written, so that nobody can encrypt for it.",
+        "Make room in /tmp, or remove what stands at /tmp/rsa_pub.pem and /tmp/rsa_pri.pem; the "
+        "next operation 1000 makes the pair again."),
+    "nvram-not-written": (
+        "NVRAM took no change, so that what the unit was told is lost with its restart.",
+        "Make room where the NVRAM file lies and look at its .lock, .tmp and .saved; then bring the "
+        "unit in again."),
     "sealed-for-another-key": (
         "The unit's key came encrypted for another key than the base's present one.",
         "Nothing where the base was restarted: the unit begins again. Otherwise look at the base's "
@@ -320,9 +329,14 @@ class Reader:
     the reason that holds from then on; on_<mark> does what is more than that."""
 
     STEPS = {}
+    # What could not be written, and the reasons that it is the reason behind.
+    LOSSES = {
+        "nvram-not-written": ("credentials-stored", "ethernet-backhaul", "in-progress", "restarted"),
+        "own-key-not-written": ("key-not-usable", "gave-up-waiting-for-1004", "credentials-empty"),
+    }
 
     def __init__(self):
-        self.closed, self.element, self.place = [], {}, ""
+        self.closed, self.element, self.place, self.lost = [], {}, "", {}
 
     def take(self, message):
         self.place = message.place
@@ -335,7 +349,20 @@ class Reader:
 
     def close(self, story, reason=None):
         story.reason = reason or story.reason
+        self.blame_losses(story)
         self.closed.append(story)
+
+    def blame_losses(self, story):
+        for loss, text in self.lost.items():
+            if story.reason in self.LOSSES[loss]:
+                story.reason = loss
+                story.notes.append(printable(text))
+
+    def on_nvram_lost(self, what, key, why):
+        self.lost["nvram-not-written"] = f"NVRAM is not written: {what}{key}: {why}."
+
+    def on_own_key_lost(self, why):
+        self.lost["own-key-not-written"] = f"The own key pair is not written: {why}."
 
     def on_prod_type(self, value):
         self.element = {"prod_type": value}
@@ -400,7 +427,7 @@ class Base(Reader):
     def on_start(self, *_):
         for self.sender in list(self.rows):
             self.leaves("restarted", "the daemon starts anew, with an empty table")
-        self.full = False
+        self.full, self.lost = False, {}
 
     def on_window(self, *_):
         self.windows += 1
@@ -480,6 +507,8 @@ class Base(Reader):
                     f"push: operation 1003 sent, {length} bytes encrypted with the unit's key")
 
     def stories(self):
+        for story in self.rows.values():
+            self.blame_losses(story)
         return self.closed + list(self.rows.values())
 
 
@@ -532,6 +561,9 @@ class Unit(Reader):
             self.add("the daemon starts anew", None)
             reason = self.outcome()
             self.end("restarted" if self.now.facts["stage"] or reason == "in-progress" else reason)
+        elif self.now and self.lost:
+            self.end()
+        self.lost = {}
 
     def on_no_start(self, *_):
         self.end("could-not-start")
@@ -604,6 +636,7 @@ class Unit(Reader):
     def stories(self):
         if self.now:
             self.now.reason = self.outcome()
+            self.blame_losses(self.now)
         for story in self.closed + ([self.now] if self.now else []):
             if story.reason == "never-heard-the-base":
                 story.notes.append(f"{story.facts['scans']} scans brought "
