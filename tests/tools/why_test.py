@@ -1,4 +1,4 @@
-"""vorlent-why: its table against the sources, each reason, the laboratory's logs, bad input."""
+"""vorlent-why: its table against the sources, each reason, the logs of the laboratory's runs, bad input."""
 import json
 import pathlib
 import re
@@ -110,12 +110,14 @@ class WhyTest(unittest.TestCase):
         self.assertNotIn("\x1b", run.stdout)
         self.assertIn("1 messages are of another version, the first at vorlent_dbg.log:3.", run.stdout)
 
-    def test_excerpts_of_the_laboratory(self):
-        for log, reasons in {"onboard.unit-1": ["installed"],
-                             "silent-base.unit-1": ["gave-up-waiting-for-1001"],
-                             "base-reboot.unit-1": ["gave-up-waiting-for-1003"],
-                             "base-reboot.base": ["restarted", "sealed-for-another-key"]}.items():
-            units = self.why(HERE / f"logs/{log}.log")
+    @air.NEEDS_LAB
+    def test_logs_of_the_laboratory(self):
+        gave_up = [f"gave-up-waiting-for-{operation}" for operation in (1001, 1004, 1003)]
+        for log, reasons in {"onboard/unit-1": ["installed"], "silent-base/unit-1": [gave_up[0], "installed"],
+                             "base-reboot/unit-1": [*gave_up[1:], "installed"],
+                             "base-reboot/base": ["restarted", "sealed-for-another-key", "restarted",
+                                                  "credentials-sent"]}.items():
+            units = self.why(air.LAB / f"{log}.log")
             self.assertEqual([unit["reason"] for unit in units], reasons, log)
 
     def test_bad_input_gets_a_message_and_a_status(self):
