@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <sstream>
 
 #include "base/box_files.h"
 #include "node/mesh.h"
@@ -52,14 +53,19 @@ std::string scenario_path(const Options& options) {
                  : options.tools + "/scenarios/" + options.scenario + ".scenario";
 }
 
-std::string list_scenarios(const Options& options) {
+std::set<std::string> scenario_names(const Options& options) {
   std::set<std::string> names;
   std::error_code ignored;
   for (const auto& entry : fs::directory_iterator(options.tools + "/scenarios", ignored)) {
     names.insert(entry.path().stem());
   }
+  return names;
+}
+
+// What there is to play instead.
+std::string list_names(const Options& options) {
   std::string list;
-  for (const std::string& name : names) {
+  for (const std::string& name : scenario_names(options)) {
     list += (list.empty() ? "" : ", ") + name;
   }
   return list;
@@ -72,7 +78,7 @@ std::string load(const Options& options, const Overrides& overrides, Scenario& s
     return path + ": cannot be read: " + strerror(errno);
   }
   if (!text) {
-    return path + ": no such scenario; there are " + list_scenarios(options) + ", or name a file";
+    return path + ": no such scenario; there are " + list_names(options) + ", or name a file";
   }
   std::string error;
   if (parse_scenario(*text, path, scenario, error)) {
@@ -80,6 +86,27 @@ std::string load(const Options& options, const Overrides& overrides, Scenario& s
     check_names(scenario, error);
   }
   return error;
+}
+
+// Each scenario with what it says about itself, folded for 80 columns.
+std::string list_scenarios(Options options) {
+  std::string list;
+  for (const std::string& name : scenario_names(options)) {
+    Scenario scenario;
+    options.scenario = name;
+    const std::string error = load(options, {}, scenario);
+    std::string line = name;
+    line.resize(std::max<std::size_t>(name.size(), 12), ' ');
+    std::istringstream words(error.empty() ? scenario.about : error);
+    for (std::string word; words >> word; line += " " + word) {
+      if (line.size() + word.size() > 79) {
+        list += line + "\n";
+        line = std::string(12, ' ');
+      }
+    }
+    list += line + "\n";
+  }
+  return list;
 }
 
 // Why the laboratory cannot work here, in one line.
@@ -140,6 +167,7 @@ void add_run_options(CLI::App& run, Options& options, Overrides& overrides) {
   run.add_option("--out", options.out, "folder for the results (default: lab-results)");
   run.add_option("--daemon", options.daemon, "the daemon's binary (default: beside meshlab)");
   run.add_flag("--json", options.json, "print the result as JSON and nothing else");
+  run.add_flag("--steps", options.steps, "a line for each step, on a terminal too");
   run.add_flag("--keep", options.keep, "keep the units' folders");
 }
 
@@ -189,7 +217,7 @@ int main(int argc, char** argv) {
     return app.exit(wrong) == 0 ? 0 : 2;
   }
   if (list_command->parsed()) {
-    printf("%s\n", list_scenarios(options).c_str());
+    fputs(list_scenarios(options).c_str(), stdout);
     return 0;
   }
   if (sweep_command->parsed()) {

@@ -144,7 +144,7 @@ int run(const Options& options, const Scenario& scenario) {
   Run run{.options = options, .story = {run.mesh, scenario}};
   run.mesh.kit = {.daemon = options.daemon, .tools = options.tools, .work = folder};
   run.console.quiet = options.json;
-  run.console.live = !options.json && isatty(STDOUT_FILENO) != 0;
+  run.console.live = !options.json && !options.steps && isatty(STDOUT_FILENO) != 0;
   std::string error = prepare(run);
   error = error.empty() ? play(run) : error;
   if (!error.empty()) {

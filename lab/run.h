@@ -15,6 +15,7 @@ struct Options {
   std::string tools;   // folder of this program and its companions
   bool json = false;
   bool keep = false;
+  bool steps = false;  // a line for each, on a terminal too
 };
 
 // The exit status: 0 as expected, 1 not so, 2 it could not work, 128 and more for a signal.

@@ -6,6 +6,19 @@ jobs=$(nproc)
 say() { printf '%s\n' "$*"; }
 die() { printf '%s: %s\n' "${0##*/}" "$*" >&2; exit 1; }
 
+# The comment at the head of the script that runs is its help.
+show_help() { sed -n '2,/^source /{/^#/s/^# \{0,1\}//p}' "$0"; }
+wrong_use() {
+  { printf '%s: %s\n' "${0##*/}" "$*"; show_help | grep '^Usage:'; } >&2
+  exit 2
+}
+for word in "$@"; do
+  case $word in
+    --) break ;;
+    -h | --help) show_help; exit 0 ;;
+  esac
+done
+
 # Installs the Debian packages named that are not there yet; asks for nothing when none is missing.
 need_packages() {
   local missing=() package
@@ -14,9 +27,12 @@ need_packages() {
       missing+=("$package")
   done
   [ ${#missing[@]} -gt 0 ] || return 0
-  say "Installing from Debian: ${missing[*]}"
   local as_root=()
   [ "$(id -u)" = 0 ] || as_root=(sudo)
+  [ "$(id -u)" = 0 ] || command -v sudo >/dev/null ||
+    die "packages are missing, and there is no sudo; an administrator has to run:
+apt-get install --no-install-recommends ${missing[*]}"
+  say "Installing from Debian: ${missing[*]}"
   "${as_root[@]}" apt-get update -qq
   "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq \
     --no-install-recommends "${missing[@]}" >/dev/null
@@ -30,13 +46,22 @@ debian_archive() {
     die "apt knows no Debian archive with a component main; see /etc/apt/sources.list"
 }
 
-build_packages=(g++ cmake ninja-build pkg-config libssl-dev libcjson-dev libcli11-dev
-  libgtest-dev libgmock-dev bubblewrap)
+lab_packages=(g++ cmake ninja-build pkg-config libssl-dev libcjson-dev libcli11-dev bubblewrap)
+build_packages=("${lab_packages[@]}" libgtest-dev libgmock-dev)
 
-# Builds the folder $1, and prints the last line only; where it fails, all that the compiler said.
+# On a terminal, one line of it at a time.
+show_progress() {
+  local line
+  [ -t 1 ] || { cat >/dev/null; return; }
+  while IFS= read -r line; do printf '\r\033[K%.79s' "$line"; done
+  printf '\r\033[K'
+}
+
+# Builds the folder $1, and leaves the last line only; where it fails, all that the compiler said.
 # More arguments are CMake's.
 build_quietly() {
-  cmake --build "$1" -j "$jobs" "${@:2}" >"$1/build.log" 2>&1 || { cat "$1/build.log" >&2; die "$1 does not build; see above"; }
+  cmake --build "$1" -j "$jobs" "${@:2}" 2>&1 | tee "$1/build.log" | show_progress ||
+    { cat "$1/build.log" >&2; die "$1 does not build; see above"; }
   tail -n 1 "$1/build.log"
 }
 

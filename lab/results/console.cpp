@@ -199,9 +199,8 @@ std::string live_line(const Node& node, const Journey& journey, Time now, bool w
     snprintf(text, sizeof text, "%8.1f  %-8s %-28s %-22s waits for %s", seconds(now),
              node.name.c_str(), mode_name(mode), stage, waits_for(node, journey).c_str());
   } else {
-    snprintf(text, sizeof text, "%-8s %s, waits for %s", node.name.c_str(),
-             mode == kOff ? "off" : ("mode " + std::to_string(mode)).c_str(),
-             waits_for(node, journey).c_str());
+    snprintf(text, sizeof text, "%8.1f  %-8s %s, waits for %s", seconds(now), node.name.c_str(),
+             mode_name(mode), waits_for(node, journey).c_str());
   }
   return text;
 }

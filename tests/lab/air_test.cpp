@@ -123,9 +123,9 @@ TEST_F(Air, ALiveDisplayFitsItsTerminal) {
   const Scenario scenario;
   const Story story{mesh, scenario};
   node("base").platform.mode = 5;
-  EXPECT_THAT(live_lines(story, {40, 10}), ElementsAre("base     mode 5, waits for units",
-                                                       "unit-1   off, waits for the daemon's st",
-                                                       "unit-2   off, waits for the daemon's st"));
+  EXPECT_THAT(live_lines(story, {40, 10}), ElementsAre("     0.0  base     base, waits for unit",
+                                                       "     0.0  unit-1   not running, waits f",
+                                                       "     0.0  unit-2   not running, waits f"));
   node("unit-1").platform.mode = 6;
   EXPECT_THAT(live_lines(story, {120, 3}),
               ElementsAre(HasSubstr("base"), "and 2 more; 1 units are in"));
