@@ -1,7 +1,7 @@
 # What `cmake --install` puts where, and the Debian packages that CPack makes of it, one for each
 # component: a board gets the daemon alone, a developer's machine all of them.
 #
-#   daemon      the daemon and its systemd unit
+#   daemon      the daemon, its systemd unit and vorlentctl
 #   nvram       the stand-in's command; not there with a maker's platform
 #   documents   manual pages and documents
 #   dissector   for Wireshark
@@ -12,6 +12,11 @@ set(VORLENT_UNIT_DIR lib/systemd/system CACHE STRING
 set(lab_dir ${CMAKE_INSTALL_LIBEXECDIR}/vorlent)
 
 install(TARGETS vorlent RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT daemon)
+if(TARGET vorlentctl)
+  install(TARGETS vorlentctl RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT daemon)
+  install(FILES packaging/bash-completion/vorlentctl
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT daemon)
+endif()
 if(VORLENT_UNIT_DIR)
   install(FILES packaging/systemd/vorlent.service DESTINATION ${VORLENT_UNIT_DIR} COMPONENT daemon)
 endif()

@@ -73,6 +73,7 @@ class PagesTest(unittest.TestCase):
 
     def test_every_option_is_on_its_page(self):
         tools = {"meshlab.1": [BUILD / "meshlab", "run", "--help"], "nvram.1": [BUILD / "nvram", "--help"],
+                 "vorlentctl.8": [BUILD / "vorlentctl", "approve", "--help"],
                  "vorlent-why.1": [ROOT / "tools/vorlent_why.py", "--help"]}
         for page, command in tools.items():
             if command[0].exists():

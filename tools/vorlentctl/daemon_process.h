@@ -1,0 +1,24 @@
+// The running daemon: which process it is, and how long its timers still have.
+#ifndef VORLENTCTL_DAEMON_PROCESS_H
+#define VORLENTCTL_DAEMON_PROCESS_H
+
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+
+namespace ctl {
+
+// The daemon by the file `pid_file` or, where that is empty, by the one that VORLENT_PID_FILE
+// names, by its systemd unit, or by /var/run/vorlent.pid where there is no systemd. A process of
+// another name is never taken for it, however the number came about.
+std::optional<pid_t> find_daemon(const std::string& pid_file);
+
+// Seconds until the one timer of the daemon that expires once and not again: the base's window, or
+// a unit's wait for its credentials. The kernel tells it of every open timer, so that the daemon
+// has to tell nobody; none where there is no such timer or the process is somebody else's.
+std::optional<long> seconds_left(pid_t daemon);
+
+}  // namespace ctl
+
+#endif

@@ -1,0 +1,250 @@
+#include "owner.h"
+
+#include <cjson/cJSON.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+
+#include "daemon_process.h"
+#include "platform_onboarding.h"
+#include "status.h"
+#include "vexo_nvram.h"
+
+namespace ctl {
+
+namespace {
+
+constexpr int kPatience = 50;  // tenths of a second until the daemon has done what it is asked for
+
+__attribute__((format(printf, 2, 3))) int fail(int status, const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  fputs("vorlentctl: ", stderr);
+  vfprintf(stderr, format, arguments);
+  fputc('\n', stderr);
+  va_end(arguments);
+  return status;
+}
+
+int no_daemon() {
+  return fail(kNoDaemon, "the daemon does not run here: no unit and no pid file names it");
+}
+
+int no_base(const Status& status) {
+  return fail(kFailed, "this unit takes nobody in: %s", mode_in_words(status.mode));
+}
+
+template <typename Holds>
+bool comes_true(Holds holds) {
+  for (int i = 0; i < kPatience && !holds(); ++i) {
+    usleep(100000);
+  }
+  return holds();
+}
+
+// Prints and frees `document`.
+int print_json(cJSON* document) {
+  char* text = cJSON_Print(document);
+  const bool printed = text != nullptr && puts(text) >= 0;
+  cJSON_free(text);
+  cJSON_Delete(document);
+  return printed ? kDone : kFailed;
+}
+
+cJSON* candidates_json(const std::vector<Candidate>& candidates) {
+  cJSON* list = cJSON_CreateArray();
+  for (const Candidate& candidate : candidates) {
+    cJSON* entry = cJSON_CreateObject();
+    cJSON_AddStringToObject(entry, "address", candidate.address.c_str());
+    cJSON_AddStringToObject(entry, "fingerprint", candidate.fingerprint.c_str());
+    cJSON_AddBoolToObject(entry, "approved", candidate.approved);
+    cJSON_AddItemToArray(list, entry);
+  }
+  return list;
+}
+
+void add_seconds(cJSON* object, const Status& status) {
+  if (status.seconds_left) {
+    cJSON_AddNumberToObject(object, "seconds_left", static_cast<double>(*status.seconds_left));
+  }
+}
+
+int print_status_json(const Status& status) {
+  cJSON* out = cJSON_CreateObject();
+  cJSON_AddBoolToObject(out, "running", status.daemon.has_value());
+  cJSON_AddNumberToObject(out, "mode", status.mode.value_or(-1));
+  cJSON_AddStringToObject(out, "mode_in_words", mode_in_words(status.mode));
+  cJSON_AddBoolToObject(out, "window_open", status.window_open);
+  add_seconds(out, status);
+  cJSON* list = cJSON_AddArrayToObject(out, "stations");
+  for (const Station& station : status.stations) {
+    cJSON* entry = cJSON_CreateObject();
+    cJSON_AddStringToObject(entry, "address", station.address.c_str());
+    cJSON_AddNumberToObject(entry, "stage", station.stage);
+    cJSON_AddStringToObject(entry, "stage_in_words", stage_in_words(station.stage));
+    cJSON_AddItemToArray(list, entry);
+  }
+  cJSON_AddStringToObject(out, "waits_for", status.waits_for.c_str());
+  cJSON_AddStringToObject(out, "fingerprint", status.fingerprint.c_str());
+  return print_json(out);
+}
+
+void print_status(const Status& status) {
+  printf("mode:      %s\n", mode_in_words(status.mode));
+  if (is_base(status.mode)) {
+    const std::string left =
+        status.seconds_left ? ", " + std::to_string(*status.seconds_left) + " s left" : "";
+    printf("window:    %s%s\n", status.window_open ? "open" : "closed", left.c_str());
+    printf("stations:  %s\n", status.stations.empty() ? "none" : "");
+    for (const Station& station : status.stations) {
+      printf("  %s  %s\n", station.address.c_str(), stage_in_words(station.stage));
+    }
+  }
+  printf("waits for: %s\n", status.waits_for.empty() ? "nothing" : status.waits_for.c_str());
+  if (!status.fingerprint.empty()) {
+    printf("own key:   %s\n", status.fingerprint.c_str());
+  }
+}
+
+// The ready units that are meant, or an empty list where one that is named is not ready.
+std::vector<Candidate> chosen(const Choice& choice, const std::vector<Candidate>& ready) {
+  if (choice.all) {
+    return ready;
+  }
+  std::vector<Candidate> out;
+  for (const std::string& text : choice.addresses) {
+    const std::string address = as_address(text);
+    const auto found = std::find_if(ready.begin(), ready.end(),
+                                    [&](const Candidate& it) { return it.address == address; });
+    if (found == ready.end()) {
+      fail(kFailed, "%s: no unit of that address is ready; nobody was sent anything", text.c_str());
+      return {};
+    }
+    out.push_back(*found);
+  }
+  return out;
+}
+
+bool put_on_the_list(const std::vector<Candidate>& units) {
+  std::string list = vexoNvramConfig_get("candidate_satellites");
+  for (const Candidate& unit : units) {
+    if (!unit.approved) {
+      list += (list.empty() ? "" : " ") + unit.address;
+    }
+  }
+  return vexoNvramConfig_set("candidate_satellites", list.c_str()) == 0 &&
+         std::all_of(units.begin(), units.end(), [](const Candidate& unit) {
+           return check_mac_in_candidate_satellite(unit.address.c_str()) != 0;
+         });
+}
+
+int push(pid_t daemon, const std::vector<Candidate>& ready) {
+  if (kill(daemon, SIGUSR1) != 0) {
+    return fail(kFailed, "the daemon (process %d): %s", daemon, strerror(errno));
+  }
+  if (!comes_true([] { return !std::filesystem::exists(kCandidateFile); })) {
+    return fail(kFailed, "the daemon has not sent the credentials; its log says why");
+  }
+  for (const Candidate& unit : ready) {
+    const bool served = check_mac_in_candidate_satellite(unit.address.c_str()) != 0;
+    printf("%s  %s\n", unit.address.c_str(),
+           served ? "was sent its credentials"
+                  : "is not approved and has lost its place; it asks again within 15 minutes");
+  }
+  return kDone;
+}
+
+}  // namespace
+
+int show_status(const Choice& choice) {
+  const Status status = read_status(find_daemon(choice.pid_file));
+  if (choice.json) {
+    const int printed = print_status_json(status);
+    return status.daemon ? printed : kNoDaemon;
+  }
+  if (!status.daemon) {
+    return no_daemon();
+  }
+  print_status(status);
+  return kDone;
+}
+
+int open_window(const Choice& choice) {
+  const Status status = read_status(find_daemon(choice.pid_file));
+  if (!status.daemon) {
+    return no_daemon();
+  }
+  if (!is_base(status.mode)) {
+    return no_base(status);
+  }
+  if (vexoNvramConfig_set("onboarding_soap_active", "1") != 0) {
+    return fail(kFailed, "NVRAM cannot be written");
+  }
+  const auto opened = [] {
+    return vexoNvramConfig_match("onboarding_soap_active", "0") != 0 &&
+           vexoNvramConfig_match("onboarding_active_state", "2") != 0;
+  };
+  if (!comes_true(opened)) {
+    return fail(kFailed, "the daemon has not opened its window");
+  }
+  return show_status(choice);
+}
+
+int show_candidates(const Choice& choice) {
+  const std::vector<Candidate> candidates = read_candidates();
+  if (choice.json) {
+    return print_json(candidates_json(candidates));
+  }
+  if (candidates.empty()) {
+    puts("No unit is ready for its credentials.");
+    return kDone;
+  }
+  printf("%-17s  %-50s  %s\n", "ADDRESS", "KEY", "APPROVED");
+  for (const Candidate& candidate : candidates) {
+    printf("%-17s  %-50s  %s\n", candidate.address.c_str(), candidate.fingerprint.c_str(),
+           candidate.approved ? "yes" : "no");
+  }
+  return kDone;
+}
+
+int approve(const Choice& choice) {
+  const Status status = read_status(find_daemon(choice.pid_file));
+  if (!status.daemon) {
+    return no_daemon();
+  }
+  if (!is_base(status.mode)) {
+    return no_base(status);
+  }
+  const std::vector<Candidate> ready = read_candidates();
+  const std::vector<Candidate> units = chosen(choice, ready);
+  if (units.empty()) {
+    return choice.all ? fail(kFailed, "no unit is ready for its credentials") : kFailed;
+  }
+  if (!put_on_the_list(units)) {
+    return fail(
+        kFailed,
+        "the platform does not list what was approved: on a maker's platform, approve there");
+  }
+  const int pushed = push(*status.daemon, ready);
+  return choice.json && pushed == kDone ? print_json(candidates_json(units)) : pushed;
+}
+
+int have_them_wait(const Choice& choice) {
+  const auto daemon = find_daemon(choice.pid_file);
+  if (!daemon) {
+    return no_daemon();
+  }
+  if (kill(*daemon, SIGUSR2) != 0) {
+    return fail(kFailed, "the daemon (process %d): %s", *daemon, strerror(errno));
+  }
+  puts(choice.json ? "{}" : "Every station was told to wait up to 15 minutes.");
+  return kDone;
+}
+
+}  // namespace ctl

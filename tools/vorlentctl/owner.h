@@ -1,0 +1,34 @@
+// What the owner does at a base: opens the window, approves units, has them wait. Each prints what
+// came of it and returns the exit status.
+#ifndef VORLENTCTL_OWNER_H
+#define VORLENTCTL_OWNER_H
+
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace ctl {
+
+inline constexpr int kDone = 0;
+inline constexpr int kFailed = 1;
+inline constexpr int kWrongUse = 2;
+inline constexpr int kNoDaemon = 3;
+
+struct Choice {
+  std::string pid_file;
+  bool json = false;
+  bool all = false;
+  std::vector<std::string> addresses;
+};
+
+int show_status(const Choice& choice);
+int open_window(const Choice& choice);
+int show_candidates(const Choice& choice);
+int approve(const Choice& choice);
+int have_them_wait(const Choice& choice);
+
+}  // namespace ctl
+
+#endif
