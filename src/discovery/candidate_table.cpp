@@ -92,16 +92,15 @@ Text candidate_document(const CandidateTable& table) {
   return Text(cJSON_Print(document.get()));
 }
 
-bool write_aside(ByteView text) {
-  const UniqueFd file(create_own_file(CANDIDATE_ASIDE, 0666));
-  while (file.open() && !text.empty()) {
-    const ssize_t written = write(file.get(), text.data(), text.size());
+bool write_all(int file, ByteView text) {
+  while (!text.empty()) {
+    const ssize_t written = write(file, text.data(), text.size());
     if (written <= 0) {
       return false;
     }
     text = text.subspan(static_cast<std::size_t>(written));
   }
-  return file.open();
+  return true;
 }
 
 // `done` of the candidate file went well, or not for the reason in errno.
@@ -114,13 +113,13 @@ void tell(const char* speaker, bool done) {
 }
 
 // By way of a second file, so that readers see the old list or the new one, and nothing that stands
-// at the file's place is written through.
+// at the file's place is written through. One that cannot be made is not told of.
 void write_file(ByteView text) {
-  if (!write_aside(text)) {
-    (void)unlink(CANDIDATE_ASIDE);
+  const UniqueFd file(create_own_file(CANDIDATE_ASIDE, 0666));
+  if (!file.open()) {
     return;
   }
-  const bool replaced = rename(CANDIDATE_ASIDE, CANDIDATE_FILE) == 0;
+  const bool replaced = write_all(file.get(), text) && rename(CANDIDATE_ASIDE, CANDIDATE_FILE) == 0;
   tell(AS_WRITE_CANDIDATE_JSON, replaced);
   if (!replaced) {
     (void)unlink(CANDIDATE_ASIDE);
