@@ -5,6 +5,7 @@
 #include <regex>
 #include <sstream>
 
+#include "discovery/candidate_table.h"
 #include "support/daemon_test.h"
 
 namespace {
@@ -117,4 +118,45 @@ std::string shown(const std::string& prefix, const std::string& text,
     lines += line.substr(0, line.find_last_not_of(' ') + 1);
   }
   return named.empty() || named.back() != '\n' ? lines + "\\c" : lines;
+}
+
+std::string state_shown() {
+  std::ostringstream out;
+  const auto count = [&out](const char* name, std::int64_t value) {
+    value != 0 ? out << name << value : out;
+  };
+  const auto text = [&out](const char* name, const char* value) {
+    *value != '\0' ? out << name << value : out;
+  };
+  const auto timer = [](int fd) { return fd > 0 ? timer_number(fd) : fd; };
+  out << "mode " << context.cur_mode;
+  if (context.target_role != context.cur_mode) {
+    out << " target " << context.target_role;
+  }
+  count(" timer ", timer(mode_timer_fd));
+  count(" restart ", context.need_restart);
+  count(" window ", context.onboarding_active);
+  count(", failures of the WAN ", context.wan_fail_count);
+  count(", failures of the backhaul ", context.bh_fail_count);
+  count(", stage ", context.act_stage);
+  count(" timer ", timer(context.act_timer_fd));
+  count(" sent ", context.act_op_sent);
+  count(" awaits ", context.act_op_wait);
+  const TargetBssInfo& base = context.target;
+  text(", base ", base.bssid.data());
+  count(" channel ", base.channel);
+  count(" key of ", base.key_len);
+  text(" ", base.base_pub_key.data());
+  text(", SSID ", base.bh_ssid.data());
+  text(", pass phrase ", base.bh_password.data());
+  text(", crypto ", base.bh_crypto.data());
+  text(", AKM ", base.bh_akm.data());
+  for (std::size_t i = 0; i < static_cast<std::size_t>(context.candidate_count); ++i) {
+    const CandidateEntry& row = candidate_table[i];
+    out << ", " << row.mac.data();
+    count(" stage ", row.stage);
+    count(" key of ", row.key_len);
+    text(" ", row.pub_key.data());
+  }
+  return out.str() + '\n';
 }

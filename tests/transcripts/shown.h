@@ -18,4 +18,7 @@
 // The lines of one event, `prefix` before the first.
 std::string shown(const std::string& prefix, const std::string& text, const air::Bytes& frame_data);
 
+// The daemon's state on one line; what is 0 or empty is not named.
+std::string state_shown();
+
 #endif

@@ -223,7 +223,7 @@ class TranscriptTest : public DaemonTest, public testing::WithParamInterface<std
     if (verb == "start") {
       live();
     } else if (verb == "state") {
-      tell_state();
+      tell("", state_shown());
     } else if (verb == "candidates") {
       tell("", access(CANDIDATE_FILE, F_OK) == 0 ? read_file(CANDIDATE_FILE) : "no file\n");
     } else if (verb == "show") {
@@ -312,47 +312,6 @@ class TranscriptTest : public DaemonTest, public testing::WithParamInterface<std
     }
     datagram.resize(std::min<std::size_t>(datagram.size(), number(options["cut"], 10)));
     send_to_event_port(datagram);
-  }
-
-  void tell_state() {
-    std::ostringstream out;
-    const auto count = [&out](const char* name, std::int64_t value) {
-      value != 0 ? out << name << value : out;
-    };
-    const auto text = [&out](const char* name, const char* value) {
-      *value != '\0' ? out << name << value : out;
-    };
-    const auto timer = [](int fd) { return fd > 0 ? timer_number(fd) : fd; };
-    out << "mode " << context.cur_mode;
-    if (context.target_role != context.cur_mode) {
-      out << " target " << context.target_role;
-    }
-    count(" timer ", timer(mode_timer_fd));
-    count(" restart ", context.need_restart);
-    count(" window ", context.onboarding_active);
-    count(", failures of the WAN ", context.wan_fail_count);
-    count(", failures of the backhaul ", context.bh_fail_count);
-    count(", stage ", context.act_stage);
-    count(" timer ", timer(context.act_timer_fd));
-    count(" sent ", context.act_op_sent);
-    count(" awaits ", context.act_op_wait);
-    const TargetBssInfo& base = context.target;
-    text(", base ", base.bssid.data());
-    count(" channel ", base.channel);
-    count(" key of ", base.key_len);
-    text(" ", base.base_pub_key.data());
-    text(", SSID ", base.bh_ssid.data());
-    text(", pass phrase ", base.bh_password.data());
-    text(", crypto ", base.bh_crypto.data());
-    text(", AKM ", base.bh_akm.data());
-    for (std::size_t i = 0; i < static_cast<std::size_t>(context.candidate_count); ++i) {
-      const CandidateEntry& row = candidate_table[i];
-      out << ", " << row.mac.data();
-      count(" stage ", row.stage);
-      count(" key of ", row.key_len);
-      text(" ", row.pub_key.data());
-    }
-    tell("", out.str() + '\n');
   }
 
   Words script_;
