@@ -1,5 +1,8 @@
 #include "shared_debug_log.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <chrono>
 #include <thread>
 
@@ -49,6 +52,23 @@ TEST_F(DebugLog, RollsOverAtItsBoundAndLosesNothing) {
   std::filesystem::create_directory(path + ".1");
   log(std::string(1000, '!'));
   EXPECT_EQ(read_file(path), current);
+  EXPECT_EQ((shell("flock -n " + path + " true"), status), 0) << "others may write on";
+}
+
+TEST_F(DebugLog, KeepsItsBoundBesideAnotherProcess) {
+  shared_debug_log_init("me", "log", 100000);
+  for (int i = 0; i < 100; ++i) {
+    log("+");
+    const int other = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+    const std::string most(99997, '.');
+    EXPECT_EQ(::write(other, most.data(), most.size()), 99997);
+    log("+");
+    EXPECT_EQ(::write(other, "+", 1), 1);  // Within microseconds of the last look at the file.
+    log("!");
+    ASSERT_EQ(read_file(path), "!");
+    ::close(other);
+    std::filesystem::remove(path);
+  }
 }
 
 TEST_F(DebugLog, ComesBackAfterEveryTrouble) {

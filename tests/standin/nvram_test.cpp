@@ -6,11 +6,26 @@
 
 #include <cerrno>
 #include <ctime>
+#include <optional>
 
 #include "standin_folder.h"
 
 using testing::HasSubstr;
 using testing::Not;
+
+// Root's tests have no other user's files: here they pretend to.
+static std::optional<uid_t> owner_of_all;
+static std::vector<uid_t> given_to;
+extern "C" int __real_stat(const char* path, struct stat* status);
+extern "C" int __wrap_stat(const char* path, struct stat* status) {
+  const int result = __real_stat(path, status);
+  status->st_uid = owner_of_all.value_or(status->st_uid);
+  return result;
+}
+extern "C" int __wrap_fchown(int /*file*/, uid_t owner, gid_t /*group*/) {
+  given_to.push_back(owner);
+  return 0;
+}
 
 struct Nvram : StandinFolder {
   std::string command(const std::string& arguments) { return shell(NVRAM_COMMAND " " + arguments); }
@@ -120,6 +135,21 @@ TEST_F(Nvram, GivesWhatCanBeReadOfAnyFileAndSaysWhatCannot) {
     EXPECT_THAT(command("get b"), testing::AllOf(HasSubstr(line), testing::EndsWith("2\n")));
   }
   EXPECT_EQ(vexoNvramConfig_set("b", "3"), -1);
+  write_file(store, "b=2\n" + std::string((16 << 20) - 4, 'x'));
+  EXPECT_EQ(command("get b"), "2\n") << "at its bound";
+  EXPECT_EQ(vexoNvramConfig_set("b", "33"), -1);
+  EXPECT_EQ(vexoNvramConfig_set("b", "3"), 0);
+}
+
+TEST_F(Nvram, AReplacedStoreIsAsItsOwnerMadeIt) {
+  vexoNvramConfig_set("a", "1");
+  std::filesystem::permissions(store, std::filesystem::perms{0640});
+  owner_of_all = 1234;
+  given_to.clear();
+  EXPECT_EQ(vexoNvramConfig_set("a", "2") + vexoNvramConfig_save(), 0);
+  EXPECT_EQ(shell("stat -c %a " + store + ' ' + store + ".saved"), "640\n640\n");
+  owner_of_all.reset();
+  EXPECT_EQ(given_to, std::vector<uid_t>(4, 1234)) << "the store, its copy, and twice their lock";
 }
 
 TEST_F(Nvram, NobodyElseStopsAWriterForGood) {
