@@ -9,6 +9,8 @@
 
 namespace {
 
+using air::operator+;
+
 class EventReceiverTest : public DaemonTest {
  protected:
   EventReceiverTest() { starts_in(ONBOARD_MODE_BASE); }
@@ -22,6 +24,10 @@ TEST_F(EventReceiverTest, ADatagramCutAtAnyByteIsRefusedWithoutEffect) {
         << size;
     EXPECT_EQ(context.candidate_count, 0) << size;
   }
+  const air::Bytes element_behind_its_data =
+      air::event(44, air::UNIT, air::probe_data({})) + air::element(2);
+  EXPECT_EQ(receives(element_behind_its_data), 0);
+  EXPECT_EQ(context.candidate_count, 0);
   EXPECT_EQ(receives(whole), 0);
   EXPECT_EQ(context.candidate_count, 1);
 }

@@ -59,6 +59,9 @@ TEST_F(TimerListTest, RunsAtEachPeriodAndWithALimitThatOnceAndIsThenGone) {
   EXPECT_THAT(run(28), ElementsAre("1 at 0", "4 at 1", "3 at 3", "2 at 5", "2 at 9", "2 at 13",
                                    "1 at 15", "2 at 17", "2 at 21", "2 at 25"));
   EXPECT_TRUE(is_open(limited) && !is_open(limited_in_silence));
+  EXPECT_THAT(read_file("/proc/self/fdinfo/" + std::to_string(epoll_fd)),
+              testing::ContainsRegex("events: +19 "))
+      << "what is not read at once comes again";
   printed();
   EXPECT_THAT(run(1), ElementsAre("limit of 2 at 29"));
   const std::string number = std::to_string(limited);

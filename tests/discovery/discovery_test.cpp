@@ -54,7 +54,10 @@ TEST_F(DiscoveryTest, ShortOrOverlongScanRecordsAreSkipped) {
     receives(air::event(69, air::BASE, outside));
   }
   EXPECT_EQ(context.cur_mode, ONBOARD_MODE_UNCONFIGURED);
-  receives(air::event(69, air::BASE, whole));
+  air::Bytes far =
+      air::scan_data({.elements = air::Bytes(256) + air::ie(0, air::Bytes(250)) + air::element(1)});
+  far[12 + 117] = far[12 + 121] = 1;  // offset 128 + 256, length 521 - 256
+  receives(air::event(69, air::BASE, far));
   EXPECT_EQ(context.cur_mode, ONBOARD_MODE_UNCFG_ACT_HANDSHAKE);
 }
 
