@@ -50,7 +50,7 @@ def timed_us(run):
 
 
 def row(what, target, measured, met, how, robust=False):
-    judged = robust or not BRIEF
+    judged = target != "-" and (robust or not BRIEF)
     rows.append((what, target, measured, ("met" if met else "**missed**") if judged else "-", how))
     if judged and not met:
         missed.append(what)
@@ -59,7 +59,8 @@ def row(what, target, measured, met, how, robust=False):
 def floods():
     dropped = lines_of("dropped")
     row("events dropped without a log line, whole daemon", "≥ 50,000/s, ≥ 0.25 of a bare loop",
-        f"{dropped['events_per_second']:,.0f}/s, {dropped['ratio_to_bare_loop']:.2f}",
+        f"{1e6 / dropped['cpu_us_per_event']:,.0f}/s of a core, {dropped['ratio_to_bare_loop']:.2f} "
+        f"({dropped['events_per_second']:,.0f}/s taken)",
         1e6 / dropped["cpu_us_per_event"] >= 50e3 and dropped["ratio_to_bare_loop"] >= 0.25,
         "an installed satellite, flooded, and a bare select, recv, epoll_wait(0) loop in turns, "
         "a second each, medians; the rate is judged by the daemon's CPU per event", robust=True)
@@ -74,13 +75,14 @@ def floods():
 
 def burst():
     burst = lines_of("burst")
-    row(f"{burst['runs']:.0f} bursts of 1,000 datagrams of 300 bytes",
-        "0 lost, handled within 100 ms, no timer over 1 s late",
-        f"{burst['lost']:.0f} lost, p50 {burst['handled_ms_p50']:.0f} ms, worst "
-        f"{burst['handled_ms_worst']:.0f} ms, timer {burst['timer_late_s_worst']:.3f} s late",
-        burst["lost"] == 0 and
-        (BRIEF or (burst["handled_ms_worst"] <= 100 and burst["timer_late_s_worst"] <= 1)),
-        "a searching unit, every second time stopped meanwhile; the timer is its search", True)
+    what = f"{burst['runs']:.0f} bursts of 1,000 datagrams of 300 bytes"
+    row(what, "0 lost", f"{burst['lost']:.0f} lost", burst["lost"] == 0,
+        "a searching unit, every second time stopped meanwhile", True)
+    row(f"{what}: how late", "handled within 100 ms, no timer over 1 s late",
+        f"p50 {burst['handled_ms_p50']:.0f} ms, worst {burst['handled_ms_worst']:.0f} ms, timer "
+        f"{burst['timer_late_s_worst']:.3f} s late",
+        burst["handled_ms_worst"] <= 100 and burst["timer_late_s_worst"] <= 1,
+        "the same; the timer is its search")
 
 
 def mix(steps):
@@ -94,7 +96,7 @@ def mix(steps):
         f"{cpu_us(steps['answer_operation_1000']):.0f} µs of CPU", mix["answer_us_p50"] <= 60,
         "from the sending of the event to the shell's start, sender and receiver on one core; CPU: "
         "the step alone; p99: see below")
-    row("the same mix: what it costs", "-",
+    row("the same mix: what it costs", "0 lost",
         f"{mix['lost']:.0f} of {mix['offered']:,.0f} lost, {mix['cpu_us_per_event']:.1f} µs of CPU "
         f"an event, {mix['turns_per_second']:,.0f} turns/s, resident "
         f"{mix['resident_kib_before']:.0f} to {mix['resident_kib_after']:.0f} KiB",
@@ -138,7 +140,7 @@ def key_pair(steps):
 
 def whole_daemon():
     push = lines_of("push")
-    row("push to 15 waiting units", "≤ 150 ms from SIGUSR1 to the last frame",
+    row("push to 15 waiting units", "p50 ≤ 150 ms from SIGUSR1 to the last frame",
         f"p50 {push['push_ms_p50']:.0f} ms, worst {push['push_ms_worst']:.0f} ms (a command "
         f"{push['shell_command_ms_p50']:.1f} ms)", push["push_ms_p50"] <= 150,
         "to the end of the 15th command")
@@ -166,11 +168,11 @@ def onboarding():
 def idle():
     for name in ("base", "satellite"):
         idle = lines_of(f"idle-{name}")
-        row(f"idle {name}, 20 s", "0 CPU ticks, ≤ 42 context switches",
+        row(f"idle {name}, 20 s", "< 10 ms of CPU (a tick), ≤ 42 context switches",
             f"{idle['cpu_ms']:.1f} ms of CPU, {idle['context_switches']:.0f} switches, "
             f"{idle['resident_kib']:.0f} KiB resident",
             idle["cpu_ms"] < 10 and idle["context_switches"] <= 42,
-            "after 2 s of rest; a tick is 10 ms")
+            "after 2 s of rest")
 
 
 def number(microseconds):
