@@ -166,6 +166,11 @@ void add_run_options(CLI::App& run, Options& options, Overrides& overrides) {
       ->check(CLI::Range(1, 1000));
   run.add_option("--out", options.out, "folder for the results (default: lab-results)");
   run.add_option("--daemon", options.daemon, "the daemon's binary (default: beside meshlab)");
+  run.add_option("--web", options.web,
+                 "watch the run in a browser, on this port (default: a free one)")
+      ->check(CLI::Range(0, 65535))
+      ->expected(0, 1)
+      ->default_str("0");
   run.add_flag("--json", options.json, "print the result as JSON and nothing else");
   run.add_flag("--steps", options.steps, "a line for each step, on a terminal too");
   run.add_flag("--keep", options.keep, "keep the units' folders");

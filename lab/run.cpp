@@ -9,11 +9,14 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "base/box_files.h"
 #include "node/boxes.h"
 #include "results/console.h"
 #include "results/recorder.h"
 #include "results/report.h"
+#include "story/hands.h"
 #include "story/judge.h"
+#include "web/web.h"
 
 namespace lab {
 
@@ -27,6 +30,8 @@ struct Run {
   Story story;
   Recorder recorder{};
   Console console{};
+  std::string by_hand{};  // steps of a scenario
+  std::unique_ptr<Web> web{};
   int exit_status = -1;  // set when the run is to end
 };
 
@@ -95,6 +100,11 @@ void tick_display(Run& run) {
     measure_memory(node->sandbox);
   }
   draw_live(run.console, run.story);
+  if (run.web) {
+    const Clock& clock = run.mesh.loop.clock;
+    run.web->tell("{\"what\":\"now\",\"t\":" + std::to_string(seconds(clock.now())) +
+                  ",\"rate\":" + std::to_string(clock.rate()) + "}");
+  }
   run.mesh.loop.after_real(400ms, [&run] { tick_display(run); });
 }
 
@@ -108,23 +118,79 @@ std::string prepare(Run& run) {
 }
 
 // What went wrong, in one line, or nothing.
+std::string open_page(Run& run) {
+  if (!run.options.web) {
+    return {};
+  }
+  run.web = std::make_unique<Web>(run.mesh.loop, [&run](const std::string& line) {
+    return do_by_hand(run.story, line, run.by_hand);
+  });
+  const std::string error = run.web->start(*run.options.web, live_page(run.story));
+  if (error.empty()) {
+    run.recorder.teller = [&run](const std::string& entry) { run.web->tell(entry); };
+    fprintf(run.options.json ? stderr : stdout, "The run in a browser: %s\n",
+            run.web->url().c_str());
+    fflush(stdout);
+  }
+  return error;
+}
+
+// The scenario as it was played, with what was done by hand.
+std::string write_by_hand(const Run& run) {
+  const Scenario& scenario = run.story.scenario;
+  const std::string text =
+      read_file(scenario.file).value_or("") + "\n# As it was run, and by hand:\nunits " +
+      std::to_string(scenario.units) + "\nseed " + std::to_string(scenario.air.seed) +
+      "\ntime-lapse " + std::to_string(scenario.time_lapse) + "\n" + run.by_hand;
+  return write_file(run.recorder.folder + "/by-hand.scenario", text)
+             ? ""
+             : no_write(run.recorder, "by-hand.scenario");
+}
+
+void serve_until_told(const Run& run) {
+  fprintf(run.options.json ? stderr : stdout, "The page stays there until this is interrupted.\n");
+  fflush(stdout);
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    sigaddset(&signals, number);
+  }
+  int number = 0;
+  sigwait(&signals, &number);
+}
+
+// What went wrong, in one line, or nothing.
 std::string play(Run& run) {
   const int signals = watch_signals(run);
+  std::string error = open_page(run);
+  if (!error.empty()) {
+    return error;
+  }
   start_director(run.story);
   tick(run);
   tick_display(run);
   run.mesh.loop.run();
   end_boxes(run.mesh);
   close(signals);
-  std::string error = close_record(run.recorder, run.mesh);
+  if (run.web) {
+    run.web->end_orders();
+    run.web->tell(result_of(run.recorder, run.story, run.exit_status));
+  }
+  error = close_record(run.recorder, run.mesh);
+  if (error.empty() && !run.by_hand.empty()) {
+    error = write_by_hand(run);
+  }
   if (error.empty()) {
-    error = write_report(run.recorder, run.story, run.exit_status == 0);
+    error = write_report(run.recorder, run.story, run.exit_status);
   }
   error = run.mesh.failure.empty() ? error : run.mesh.failure;
   print_result(run.console, run.story, run.exit_status, run.options.out);
   const bool told = fflush(stdout) == 0 && ferror(stdout) == 0;
   if (!told && error.empty() && run.exit_status < 128) {
     error = "standard output cannot be written";
+  }
+  if (run.web && told && run.exit_status < 128) {
+    serve_until_told(run);
   }
   return error;
 }

@@ -2,6 +2,7 @@
 #ifndef LAB_RUN_H
 #define LAB_RUN_H
 
+#include <optional>
 #include <string>
 
 #include "story/scenario.h"
@@ -15,7 +16,8 @@ struct Options {
   std::string tools;   // folder of this program and its companions
   bool json = false;
   bool keep = false;
-  bool steps = false;  // a line for each, on a terminal too
+  std::optional<int> web;  // port of the page that watches the run, 0 for a free one
+  bool steps = false;      // a line for each, on a terminal too
 };
 
 // The exit status: 0 as expected, 1 not so, 2 it could not work, 128 and more for a signal.

@@ -46,7 +46,7 @@ debian_archive() {
     die "apt knows no Debian archive with a component main; see /etc/apt/sources.list"
 }
 
-lab_packages=(g++ cmake ninja-build pkg-config libssl-dev libcjson-dev libcli11-dev bubblewrap)
+lab_packages=(g++ cmake ninja-build pkg-config libssl-dev libcjson-dev libcli11-dev libcpp-httplib-dev bubblewrap)
 build_packages=("${lab_packages[@]}" libgtest-dev libgmock-dev)
 
 # On a terminal, one line of it at a time.

@@ -29,10 +29,17 @@ Json entry(const Happening& seen, const char* what) {
   return json;
 }
 
-void write_entry(Recorder& recorder, const Json& json) {
-  fprintf(recorder.timeline.get(), "%s\n%s", recorder.first_entry ? "[" : ",",
-          text_of(json).c_str());
+// The page shows all but what comes many times a second: beacons, probes, scans.
+void write_entry(Recorder& recorder, const Json& json, bool on_page = true) {
+  const std::string text = text_of(json);
+  fprintf(recorder.timeline.get(), "%s\n%s", recorder.first_entry ? "[" : ",", text.c_str());
   recorder.first_entry = false;
+  if (on_page) {
+    recorder.told.push_back(text);
+    if (recorder.teller) {
+      recorder.teller(text);
+    }
+  }
 }
 
 std::string ms_text(Time time) {
@@ -85,6 +92,9 @@ Json frame_entry(const Mesh& mesh, const Happening& seen, const FrameSent& frame
   if (sent.resent) {
     cJSON_AddTrueToObject(json.get(), "resent");
   }
+  if (frame.missed()) {
+    cJSON_AddTrueToObject(json.get(), "missed");
+  }
   std::vector<std::string> lost;
   std::vector<std::string> heard;
   std::vector<std::string> elsewhere;
@@ -120,14 +130,15 @@ struct Writer {
     put(packet, sent.bytes);
     const std::string comment = comment_of(mesh, sent);
     recorder.air.packet(kAir, stamp(sent.time), packet, comment);
-    write_entry(recorder, frame_entry(mesh, seen, frame));
+    const Json json = frame_entry(mesh, seen, frame);
+    if (sent.operation != 0) {
+      cJSON_AddStringToObject(json.get(), "note", comment.c_str());
+      cJSON_AddStringToObject(json.get(), "body", hex(sent.frame.body).c_str());
+    }
+    write_entry(recorder, json, sent.operation != 0);
     auto& [count, count_lost] = recorder.kinds[kind_of(seen, sent)];
     ++count;
     count_lost += frame.missed() ? 1 : 0;
-    if (sent.operation != 0) {
-      recorder.chart.push_back(
-          {sent.time, &seen.node, frame.to, sent.operation, sent.resent, frame.missed(), comment});
-    }
   }
   void operator()(const DriverTold& told) const {
     recorder.air.packet(kEvents, stamp(seen.time), udp_packet(kEventPort, told.datagram),
@@ -151,7 +162,6 @@ struct Writer {
     const Json json = entry(seen, "mode");
     cJSON_AddNumberToObject(json.get(), "mode", entered.mode);
     cJSON_AddNumberToObject(json.get(), "before", entered.before);
-    recorder.modes.push_back({seen.time, &seen.node, entered.mode});
     write_entry(recorder, json);
   }
   void operator()(const NvramSet& set) const {

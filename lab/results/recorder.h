@@ -6,6 +6,7 @@
 #define LAB_RECORDER_H
 
 #include <cstdio>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -21,31 +22,14 @@ struct CloseFile {
 };
 using File = std::unique_ptr<FILE, CloseFile>;
 
-// A handshake frame, for the chart.
-struct ChartFrame {
-  Time time;
-  const Node* from;
-  const Node* to;
-  int operation;
-  bool resent;
-  bool lost;
-  std::string note;
-};
-
-struct ModeChange {
-  Time time;
-  const Node* node;
-  int mode;
-};
-
 struct Recorder {
   std::string folder;
   Pcapng air;
   File timeline;
   bool first_entry = true;
-  std::vector<ChartFrame> chart;
-  std::vector<ModeChange> modes;
-  std::map<std::string, std::pair<int, int>> kinds;  // frames sent and lost, by kind
+  std::vector<std::string> told;  // entries of the timeline that the page shows
+  std::function<void(const std::string& entry)> teller;  // learns of each of them, or none
+  std::map<std::string, std::pair<int, int>> kinds;      // frames sent and lost, by kind
 };
 
 // False, with errno set, where the file cannot be written.

@@ -13,18 +13,9 @@ bool is_one_of(const Mesh& mesh, const std::string& who, const Node* node) {
   return std::find(all.begin(), all.end(), node) != all.end();
 }
 
-void carry_out(Story& story, std::size_t index, Node* it) {
-  const Step& step = story.scenario.steps[index];
-  const Action& action = *step.action;
+void take_step(Story& story, std::size_t index, Node* it) {
   story.done[index] = true;
-  for (Node* node : who_is(story.mesh, step.who, it)) {
-    if (action.name.rfind("power", 0) != 0) {  // that is told by itself
-      publish(story.mesh, *node,
-              DirectorActed{std::string(action.name) +
-                            (step.argument.empty() ? "" : " " + step.argument)});
-    }
-    action.act(story.mesh, *node, step.argument);
-  }
+  carry_out(story.mesh, story.scenario.steps[index], it);
 }
 
 bool has_met(const Trigger& trigger, const Happening& seen) {
@@ -75,6 +66,18 @@ bool switches_on(const Scenario& scenario, const Node& node) {
 
 }  // namespace
 
+void carry_out(Mesh& mesh, const Step& step, Node* it) {
+  const Action& action = *step.action;
+  for (Node* node : who_is(mesh, step.who, it)) {
+    if (action.name.rfind("power", 0) != 0) {  // that is told by itself
+      publish(mesh, *node,
+              DirectorActed{std::string(action.name) +
+                            (step.argument.empty() ? "" : " " + step.argument)});
+    }
+    action.act(mesh, *node, step.argument);
+  }
+}
+
 void make_mesh(Story& story) {
   Mesh& mesh = story.mesh;
   const Scenario& scenario = story.scenario;
@@ -122,7 +125,7 @@ void start_director(Story& story) {
   for (std::size_t i = 0; i < story.scenario.steps.size(); ++i) {
     const Trigger& trigger = story.scenario.steps[i].trigger;
     if (trigger.kind == TriggerKind::at) {
-      story.mesh.loop.at(trigger.after, [&story, i] { carry_out(story, i, nullptr); });
+      story.mesh.loop.at(trigger.after, [&story, i] { take_step(story, i, nullptr); });
     }
   }
 }
@@ -141,9 +144,9 @@ void director_notices(Story& story, const Happening& seen) {
     }
     if (trigger.after > 0s) {
       story.mesh.loop.after(trigger.after,
-                            [&story, i, it = &seen.node] { carry_out(story, i, it); });
+                            [&story, i, it = &seen.node] { take_step(story, i, it); });
     } else {
-      carry_out(story, i, &seen.node);
+      take_step(story, i, &seen.node);
     }
   }
 }

@@ -22,6 +22,9 @@ struct Story {
   std::vector<bool> done{};
 };
 
+// Has those whom the step names do what it says; `it`: whom its condition was about.
+void carry_out(Mesh& mesh, const Step& step, Node* it);
+
 // Makes the scenario's mesh, switches everything on that no step switches on, and waits for the
 // rest.
 void make_mesh(Story& story);

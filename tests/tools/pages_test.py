@@ -21,6 +21,7 @@ ELSEWHERE = {  # commands that do not stand in .ci/run as they are documented
     "cmake -S . -B build-board": (FOREIGN, '-DVORLENT_PLATFORM="$1"'),
     "script/platform-check /opt": (FOREIGN, '"$source_dir/script/platform-check"'),
     "cmake --preset armhf": ("script/cross", 'cmake --preset "$1"'),
+    "build/meshlab run onboard --web": ("tests/lab/web_test.py", "\"--web\""),
     "script/bench --record": (".ci/run", "script/bench"),
 }
 

@@ -1,0 +1,110 @@
+"""A run watched and handled in a real browser: it is looked at, paused, a unit loses its power and comes back,
+and the page of the run's end tells the same story. Strangers are refused."""
+import pathlib
+import re
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+import urllib.error
+import urllib.request
+
+sys.path.append("/usr/lib/python3/dist-packages")  # where Debian keeps the bindings, whatever python3 comes first
+from selenium import webdriver  # noqa: E402
+from selenium.webdriver.common.by import By  # noqa: E402
+from selenium.webdriver.support.ui import WebDriverWait  # noqa: E402
+
+MESHLAB = sys.argv.pop(1)
+FLAGS = ("--headless --no-sandbox --disable-gpu --disable-quic --no-first-run --disable-background-networking "
+         "--disable-component-update --disable-sync --window-size=1200,1000").split()
+
+
+class WebTest(unittest.TestCase):
+    def setUp(self):
+        options = webdriver.ChromeOptions()
+        for flag in FLAGS:
+            options.add_argument(flag)
+        options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
+        self.browser = webdriver.Chrome(options=options)
+        self.addCleanup(self.browser.quit)
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.out = pathlib.Path(folder.name, "out")
+
+    def start(self, *words):
+        run = subprocess.Popen([MESHLAB, "run", *words, "--steps", "--web", "--out", self.out],
+                               stdout=subprocess.PIPE, text=True)
+        self.addCleanup(run.stdout.close)
+        self.addCleanup(run.wait)
+        self.addCleanup(run.send_signal, signal.SIGTERM)
+        return run, re.search(r"http\S+", run.stdout.readline())[0]
+
+    def see(self, what, seconds=60):
+        return WebDriverWait(self.browser, seconds, 0.1).until(lambda browser: what())
+
+    def text(self, name):
+        return self.browser.find_element(By.ID, name).text
+
+    def press(self, text):
+        self.browser.find_element(By.XPATH, f"//button[text()='{text}']").click()
+
+    def status_of(self, url, **headers):
+        try:
+            return urllib.request.urlopen(urllib.request.Request(url, headers=headers), timeout=5).status
+        except urllib.error.HTTPError as refused:
+            return refused.code
+
+    def test_a_unit_is_cut_off_and_comes_back(self):
+        scenario = pathlib.Path(self.out.parent, "slow.scenario")
+        scenario.write_text("units 2\nlimit 120s\nexpect unit-2 mode 6\nexpect unit-1 logged \"never said\"\n")
+        run, url = self.start(str(scenario))
+        self.assertEqual([self.status_of(url.split("?")[0]), self.status_of(url, Host="example.net:80"),
+                          self.status_of(url, Host="127.0.0.1:1")], [403, 403, 403])
+        self.browser.get(url)
+        self.see(lambda: "goes on" in self.text("title"))
+        self.browser.find_elements(By.CSS_SELECTOR, ".node")[2].click()
+        self.see(lambda: self.text("state") == "6 installed satellite")
+        self.press("power-cut")
+        self.see(lambda: self.text("state") == "switched off")
+        self.browser.find_element(By.ID, "play").click()  # a pause
+        paused = self.text("now").split(" of ")[0]
+        self.press("power-on")
+        time.sleep(1)
+        self.assertEqual(self.text("now").split(" of ")[0], paused)
+        self.assertEqual(self.text("state"), "switched off")
+        self.press("Live")
+        self.see(lambda: self.text("state") == "6 installed satellite")
+        field = self.browser.find_element(By.CSS_SELECTOR, "#hands input")
+        field.send_keys("unit-9 mute\n")
+        self.see(lambda: "expected one of this mesh" in self.text("said"))
+        self.assertIn("is switched on", self.text("story"))
+        self.assertEqual([entry["message"] for entry in self.browser.get_log("browser") if "/order" not in entry["message"]], [])
+        run.send_signal(signal.SIGINT)
+        self.assertEqual(run.wait(30), 130)
+        self.assertRegex((self.out / "by-hand.scenario").read_text(),
+                         r"(?s)units 2\nseed .*\nat [0-9.]+s: unit-2 power-cut\nat [0-9.]+s: unit-2 power-on\n$")
+
+    def test_the_report_is_the_same_page(self):
+        run, url = self.start("onboard", "--seed", "3")
+        self.browser.get(url)
+        self.see(lambda: "ended as it must" in self.text("title"))
+        live = [self.text(name) for name in ("title", "units", "verdicts", "story")]
+        frames = self.browser.execute_script("return run.frames.length")
+        run.send_signal(signal.SIGTERM)
+        self.assertEqual(run.wait(30), 0)
+        self.browser.get((self.out / "report.html").as_uri())
+        self.assertEqual([self.text(name) for name in ("title", "units", "verdicts", "story")], live)
+        self.assertEqual(self.browser.execute_script("return run.frames.length"), frames)
+        self.browser.execute_script("by('slider').value = .01; by('slider').dispatchEvent(new Event('input'))")
+        self.see(lambda: self.text("story") == "")
+        self.browser.find_element(By.ID, "forth").click()
+        self.see(lambda: "is switched on" in self.text("story"))
+        self.browser.set_window_size(360, 800)
+        self.assertLessEqual(self.browser.execute_script("return document.documentElement.scrollWidth"),
+                             self.browser.execute_script("return innerWidth"))
+
+
+if __name__ == "__main__":
+    unittest.main()
