@@ -1,4 +1,4 @@
-// The two things everybody uses: log and shell.
+// Log and shell, which everybody uses.
 #include <stdio_ext.h>
 
 #include "core/log.h"
@@ -8,14 +8,6 @@
 namespace {
 
 class LogAndShellTest : public DaemonTest {};
-
-TEST_F(LogAndShellTest, AMessageIsWrittenWholeUpToItsBound) {
-  for (const std::size_t size : {8191U, 8192U}) {
-    forget();
-    onboard_log("f", 8, "%s", std::string(size, 'x').c_str());
-    EXPECT_EQ(platform().log, "[f][8]" + std::string(8191, 'x'));
-  }
-}
 
 TEST_F(LogAndShellTest, NothingThatAShellActsOnIsEverRun) {
   (void)printf("before the command's output");

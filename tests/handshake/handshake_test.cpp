@@ -1,5 +1,5 @@
 // The handshake where a transcript would be a table: every operation in every state, contents cut
-// at every byte, texts around their bounds, hostile texts.
+// at every byte, hostile texts.
 #include <filesystem>
 
 #include "core/mode_table.h"
@@ -134,23 +134,6 @@ TEST_F(HandshakeTest, ContentsCutAtAnyByteAreRefused) {
     EXPECT_FALSE(read_bh_credential(ByteView(credentials).first(size), elements)) << size;
   }
   EXPECT_TRUE(read_sat_key(sat_key, key) && read_bh_credential(credentials, elements));
-}
-
-TEST_F(HandshakeTest, AKeyTextIsReadToItsLengthWhateverEndsIt) {
-  RsaBuffer out{};
-  std::uint16_t length = 0;
-  std::array<char, 2048> field;
-  for (const std::size_t size : {2047U, 2048U, 2049U}) {
-    const std::string filler(size - key_.size(), 'n');
-    for (const std::string& text :
-         {filler + key_, key_ + filler, key_ + std::string(filler.size(), '\0')}) {
-      const Bytes exact = air::from_text(text);
-      rsa_encrypt_by_pub_key(exact, ByteView(exact).first(300), out, length);
-      EXPECT_EQ(length, text[0] == 'n' ? 0 : 512);
-    }
-    copy_text(field, air::from_text(std::string(size, 'k')));
-    EXPECT_EQ(field.data(), std::string(2047, 'k'));
-  }
 }
 
 TEST_F(HandshakeTest, AnEntryWithALiveTimerLeavesExactlyOne) {
