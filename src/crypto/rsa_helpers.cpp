@@ -86,7 +86,8 @@ struct OwnKey {
   std::array<std::uint8_t, 4096> pem;
   std::size_t size = 0;
   Key key;
-  int check = -1;  // what RSA_check_key gave; below 0: it has not come to a result
+  int check = -1;       // what RSA_check_key gave; below 0: it has not come to a result
+  bool served = false;  // the last decryption, as decryption_had_a_key tells
 };
 OwnKey own_key;
 
@@ -279,14 +280,13 @@ int rsa_encrypt_by_pub_key(ByteView pem, ByteView data, RsaBuffer& out, std::uin
   return 0;
 }
 
-bool have_private_key() {
-  const RSA* key = read_private_key();
-  ERR_clear_error();
-  return key != nullptr && RSA_bits(key) == KEY_BITS;
+bool decryption_had_a_key() {
+  return own_key.served;
 }
 
 int rsa_decrypt_by_pri_key(ByteView cipher, RsaBuffer& out, std::uint16_t& out_len) {
   out_len = 0;
+  own_key.served = false;
   RSA* key = within_bound(cipher) ? read_private_key() : nullptr;
   if (key == nullptr) {
     ERR_clear_error();
@@ -297,6 +297,7 @@ int rsa_decrypt_by_pri_key(ByteView cipher, RsaBuffer& out, std::uint16_t& out_l
     ERR_clear_error();
     return 0;
   }
+  own_key.served = true;
   (void)printf("orig ciphertext(%d)\n", text_size(cipher));
   const bool several = cipher.size() > RSA_BLOCK;
   const std::size_t fragments = several ? fragments_of(cipher) : 1;

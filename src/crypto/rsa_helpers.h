@@ -37,10 +37,11 @@ int read_pub_key_to_memory(std::span<std::uint8_t> buf, std::uint16_t& len);
 // most 65535 bytes. Always returns 0.
 int rsa_encrypt_by_pub_key(ByteView pem, ByteView data, RsaBuffer& out, std::uint16_t& out_len);
 
-// True when the private key file holds a key that can decrypt.
-bool have_private_key();
-
 // Decrypts `cipher` with the private key file. Always returns 0.
 int rsa_decrypt_by_pri_key(ByteView cipher, RsaBuffer& out, std::uint16_t& out_len);
+
+// True when the last decryption had a key of its own and a ciphertext within the bound: then a
+// length of 0 means that the ciphertext was not made for that key.
+bool decryption_had_a_key();
 
 #endif

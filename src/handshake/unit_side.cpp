@@ -169,7 +169,7 @@ int act_op_1003_handler(const ActionFramePayload& payload, const char* sta) {
   std::uint16_t length = 0;
   rsa_decrypt_by_pri_key(cipher, plaintext, length);
   ONBOARD_LOG("decode(%d):\n%.*s\n", length, text_size(plaintext), as_text(plaintext));
-  if (length == 0 && !cipher.empty() && have_private_key()) {
+  if (length == 0 && !cipher.empty() && decryption_had_a_key()) {
     return drop_1003(sta, "it is not encrypted for this unit");
   }
   CredentialElements elements{};
