@@ -1,13 +1,10 @@
 #include "support/fake_platform.h"
 
 #include <fcntl.h>
-#include <sys/eventfd.h>
-#include <sys/timerfd.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -19,6 +16,7 @@
 #include "discovery/probe_scan.h"
 #include "platform_onboarding.h"
 #include "shared_debug_log.h"
+#include "support/virtual_time.h"
 #include "vexo_nvram.h"
 
 FakePlatform& platform() {
@@ -27,26 +25,6 @@ FakePlatform& platform() {
 }
 
 namespace {
-
-// Virtual time. A virtual timerfd is an eventfd that the test writes when it comes due, so that the
-// daemon's own epoll_wait, read and close work on a real descriptor.
-struct VirtualTimer {
-  int number;
-  long due;  // seconds, 0: disarmed
-  long interval;
-};
-
-long now_seconds = 1000;
-constexpr long SUB_SECOND = 700'000'000;
-std::map<int, VirtualTimer> timers;
-int timers_made = 0;
-
-// The daemon closes timers by itself, and the number may be another file's by now.
-bool is_eventfd(int fd) {
-  std::error_code closed;
-  return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd), closed) ==
-         "anon_inode:[eventfd]";
-}
 
 void record(const std::string& event) {
   platform().journal.push_back(event);
@@ -161,57 +139,10 @@ void new_process() {
   reset_context();
   candidate_table.fill(CandidateEntry{});
   gg_swap = false;
-  now_seconds = 1000;
-  timers.clear();
-  timers_made = 0;
-}
-
-void move_clock(long seconds) {
-  now_seconds += seconds;
-  for (auto& [fd, timer] : timers) {
-    if (timer.due != 0 && timer.due <= now_seconds && is_eventfd(fd)) {
-      (void)eventfd_write(fd, 1);
-      timer.due = timer.interval == 0 ? 0 : timer.due + timer.interval;
-    }
-  }
-}
-
-int timer_number(int fd) {
-  const auto found = timers.find(fd);
-  return found == timers.end() ? 0 : found->second.number;
+  restart_clock();
 }
 
 extern "C" {
-
-int __wrap_clock_gettime(clockid_t clock, timespec* time) {
-  time->tv_sec = clock == CLOCK_MONOTONIC ? now_seconds : 0;  // somebody sets the others
-  time->tv_nsec = SUB_SECOND;
-  return 0;
-}
-
-int __wrap_timerfd_create(int clock, int /*flags*/) {
-  if (platform().fails("timerfd_create") || clock != CLOCK_MONOTONIC) {
-    errno = EMFILE;
-    return -1;
-  }
-  const int fd = eventfd(0, EFD_NONBLOCK);
-  timers[fd] = VirtualTimer{.number = ++timers_made, .due = 0, .interval = 0};
-  return fd;
-}
-
-int __wrap_timerfd_settime(int fd, int flags, const itimerspec* times, itimerspec* /*old*/) {
-  if (platform().fails("timerfd_settime") || flags != TFD_TIMER_ABSTIME ||
-      times->it_value.tv_nsec != 0) {
-    errno = EINVAL;
-    return -1;
-  }
-  eventfd_t drained = 0;
-  (void)eventfd_read(fd, &drained);
-  timers[fd].due = times->it_value.tv_sec;
-  timers[fd].interval = times->it_interval.tv_sec;
-  move_clock(0);
-  return 0;
-}
 
 // The descriptors from 3 on are the test program's own here.
 void __wrap__Z20shed_inherited_statev() {}

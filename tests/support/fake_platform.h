@@ -1,4 +1,5 @@
-// The three seams of the daemon's tests: the platform's libraries, the shell, and time.
+// Two of the three seams of the daemon's tests: the platform's libraries and the shell. The third,
+// time, is in virtual_time.h.
 //
 // All of them are replaced at link time, so the product holds no test code. Whatever the daemon
 // does to its surroundings lands in one journal, in order: "$ wl ..." a command, "set k=v", "unset
@@ -12,6 +13,8 @@
 #include <set>
 #include <string>
 #include <vector>
+
+#include "support/virtual_time.h"
 
 struct FakePlatform {
   std::map<std::string, std::string> nvram;
@@ -35,14 +38,7 @@ std::string messages();
 // Forgets all that ends with a process, and starts virtual time at a whole second.
 void new_process();
 
-// Moves virtual time by that many seconds. A timer that comes due is readable afterwards, once, as
-// a timerfd is.
-void move_clock(long seconds);
-
 // How many descriptors the process has open; what it loses gets the lowest numbers.
 int open_descriptors();
-
-// Which timer of the process the descriptor is, counted from 1, or 0.
-int timer_number(int fd);
 
 #endif
