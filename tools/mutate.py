@@ -200,7 +200,7 @@ class Trial:
             resource.setrlimit(resource.RLIMIT_AS, (1 << 32, 1 << 32))
         command = test.command.format(build=self.build).split()
         if command[0] != "ctest":
-            command = [self.tree / "tests/sandbox", self.tree, self.build] + command
+            command = [self.tree / "tools/sandbox", self.tree, self.build] + command
         try:
             return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=self.seconds[test],
                                   preexec_fn=bound_memory, env={**os.environ, "GTEST_FAIL_FAST": "1"}).returncode == 0

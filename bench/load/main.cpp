@@ -190,7 +190,7 @@ void start(int rounds) {
 int main(int argc, char** argv) {
   if (getenv("VORLENT_LOAD_SANDBOX") == nullptr) {
     setenv("VORLENT_LOAD_SANDBOX", "1", 1);
-    std::vector<char*> sandboxed = {const_cast<char*>(SOURCE_DIR "/tests/sandbox"),
+    std::vector<char*> sandboxed = {const_cast<char*>(SOURCE_DIR "/tools/sandbox"),
                                     const_cast<char*>(SOURCE_DIR), const_cast<char*>(BUILD_DIR)};
     sandboxed.insert(sandboxed.end(), argv, argv + argc);
     sandboxed[3] = const_cast<char*>(BUILD_DIR "/vorlent_load");

@@ -26,7 +26,7 @@ ninja -C "$work/build" -t targets all | grep -qE '^(nvram|meshlab):' && fail "th
 export LD_LIBRARY_PATH=$work/lib PATH=$work/bin:$PATH
 printf '#!/bin/sh\necho "${0##*/} $*" >>/tmp/commands\n' | tee "$work/bin/wl" >"$work/bin/vexo_service"
 chmod +x "$work"/bin/*
-"$source_dir/tests/sandbox" "$source_dir" "$2" bash -c '
+"$source_dir/tools/sandbox" "$source_dir" "$2" bash -c '
   mkdir /tmp/maker_flash
   printf 1 >/tmp/maker_flash/blank_state
   printf uncfg >/tmp/maker_flash/mesh_role_manual
@@ -39,7 +39,7 @@ for text in "wl add_ie 16 11 02:7E:91 0000000308020101" "vexo_service restart" r
 done
 
 check() {
-  RUN="$source_dir/tests/sandbox $source_dir $2 env WRONG=$1" "$source_dir/script/platform-check" \
+  RUN="$source_dir/tools/sandbox $source_dir $2 env WRONG=$1" "$source_dir/script/platform-check" \
     "$work/lib/libwhole.so" -- --all --log /tmp/maker.log
 }
 check nothing "$2" >"$work/check" || fail "the check objects to a platform that behaves: $(cat "$work/check")"

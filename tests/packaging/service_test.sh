@@ -21,7 +21,7 @@ complaint=$(systemd-analyze verify --man=no "$work/vorlent.service" 2>&1) || fai
 printf '#!/bin/sh\n' >"$work/bin/vexo_service"
 printf '#!/bin/sh\n! rm /tmp/hang || sleep 77\necho "$*" >>/tmp/commands\n' >"$work/bin/wl"
 chmod +x "$work"/bin/*
-PATH=$work/bin:$2:$PATH "$1/tests/sandbox" "$1" "$2" bash -c '
+PATH=$work/bin:$2:$PATH "$1/tools/sandbox" "$1" "$2" bash -c '
   until_true() { for _ in {1..200}; do eval "$1" >/dev/null && return; sleep 0.05; done; echo "never: $1"; }
   lives() {  # LIFE STORE ROLE WHAT-ENDS-IT WHAT-IS-GONE-THEN
     rm -f /tmp/vexo_nvram

@@ -49,7 +49,7 @@ class PagesTest(unittest.TestCase):
         shutil.rmtree(self.work, ignore_errors=True)
         (self.work / "bin").mkdir(parents=True)
         (self.work / "bin/vorlent-why").symlink_to(ROOT / "tools/vorlent_why.py")
-        self.sandbox = [ROOT / "tests/sandbox", ROOT, BUILD]
+        self.sandbox = [ROOT / "tools/sandbox", ROOT, BUILD]
 
     @unittest.skipUnless(shutil.which("mandoc") and (BUILD / "man").exists(), "no mandoc or no scdoc")
     def test_pages_are_well_formed(self):
