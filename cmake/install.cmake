@@ -51,8 +51,9 @@ if(TARGET meshlab)
   install_link(../../${CMAKE_INSTALL_SBINDIR}/vorlent ${lab_dir} vorlent)
   install_link(../../${CMAKE_INSTALL_BINDIR}/nvram ${lab_dir} nvram)
 endif()
-install(PROGRAMS tools/vorlent_why.py DESTINATION ${CMAKE_INSTALL_BINDIR} RENAME vorlent-why
-        COMPONENT laboratory)
+if(TARGET vorlent-why)
+  install(PROGRAMS ${CMAKE_BINARY_DIR}/vorlent-why DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT laboratory)
+endif()
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_SOURCE_DIR}/packaging/debian/folder_modes.cmake)

@@ -9,10 +9,10 @@ import subprocess
 import sys
 import unittest
 
-import source_messages
-import why_test  # finds vorlent_why
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.append(str(ROOT / "tools"))
+import why_messages  # noqa: E402
 
-ROOT = source_messages.ROOT
 BUILD = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else "build").resolve()
 PAGES = {page.name[:-4]: page.read_text() for page in (ROOT / "docs/man").glob("*.scd")}
 
@@ -37,18 +37,16 @@ def examples(page, title="EXAMPLES"):
 class PagesTest(unittest.TestCase):
     def run_here(self, folder, script, *wrapper):
         """Runs an example in `folder`, with this build's programs on PATH; returns its output."""
-        tools = BUILD / "pages-work/bin"
         run = subprocess.run([*wrapper, "bash", "-euc", script], cwd=folder, text=True, check=False,
                              stdin=subprocess.DEVNULL, capture_output=True, timeout=100,
-                             env={"PATH": f"{tools}:{BUILD}:/usr/bin:/bin", "HOME": str(folder)})
+                             env={"PATH": f"{BUILD}:/usr/bin:/bin", "HOME": str(folder)})
         self.assertEqual(run.returncode, 0, script + run.stdout + run.stderr)
         return run.stdout
 
     def setUp(self):
         self.work = BUILD / "pages-work"
         shutil.rmtree(self.work, ignore_errors=True)
-        (self.work / "bin").mkdir(parents=True)
-        (self.work / "bin/vorlent-why").symlink_to(ROOT / "tools/vorlent_why.py")
+        self.work.mkdir()
         self.sandbox = [ROOT / "tools/sandbox", ROOT, BUILD]
 
     @unittest.skipUnless(shutil.which("mandoc") and (BUILD / "man").exists(), "no mandoc or no scdoc")
@@ -61,21 +59,17 @@ class PagesTest(unittest.TestCase):
     def test_diagnostics_are_messages_of_the_daemon(self):
         def plain(text):
             return re.sub(r"(%[.*\d]*[sdxX])+", "%", text.strip())
-        said = {plain(form) for _, form in source_messages.all_messages()}
+        said = {plain(form) for forms in why_messages.all_messages().values() for form in forms}
         shown = re.findall(r"^([*_].*)\n\t", section("vorlent.8", "DIAGNOSTICS"), re.M)
         self.assertGreater(len(shown), 30)
         for message in shown:
             words = re.sub(r"(?<![a-z])_\w+_(?![a-z])", "%s", message).replace("*", "")
             self.assertIn(plain(words), said, message)
 
-    def test_reasons_are_those_of_the_tool(self):
-        shown = re.findall(r"^\*([\w-]+)\*$", section("vorlent-why.1", "REASONS"), re.M)
-        self.assertEqual(sorted(shown), sorted(why_test.vorlent_why.REASONS))
-
     def test_every_option_is_on_its_page(self):
         tools = {"meshlab.1": [BUILD / "meshlab", "run", "--help"], "nvram.1": [BUILD / "nvram", "--help"],
                  "vorlentctl.8": [BUILD / "vorlentctl", "approve", "--help"],
-                 "vorlent-why.1": [ROOT / "tools/vorlent_why.py", "--help"]}
+                 "vorlent-why.1": [BUILD / "vorlent-why", "--help"]}
         for page, command in tools.items():
             if command[0].exists():
                 text = subprocess.run(command, text=True, capture_output=True, check=True).stdout
@@ -92,7 +86,7 @@ class PagesTest(unittest.TestCase):
         for example in examples("vorlent-why.1"):
             said = self.run_here(self.work / "results", example)
             self.assertIn("02:a7:00:00:00:01 credentials-sent", said)
-            self.assertIn("unit's side, outcome 1 of 1): installed", said)
+            self.assertIn("the unit's side): installed", said)
 
     @unittest.skipUnless((BUILD / "nvram").exists(), "another platform's libraries")
     def test_examples_of_daemon_and_store_run(self):
