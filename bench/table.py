@@ -49,130 +49,168 @@ def timed_us(run):
     return run["real_time"] * MICROSECOND[run["time_unit"]]
 
 
-def row(what, target, measured, met, how, robust=False):
-    judged = target != "-" and (robust or not BRIEF)
-    rows.append((what, target, measured, ("met" if met else "**missed**") if judged else "-", how))
-    if judged and not met:
+def at_most(bound, floor, value):
+    """A target in words, and whether the value meets it."""
+    return f"≤ {bound} {floor}", value <= bound
+
+
+def at_least(bound, floor, value):
+    return f"≥ {bound} {floor}", value >= bound
+
+
+def no(what, value):
+    return f"no {what}", value == 0
+
+
+def row(what, targets, measured, how, robust=False):
+    verdict = "-"
+    if targets and (robust or not BRIEF):
+        verdict = "met" if all(met for _, met in targets) else "**missed**"
+    if verdict == "**missed**":
         missed.append(what)
+    rows.append((what, ", ".join(text for text, _ in targets) or "-", measured, verdict, how))
 
 
 def floods():
     dropped = lines_of("dropped")
-    row("events dropped without a log line, whole daemon", "≥ 50,000/s, ≥ 0.25 of a bare loop",
-        f"{1e6 / dropped['cpu_us_per_event']:,.0f}/s of a core, {dropped['ratio_to_bare_loop']:.2f} "
-        f"({dropped['events_per_second']:,.0f}/s taken)",
-        1e6 / dropped["cpu_us_per_event"] >= 50e3 and dropped["ratio_to_bare_loop"] >= 0.25,
+    ratio = dropped["ratio_to_bare_loop"]
+    row("events dropped without a log line, whole daemon",
+        [at_least(0.25, "× a bare loop's rate", ratio)],
+        f"{ratio:.2f} ({dropped['events_per_second']:,.0f}/s)",
         "an installed satellite, flooded, and a bare select, recv, epoll_wait(0) loop in turns, "
-        "a second each, medians; the rate is judged by the daemon's CPU per event", robust=True)
+        "a second each, medians", True)
     for name, stations in (("known", "one known station"), ("known15", "one of 15 known")):
         flood = lines_of(name)
-        row(f"probe requests of {stations}, with their log lines", "≥ 20,000/s",
-            f"{1e6 / flood['cpu_us_per_event']:,.0f}/s of a core "
-            f"({flood['cpu_us_per_event']:.1f} µs; {flood['events_per_second']:,.0f}/s taken)",
-            1e6 / flood["cpu_us_per_event"] >= 20e3,
-            "a base, flooded in the same way; judged by the daemon's CPU per event")
+        ratio = flood["cpu_ratio_to_bare_loop"]
+        row(f"probe requests of {stations}, with their log lines", [at_most(2, "× a bare loop", ratio)],
+            f"{ratio:.2f} ({flood['cpu_us_per_event']:.1f} µs an event; "
+            f"{flood['events_per_second']:,.0f}/s taken)",
+            "a base, flooded in the same way; CPU per event; the loop leaves the same "
+            f"{flood['messages']:.0f} messages and the same file of candidates", True)
 
 
 def burst():
     burst = lines_of("burst")
     what = f"{burst['runs']:.0f} bursts of 1,000 datagrams of 300 bytes"
-    row(what, "0 lost", f"{burst['lost']:.0f} lost", burst["lost"] == 0,
+    row(what, [no("loss", burst["lost"])], f"{burst['lost']:.0f} lost",
         "a searching unit, every second time stopped meanwhile", True)
-    row(f"{what}: how late", "handled within 100 ms, no timer over 1 s late",
-        f"p50 {burst['handled_ms_p50']:.0f} ms, worst {burst['handled_ms_worst']:.0f} ms, timer "
-        f"{burst['timer_late_s_worst']:.3f} s late",
-        burst["handled_ms_worst"] <= 100 and burst["timer_late_s_worst"] <= 1,
+    ratio = burst["handled_ms_p50"] / burst["bare_ms_p50"]
+    row(f"{what}: how late",
+        [at_most(4, "× a bare loop (p50)", ratio),
+         at_most(1, "s late for a timer", burst["timer_late_s_worst"])],
+        f"{ratio:.2f} ({burst['handled_ms_p50']:.1f} of {burst['bare_ms_p50']:.1f} ms), worst "
+        f"{burst['handled_ms_worst']:.0f} ms; timer {burst['timer_late_s_worst']:.3f} s",
         "the same; the timer is its search")
 
 
 def mix(steps):
-    mix = lines_of("mix")
-    free = lines_of("mix-any-core")
+    mix, free = lines_of("mix"), lines_of("mix-any-core")
     bare, bare_free = (lines_of(name, column=2) for name in ("mix", "mix-any-core"))
+    ratio = mix["answer_us_p10"] / bare["answer_us_p10"]
     row("operation 1000 to its answer's command, in a mix of one event each 300 µs",
-        "p50 ≤ 60 µs", f"p50 {mix['answer_us_p50']:.0f} µs, p99 {mix['answer_us_p99']:,.0f} µs, "
-        f"the bare loop p50 {bare['answer_us_p50']:.0f} µs; on any core p50 "
-        f"{free['answer_us_p50']:.0f} and {bare_free['answer_us_p50']:.0f} µs; "
-        f"{cpu_us(steps['answer_operation_1000']):.0f} µs of CPU", mix["answer_us_p50"] <= 60,
-        "from the sending of the event to the shell's start, sender and receiver on one core; CPU: "
-        "the step alone; p99: see below")
-    row("the same mix: what it costs", "0 lost",
-        f"{mix['lost']:.0f} of {mix['offered']:,.0f} lost, {mix['cpu_us_per_event']:.1f} µs of CPU "
-        f"an event, {mix['turns_per_second']:,.0f} turns/s, resident "
+        [at_most(2.5, "× a bare loop (p10)", ratio)],
+        f"{ratio:.2f} (p10 {mix['answer_us_p10']:.0f} of {bare['answer_us_p10']:.0f} µs, p50 "
+        f"{mix['answer_us_p50']:.0f} of {bare['answer_us_p50']:.0f}, p99 {mix['answer_us_p99']:,.0f} "
+        f"of {bare['answer_us_p99']:,.0f}; on any core p50 {free['answer_us_p50']:.0f} of "
+        f"{bare_free['answer_us_p50']:.0f}; {cpu_us(steps['answer_operation_1000']):.0f} µs of CPU)",
+        "from the sending of the event to the shell's start, sender and receiver on one core; the "
+        "loop leaves the same messages; other work disturbs the fastest tenth least; CPU: the step "
+        "alone; p99: see below")
+    ratio = mix["cpu_us_per_event"] / bare["cpu_us_per_event"]
+    row("the same mix: what it costs",
+        [no("loss", mix["lost"]), at_most(3, "× a bare loop's CPU", ratio)],
+        f"{mix['lost']:.0f} of {mix['offered']:,.0f} lost, {ratio:.2f} "
+        f"({mix['cpu_us_per_event']:.1f} µs an event), {mix['turns_per_second']:,.0f} turns/s, resident "
         f"{mix['resident_kib_before']:.0f} to {mix['resident_kib_after']:.0f} KiB",
-        mix["lost"] == 0, "strangers' probe requests 60, scan results 20, forged frames 20 parts; "
+        "strangers' probe requests 60, scan results 20, forged frames 20 parts; "
         "20 operations 1000 and one 1002 a second", True)
 
 
-def small_steps(steps):
-    found = [steps[f"find_and_check_element/{count}"] for count in range(11, 21)]
+def elements(steps):
+    counts = range(11, 21)
+    found = [steps[f"find_and_check_element/{count}"] for count in counts]
     times = [1000 * cpu_us(run) for run in found]
+    ratios = [cpu_us(run) / cpu_us(steps[f"walk_elements/{count}"])
+              for count, run in zip(counts, found)]
+    allocations = sum(run["allocs"] for run in found)
     row("vendor element found in a beacon of 11 to 20 elements, fully checked",
-        "≤ 25 ns, no allocation", f"{min(times):.0f} to {max(times):.0f} ns, "
-        f"{sum(run['allocs'] for run in found):.0f} allocations",
-        max(times) <= 25 and not any(run["allocs"] for run in found), "CPU, median of each")
+        [at_most(4, "× a bare walk", statistics.median(ratios)), no("allocation", allocations)],
+        f"{statistics.median(ratios):.2f} ({min(times):.0f} to {max(times):.0f} ns), "
+        f"{allocations:.0f} allocations",
+        "CPU, medians; the walk only looks for the element's number and OUI")
+
+
+def small_steps(steps):
     for way in ("encrypt", "decrypt"):
         for blocks in (1, 2):
             own = timed_us(steps[f"{way}/{blocks}"])
             raw = timed_us(steps[f"raw/{way}/{blocks}"])
-            row(f"{way} {blocks} block{'s'[:blocks - 1]}", "≤ 1.1 × raw blocks",
-                f"{own / raw:.2f} ({own:.0f} of {raw:.0f} µs)", own <= 1.1 * raw,
-                "CPU, medians; reading and checking the key apart")
-    digits = cpu_us(steps["hexadecimal"])
-    row("hexadecimal of 1,024 bytes", "≤ 2 µs",
-        f"{digits:.2f} µs, of which {cpu_us(steps['hexadecimal_print_alone']):.2f} print it "
-        f"(by printf {cpu_us(steps['hexadecimal_by_printf']):.0f} µs)", digits <= 2, "CPU, median")
+            row(f"{way} {blocks} block{'s'[:blocks - 1]}", [at_most(1.1, "× raw blocks", own / raw)],
+                f"{own / raw:.2f} ({own:.0f} of {raw:.0f} µs)",
+                "CPU, medians; reading and checking the key apart, printing without the system's part")
+    printed = cpu_us(steps["hexadecimal_print_alone"])
+    digits = cpu_us(steps["hexadecimal"]) - printed
+    by_printf = cpu_us(steps["hexadecimal_by_printf"])
+    row("hexadecimal of 1,024 bytes", [at_most(0.05, "× by printf", digits / by_printf)],
+        f"{digits / by_printf:.3f} ({digits:.2f} of {by_printf:.0f} µs; printing it {printed:.2f})",
+        "CPU, medians; printing it apart")
     command = steps["shell_command"]
-    row("a shell command: own share above system()", "≤ 5 %",
+    row("a shell command: own share above system()",
+        [at_most(5, "%", command["own_share_percent"])],
         f"{command['own_share_percent']:.2f} % (a command {command['median_us'] / 1000:.2f} ms)",
-        command["own_share_percent"] <= 5, "medians of the time outside and inside", True)
+        "medians of the time outside and inside", True)
 
 
 def key_pair(steps):
     key = steps_of("key_pair")["key_pair"]
-    row("key pair made, stored and read back", "≤ 1.05 × libcrypto alone",
+    row("key pair made, stored and read back", [at_most(1.05, "× libcrypto alone", key["ratio"])],
         f"{key['ratio']:.3f}; median {key['median_ms']:.0f} ms, worst {key['worst_ms']:.0f} ms; "
         f"{key['ratio_with_cat']:.3f} with the two `cat`",
-        key["ratio"] <= 1.05, "CPU of 25 keys, both sides from the same random numbers", True)
-    row("reading and checking the private key", "-",
-        f"{cpu_us(steps['read_key_private_and_check']) / 1000:.1f} ms", True, "CPU, median; apart")
+        "CPU, median of 25 keys, both sides from the same random numbers", True)
+    row("reading and checking the private key", [],
+        f"{cpu_us(steps['read_key_private_and_check']) / 1000:.1f} ms", "CPU, median; apart")
 
 
 def whole_daemon():
     push = lines_of("push")
-    row("push to 15 waiting units", "p50 ≤ 150 ms from SIGUSR1 to the last frame",
-        f"p50 {push['push_ms_p50']:.0f} ms, worst {push['push_ms_worst']:.0f} ms (a command "
-        f"{push['shell_command_ms_p50']:.1f} ms)", push["push_ms_p50"] <= 150,
-        "to the end of the 15th command")
+    ratio = push["ratio_to_commands"]
+    row("push to 15 waiting units, from SIGUSR1 to the last frame",
+        [at_most(1.2, "× its 15 commands", ratio)],
+        f"{ratio:.2f} (p50 {push['push_ms_p50']:.0f} ms, worst {push['push_ms_worst']:.0f} ms; a "
+        f"command {push['shell_command_ms_p50']:.1f} ms)", "to the end of the 15th command", True)
     start = lines_of("start")
-    row("exec to socket bound", "≤ 1.6 × exec and exit of an empty program, same libraries",
+    row("exec to socket bound",
+        [at_most(1.6, "× exec and exit of an empty program, same libraries", start["ratio"])],
         f"{start['ratio']:.2f} ({start['bound_ms_p50']:.1f} of {start['empty_ms_p50']:.1f} ms); "
-        f"detached {start['detached_ratio']:.2f}", start["ratio"] <= 1.6,
+        f"detached {start['detached_ratio']:.2f}",
         "in turns, medians; both with the shim that notes the bind", True)
 
 
-def onboarding():
+def onboarding(steps):
     with open(f"{FOLDER}/onboard.txt", encoding="utf-8") as file:
         times = [[float(word) for word in line.split()] for line in file]
     rest = sorted(whole - key for whole, key in times)
     p99 = rest[min(len(rest) - 1, int(0.99 * len(rest)))]
+    command = steps["shell_command"]["median_us"] / 1000
     row("element seen to told to wait, laboratory without air delay",
-        "key time + 60 ms (p50), + 120 ms (p99)",
-        f"key time + {statistics.median(rest):.0f} ms, + {p99:.0f} ms; whole p50 "
+        [at_most(40, "shell commands (p50)", statistics.median(rest) / command),
+         at_most(160, "(p99), besides the key", p99 / command)],
+        f"{statistics.median(rest) / command:.0f} and {p99 / command:.0f} "
+        f"({statistics.median(rest):.0f} and {p99:.0f} ms); whole p50 "
         f"{statistics.median(whole for whole, _ in times):.0f} ms, of which the key "
         f"{statistics.median(key for _, key in times):.0f} ms",
-        statistics.median(rest) <= 60 and p99 <= 120,
         f"{len(rest)} units one by one; key time: from `wl del_ie` done to operation 1000 on the air")
 
 
 def idle():
     for name in ("base", "satellite"):
         idle = lines_of(f"idle-{name}")
-        row(f"idle {name}, 20 s", "< 10 ms of CPU (a tick), ≤ 42 context switches",
-            f"{idle['cpu_ms']:.1f} ms of CPU, {idle['context_switches']:.0f} switches, "
-            f"{idle['resident_kib']:.0f} KiB resident",
-            idle["cpu_ms"] < 10 and idle["context_switches"] <= 42,
-            "after 2 s of rest")
+        ratio = idle["cpu_ms"] / idle["bare_cpu_ms"]
+        row(f"idle {name}, 20 s", [at_most(4, "× a bare loop's CPU", ratio),
+                                   at_most(42, "context switches", idle["context_switches"])],
+            f"{ratio:.2f} ({idle['cpu_ms']:.1f} of {idle['bare_cpu_ms']:.1f} ms), "
+            f"{idle['context_switches']:.0f} switches, {idle['resident_kib']:.0f} KiB resident",
+            "after 2 s of rest; the loop waits a second at a time, and does nothing else")
 
 
 def number(microseconds):
@@ -206,11 +244,12 @@ def text():
     floods()
     burst()
     mix(steps)
+    elements(steps)
     small_steps(steps)
     key_pair(steps)
     whole_daemon()
     if not BRIEF:
-        onboarding()
+        onboarding(steps)
         idle()
     head = ["| What | Target | Measured | | How |", "|---|---|---|---|---|"]
     table = [f"| {' | '.join(one)} |" for one in rows]

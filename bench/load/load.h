@@ -18,14 +18,8 @@ air::Bytes stranger_probe();
 air::Bytes stranger_beacon();
 air::Bytes forged_frame();
 
-struct Load {
-  int rate;                      // events a second
-  int strangers, scans, forged;  // parts of the mix
-  int hellos, keys;              // operations 1000 and 1002 a second, in place of other events
-};
-
-// Runs the load for `seconds` each and prints what became of it, side by side.
-void run_load(const Load& load, int seconds);
+// Runs the mix for `seconds` each and prints what became of it, side by side.
+void run_load(int seconds);
 
 // Ends the detached daemons that were launched without a Receiver.
 void kill_detached();

@@ -10,6 +10,7 @@
 #include <csignal>
 #include <cstdio>
 #include <functional>
+#include <numeric>
 #include <vector>
 
 #include "load/load.h"
@@ -42,29 +43,30 @@ void flood_in_turns(OnboardMode mode, const air::Bytes& datagram, int stations, 
   std::vector<double> daemon;
   std::vector<double> cpu_us;
   std::vector<double> ratio;
+  std::vector<double> cpu_ratio;
+  Trace trace;
   for (int i = 0; i < rounds; ++i) {
     {
       Receiver receiver(mode);
       for (int station = 0; station < stations; ++station) {
         send_event(probe_of(station));
       }
+      receiver.wait_until_handled(static_cast<std::uint64_t>(stations));
+      trace = receiver.trace_of(datagram);
       const Flood outcome = flood(receiver, datagram, 1);
       daemon.push_back(outcome.per_second);
       cpu_us.push_back(outcome.cpu_us);
     }
-    Receiver bare;
-    ratio.push_back(daemon.back() / flood(bare, datagram, 1).per_second);
+    Receiver bare({trace});
+    const Flood floor = flood(bare, datagram, 1);
+    ratio.push_back(daemon.back() / floor.per_second);
+    cpu_ratio.push_back(cpu_us.back() / floor.cpu_us);
   }
   print("events_per_second", quantile(daemon, 0.5));
   print("cpu_us_per_event", quantile(cpu_us, 0.5));
   print("ratio_to_bare_loop", quantile(ratio, 0.5));
-}
-
-void wait_until_handled(Meter& meter, std::uint64_t count) {
-  const std::int64_t deadline = now_ns() + 5'000'000'000;
-  while ((meter.taken < count || meter.turns <= meter.turn_of_last) && now_ns() < deadline) {
-    usleep(50);
-  }
+  print("cpu_ratio_to_bare_loop", quantile(cpu_ratio, 0.5));
+  print("messages", static_cast<double>(trace.messages.size()));
 }
 
 // How late the search scans began that a unit's timer asks for, every 5 seconds from the first on.
@@ -80,14 +82,9 @@ double latest_scan(const Meter& meter) {
   return latest;
 }
 
-// A searching unit gets a thousand scan results of strangers at once; every second time it is
-// stopped meanwhile, as by a long command.
-void burst(int runs) {
-  const air::Bytes beacon = stranger_beacon();
-  if (beacon.size() != 300) {
-    die("the datagrams have not 300 bytes");
-  }
-  Receiver receiver(ONBOARD_MODE_UNCONFIGURED);
+// The milliseconds until a thousand datagrams at once have been handled; every second time the
+// receiver is stopped while they arrive.
+std::vector<double> times_of_bursts(Receiver& receiver, const air::Bytes& datagram, int runs) {
   std::vector<double> times;
   for (int run = 0; run < runs; ++run) {
     const std::uint64_t before = receiver.meter().taken;
@@ -96,16 +93,20 @@ void burst(int runs) {
     if (held) {
       kill(receiver.pid(), SIGSTOP);
     }
-    send_event(beacon, 1000);
+    send_event(datagram, 1000);
     if (held) {
       begin = now_ns();
       kill(receiver.pid(), SIGCONT);
     }
-    wait_until_handled(receiver.meter(), before + 1000);
+    receiver.wait_until_handled(before + 1000);
     times.push_back(1e-6 * static_cast<double>(now_ns() - begin));
     usleep(150'000);
   }
-  print("runs", runs);
+  return times;
+}
+
+void print_bursts(Receiver& receiver, const std::vector<double>& times) {
+  print("runs", static_cast<double>(times.size()));
   print("lost", static_cast<double>(lost()));
   print("taken", static_cast<double>(receiver.meter().taken));
   print("handled_ms_p50", quantile(times, 0.5));
@@ -113,10 +114,28 @@ void burst(int runs) {
   print("timer_late_s_worst", latest_scan(receiver.meter()));
 }
 
+// A searching unit gets scan results of strangers.
+void burst(int runs) {
+  const air::Bytes beacon = stranger_beacon();
+  if (beacon.size() != 300) {
+    die("the datagrams have not 300 bytes");
+  }
+  Trace trace;
+  {
+    Receiver receiver(ONBOARD_MODE_UNCONFIGURED);
+    trace = receiver.trace_of(beacon);
+    const std::vector<double> times = times_of_bursts(receiver, beacon, runs);
+    print_bursts(receiver, times);
+  }
+  Receiver bare({trace});
+  print("bare_ms_p50", quantile(times_of_bursts(bare, beacon, std::min(runs, 20)), 0.5));
+}
+
 void push(int rounds) {
   Receiver receiver(ONBOARD_MODE_BASE);
   std::vector<double> times;
   std::vector<double> frames;
+  std::vector<double> ratios;
   for (int round = 0; round < rounds; ++round) {
     std::uint64_t answers = receiver.meter().answers;
     for (int station = 0; station < 15; ++station) {
@@ -137,13 +156,24 @@ void push(int rounds) {
       frames.push_back(1e-6 * static_cast<double>(frame.end_ns - frame.begin_ns));
     }
     times.push_back(1e-6 * static_cast<double>(receiver.meter().ring[answers + 14].end_ns - begin));
+    ratios.push_back(times.back() / std::accumulate(frames.end() - 15, frames.end(), 0.0));
   }
+  print("ratio_to_commands", quantile(ratios, 0.5));
   print("push_ms_p50", quantile(times, 0.5));
   print("push_ms_worst", quantile(times, 1));
   print("shell_command_ms_p50", quantile(frames, 0.5));
 }
 
+double bare_idle_ms(int seconds) {
+  Receiver bare(std::vector<Trace>{});
+  sleep(1);
+  const double cpu = bare.cpu_seconds();
+  sleep(static_cast<unsigned>(seconds));
+  return 1e3 * (bare.cpu_seconds() - cpu);
+}
+
 void idle(OnboardMode mode, int seconds) {
+  print("bare_cpu_ms", bare_idle_ms(seconds));
   Receiver receiver(mode);
   sleep(2);
   const auto switches = [&receiver] {
@@ -202,7 +232,6 @@ int main(int argc, char** argv) {
   CLI::App app("Measures the daemon as a whole, in a sandbox of its own");
   app.require_subcommand(1);
   int count = 0;
-  Load load;
   const auto command = [&](const char* name, const char* what, int usual, const char* unit,
                            const std::function<void(int)>& run) {
     CLI::App* sub = app.add_subcommand(name, what);
@@ -210,7 +239,6 @@ int main(int argc, char** argv) {
         ->default_str(std::to_string(usual))
         ->check(CLI::Range(1, 100000));
     sub->callback([&count, usual, run] { run(count > 0 ? count : usual); });
-    return sub;
   };
   command("dropped", "events dropped in mode 6", 5, "seconds",
           [](int seconds) { flood_in_turns(ONBOARD_MODE_SATELLITE, OTHER_EVENT, 0, seconds); });
@@ -225,14 +253,7 @@ int main(int argc, char** argv) {
   command("idle-satellite", "an idle satellite", 20, "seconds",
           [](int seconds) { idle(ONBOARD_MODE_SATELLITE, seconds); });
   command("start", "from exec to the bound socket", 50, "rounds", start);
-  CLI::App* mixed = command("mix", "a mix of events at a rate", 10, "seconds",
-                            [&load](int seconds) { run_load(load, seconds); });
-  mixed->add_option("--rate", load.rate, "events a second")->default_val(3333);
-  mixed->add_option("--strangers", load.strangers, "parts of probe requests")->default_val(60);
-  mixed->add_option("--scans", load.scans, "parts of scan results")->default_val(20);
-  mixed->add_option("--forged", load.forged, "parts of forged frames")->default_val(20);
-  mixed->add_option("--hellos", load.hellos, "operations 1000 a second")->default_val(20);
-  mixed->add_option("--keys", load.keys, "operations 1002 a second")->default_val(1);
+  command("mix", "a mix of events at a rate", 10, "seconds", run_load);
   CLI11_PARSE(app, argc, argv);
   return 0;
 }

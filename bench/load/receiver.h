@@ -4,6 +4,7 @@
 #define VORLENT_BENCH_RECEIVER_H
 
 #include <string>
+#include <vector>
 
 #include "core/context.h"
 #include "load/meter.h"
@@ -14,12 +15,21 @@
 // The number behind "NAME:" in a file such as /proc/PID/status, -1 where there is none.
 long number_in(const std::string& path, const std::string& name);
 
+// An event and what the daemon leaves of it: messages in the log, each of which begins with a
+// bracket, and the file of candidates where that is written anew.
+struct Trace {
+  air::Bytes event;
+  std::vector<std::string> messages;
+  std::string candidates;
+};
+
 class Receiver {
  public:
   // A daemon that has entered `mode`, with a store of a thousand settings.
   explicit Receiver(OnboardMode mode);
-  // The bare loop: select, recv, epoll_wait without a wait, and nothing else.
-  Receiver();
+  // The bare loop: select, recv, epoll_wait without a wait; of the events traced it leaves the
+  // same as the daemon, with a look at the NVRAM file for each message, and nothing else.
+  explicit Receiver(const std::vector<Trace>& traces);
   ~Receiver();
   Receiver(const Receiver&) = delete;
   Receiver& operator=(const Receiver&) = delete;
@@ -29,6 +39,10 @@ class Receiver {
   [[nodiscard]] double cpu_seconds() const;
   // The number behind `name` in /proc/PID/status.
   [[nodiscard]] long status(const std::string& name) const;
+  // Sends an event that the daemon knows already, and returns what it leaves.
+  Trace trace_of(const air::Bytes& event);
+  // Waits until `count` datagrams have been received and handled, for five seconds at most.
+  void wait_until_handled(std::uint64_t count);
   // Waits until `count` commands have ended.
   void wait_for_answers(std::uint64_t count);
 

@@ -87,6 +87,16 @@ void run_commands(bool run) {
   commands_run = run;
 }
 
+Unprinted::Unprinted() {
+  cookie_io_functions_t nowhere{};
+  nowhere.write = [](void*, const char*, std::size_t size) { return static_cast<ssize_t>(size); };
+  kept_ = std::exchange(stdout, fopencookie(nullptr, "w", nowhere));
+}
+
+Unprinted::~Unprinted() {
+  (void)fclose(std::exchange(stdout, kept_));
+}
+
 air::Bytes beacon_elements(std::size_t count, const air::Bytes& last) {
   using air::operator+;
   constexpr std::size_t SIZE = 300;
