@@ -97,6 +97,7 @@ class WebTest(unittest.TestCase):
         self.browser.get((self.out / "report.html").as_uri())
         self.assertEqual([self.text(name) for name in ("title", "units", "verdicts", "story")], live)
         self.assertEqual(self.browser.execute_script("return run.frames.length"), frames)
+        self.browser.find_element(By.CSS_SELECTOR, ".node").click()
         self.browser.execute_script("by('slider').value = .01; by('slider').dispatchEvent(new Event('input'))")
         self.see(lambda: self.text("story") == "")
         self.browser.find_element(By.ID, "forth").click()
