@@ -32,9 +32,8 @@ def is_capture(path):
 
 
 def dissector():
-    here = os.path.dirname(os.path.realpath(sys.argv[0]))
-    places = [here + "/vorlent.lua", here + "/../share/vorlent/vorlent.lua"]
-    return [f"-Xlua_script:{place}" for place in places if os.path.exists(place)][:1]
+    beside = os.path.join(os.path.dirname(os.path.realpath(sys.argv[0])), "vorlent.lua")
+    return [f"-Xlua_script:{beside}"] if os.path.exists(beside) else []
 
 
 class Air:

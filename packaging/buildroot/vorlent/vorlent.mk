@@ -19,7 +19,8 @@ else
 VORLENT_COMPONENTS = daemon nvram
 endif
 
-# Component by component: the manual pages and the dissector stay off the board.
+# Component by component: the documents and the dissector stay off the board; what manual pages come
+# along Buildroot removes.
 define VORLENT_INSTALL_TARGET_CMDS
 	$(foreach component,$(VORLENT_COMPONENTS),\
 		DESTDIR=$(TARGET_DIR) $(HOST_DIR)/bin/cmake --install $(VORLENT_BUILDDIR) \

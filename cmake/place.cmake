@@ -1,0 +1,37 @@
+# Included by the installation: what has to know the final places.
+
+# The absolute place of a folder or file that may be below the prefix.
+macro(place_of path result)
+  if(IS_ABSOLUTE "${path}")
+    set(${result} "${path}")
+  else()
+    set(${result} "${CMAKE_INSTALL_PREFIX}/${path}")
+  endif()
+endmacro()
+
+# Relative within one top folder and absolute between two, since a top folder may itself be a link.
+function(place_link target folder name)
+  place_of("${target}" target)
+  place_of("${folder}" folder)
+  string(REGEX MATCH "^/[^/]+/" top "${folder}/")
+  string(FIND "${target}" "${top}" at)
+  if(at EQUAL 0)
+    file(RELATIVE_PATH target "${folder}" "${target}")
+  endif()
+  message(STATUS "Installing: $ENV{DESTDIR}${folder}/${name}")
+  file(MAKE_DIRECTORY "$ENV{DESTDIR}${folder}")
+  file(CREATE_LINK "${target}" "$ENV{DESTDIR}${folder}/${name}" SYMBOLIC)
+endfunction()
+
+function(place_with source made folder word file)
+  place_of("${folder}" folder)
+  place_of("${file}" file)
+  file(READ "${source}" text)
+  string(FIND "${text}" "${word}" at)
+  if(at EQUAL -1)
+    message(FATAL_ERROR "${source} does not name ${word}")
+  endif()
+  string(REPLACE "${word}" "${file}" text "${text}")
+  file(WRITE "${made}" "${text}")
+  file(INSTALL "${made}" DESTINATION "${folder}" TYPE FILE)
+endfunction()
