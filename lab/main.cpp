@@ -29,8 +29,10 @@ struct Overrides {
   std::optional<int> time_lapse;
 };
 
-int fail(const std::string& why) {
-  fprintf(stderr, "meshlab: %s\n", why.c_str());
+int fail(const Errors& errors) {
+  for (const auto& [line, error] : errors) {
+    fprintf(stderr, "meshlab: %s\n", error.c_str());
+  }
   return 2;
 }
 
@@ -47,10 +49,9 @@ void apply(const Overrides& overrides, Scenario& scenario) {
 }
 
 // A name is looked up in the laboratory's own scenarios, anything with a slash or a dot is a file.
-std::string scenario_path(const Options& options) {
-  const bool is_file = options.scenario.find_first_of("/.") != std::string::npos;
-  return is_file ? options.scenario
-                 : options.tools + "/scenarios/" + options.scenario + ".scenario";
+std::string scenario_path(const Options& options, const std::string& scenario) {
+  const bool is_file = scenario.find_first_of("/.") != std::string::npos;
+  return is_file ? scenario : options.tools + "/scenarios/" + scenario + ".scenario";
 }
 
 std::set<std::string> scenario_names(const Options& options) {
@@ -71,33 +72,38 @@ std::string list_names(const Options& options) {
   return list;
 }
 
-std::string load(const Options& options, const Overrides& overrides, Scenario& scenario) {
-  const std::string path = scenario_path(options);
+// Reads the scenario; whatever is wrong with it goes to `errors`.
+Scenario load(const Options& options, const std::string& scenario, Errors& errors) {
+  const std::string path = scenario_path(options, scenario);
   const auto text = read_file(path);
-  if (!text && fs::is_regular_file(path)) {
-    return path + ": cannot be read: " + strerror(errno);
+  if (text) {
+    return parse_scenario(*text, path, errors);
   }
-  if (!text) {
-    return path + ": no such scenario; there are " + list_names(options) + ", or name a file";
+  errors.emplace(0, fs::is_regular_file(path) ? path + ": cannot be read: " + strerror(errno)
+                                              : path + ": no such scenario; there are " +
+                                                    list_names(options) + ", or name a file");
+  return {};
+}
+
+int check(const Options& options, const std::vector<std::string>& scenarios) {
+  int status = 0;
+  for (const std::string& scenario : scenarios) {
+    Errors errors;
+    load(options, scenario, errors);
+    status = errors.empty() ? status : fail(errors);
   }
-  std::string error;
-  if (parse_scenario(*text, path, scenario, error)) {
-    apply(overrides, scenario);
-    check_names(scenario, error);
-  }
-  return error;
+  return status;
 }
 
 // Each scenario with what it says about itself, folded for 80 columns.
-std::string list_scenarios(Options options) {
+std::string list_scenarios(const Options& options) {
   std::string list;
   for (const std::string& name : scenario_names(options)) {
-    Scenario scenario;
-    options.scenario = name;
-    const std::string error = load(options, {}, scenario);
+    Errors errors;
+    const Scenario scenario = load(options, name, errors);
     std::string line = name;
     line.resize(std::max<std::size_t>(name.size(), 12), ' ');
-    std::istringstream words(error.empty() ? scenario.about : error);
+    std::istringstream words(errors.empty() ? scenario.about : errors.begin()->second);
     for (std::string word; words >> word; line += " " + word) {
       if (line.size() + word.size() > 79) {
         list += line + "\n";
@@ -161,7 +167,7 @@ void add_run_options(CLI::App& run, Options& options, Overrides& overrides) {
   run.add_option("--jitter", overrides.jitter, "milliseconds that may come on top")
       ->check(number(0, 60000));
   run.add_option("--seed", overrides.seed, "what the air's chances are drawn from")
-      ->check(number(0, 9e15));
+      ->check(number(0, 2147483647));
   run.add_option("--time-lapse", overrides.time_lapse, "run all clocks this many times as fast")
       ->check(CLI::Range(1, 1000));
   run.add_option("--out", options.out, "folder for the results (default: lab-results)");
@@ -196,7 +202,7 @@ int sweep(const Options& options, const std::vector<std::string>& words) {
   arguments.push_back(nullptr);
   setenv("MESHLAB", (options.tools + "/meshlab").c_str(), 0);
   execvp("python3", arguments.data());
-  return fail(std::string("python3: ") + strerror(errno) + "; install the package python3");
+  return fail({{0, std::string("python3: ") + strerror(errno) + "; install the package python3"}});
 }
 
 }  // namespace
@@ -204,7 +210,6 @@ int sweep(const Options& options, const std::vector<std::string>& words) {
 int main(int argc, char** argv) {
   fill_standard_streams();
   Options options;
-  Scenario scenario;
   Overrides overrides;
   std::error_code error;
   options.tools = fs::read_symlink("/proc/self/exe", error).parent_path();
@@ -213,6 +218,10 @@ int main(int argc, char** argv) {
   CLI::App* run_command = app.add_subcommand("run", "run a scenario");
   add_run_options(*run_command, options, overrides);
   CLI::App* list_command = app.add_subcommand("list", "list the scenarios");
+  std::vector<std::string> checked;
+  CLI::App* check_command =
+      app.add_subcommand("check", "say what is wrong with scenarios, without a run");
+  check_command->add_option("SCENARIO", checked, "names or files")->required();
   CLI::App* sweep_command =
       app.add_subcommand("sweep", "run a scenario over seeds and settings, and make a table");
   sweep_command->prefix_command()->set_help_flag();
@@ -228,10 +237,18 @@ int main(int argc, char** argv) {
   if (sweep_command->parsed()) {
     return sweep(options, sweep_command->remaining());
   }
-  std::string why = load(options, overrides, scenario);
-  why = why.empty() ? why_not(options) : why;
-  if (!why.empty()) {
-    return fail(why);
+  Errors errors;
+  if (check_command->parsed()) {
+    return check(options, checked);
   }
-  return run(options, scenario);
+  Scenario scenario = load(options, options.scenario, errors);
+  if (errors.empty()) {
+    apply(overrides, scenario);
+    check_names(scenario, errors);
+  }
+  const std::string why = errors.empty() ? why_not(options) : "";
+  if (!why.empty()) {
+    errors.emplace(0, why);
+  }
+  return errors.empty() ? run(options, scenario) : fail(errors);
 }

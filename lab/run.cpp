@@ -14,8 +14,8 @@
 #include "results/console.h"
 #include "results/recorder.h"
 #include "results/report.h"
+#include "story/expectations.h"
 #include "story/hands.h"
-#include "story/judge.h"
 #include "web/web.h"
 
 namespace lab {
@@ -69,7 +69,12 @@ void watch_mesh(Run& run) {
       [&run](const Happening& seen) { record(run.recorder, run.mesh, seen); },
       [&run](const Happening& seen) { follow_journey(run.story.journeys, run.mesh, seen); },
       [&run](const Happening& seen) { console_notices(run.console, seen); },
-      [&run](const Happening& seen) { director_notices(run.story, seen); }};
+      [&run](const Happening& seen) {
+        if (seen.as<ModeEntered>() != nullptr || seen.as<NvramSet>() != nullptr) {
+          note_in_time(run.story);
+        }
+        director_notices(run.story, seen);
+      }};
 }
 
 void check_end(Run& run) {
@@ -77,13 +82,11 @@ void check_end(Run& run) {
     stop(run, 2);
     return;
   }
+  note_in_time(run.story);
   const auto verdicts = judge(run.story);
-  const bool all_hold = std::all_of(verdicts.begin(), verdicts.end(),
-                                    [](const Verdict& verdict) { return verdict.holds; });
-  const bool decided = std::all_of(verdicts.begin(), verdicts.end(), [](const Verdict& verdict) {
-    return verdict.holds || verdict.final;
-  });
-  if (decided || run.mesh.loop.clock.now() > run.story.scenario.limit) {
+  if (is_decided(run.story, verdicts) || run.mesh.loop.clock.now() > run.story.scenario.limit) {
+    const bool all_hold = std::all_of(verdicts.begin(), verdicts.end(),
+                                      [](const Verdict& verdict) { return verdict.holds; });
     stop(run, all_hold ? 0 : 1);
   }
 }
@@ -135,14 +138,10 @@ std::string open_page(Run& run) {
   return error;
 }
 
-// The scenario as it was played, with what was done by hand.
 std::string write_by_hand(const Run& run) {
   const Scenario& scenario = run.story.scenario;
-  const std::string text =
-      read_file(scenario.file).value_or("") + "\n# As it was run, and by hand:\nunits " +
-      std::to_string(scenario.units) + "\nseed " + std::to_string(scenario.air.seed) +
-      "\ntime-lapse " + std::to_string(scenario.time_lapse) + "\n" + run.by_hand;
-  return write_file(run.recorder.folder + "/by-hand.scenario", text)
+  return write_file(run.recorder.folder + "/by-hand.scenario",
+                    as_played(scenario, read_file(scenario.file).value_or("")) + run.by_hand)
              ? ""
              : no_write(run.recorder, "by-hand.scenario");
 }

@@ -1,5 +1,7 @@
 #include "air/air.h"
 
+#include <algorithm>
+
 #include "air/radio.h"
 
 namespace lab {
@@ -38,6 +40,18 @@ bool is_resent(Radio& from, int operation, const Frame& frame) {
   return same;
 }
 
+bool names(const std::vector<const Radio*>& some, const Radio& radio) {
+  return some.empty() || std::find(some.begin(), some.end(), &radio) != some.end();
+}
+
+double loss_between(const Air& air, const Radio& from, const Radio& to) {
+  const Time now = air.loop.clock.now();
+  const auto rule = std::find_if(air.losses.rbegin(), air.losses.rend(), [&](const LinkLoss& link) {
+    return now >= link.begin && now < link.end && names(link.from, from) && names(link.to, to);
+  });
+  return rule != air.losses.rend() ? rule->loss : air.settings.loss;
+}
+
 }  // namespace
 
 Fate draw_fate(const AirSettings& settings, const Mac& from, const Mac& to, int kind,
@@ -73,8 +87,10 @@ void transmit(Air& air, Radio& from, int channel, Bytes bytes) {
       }
       continue;
     }
-    Fate fate = draw_fate(air.settings, from.mac, radio->mac, kind,
-                          air.counts[{from.mac, radio->mac, kind}]++);
+    AirSettings settings = air.settings;
+    settings.loss = loss_between(air, from, *radio);
+    Fate fate =
+        draw_fate(settings, from.mac, radio->mac, kind, air.counts[{from.mac, radio->mac, kind}]++);
     fate.lost = fate.lost || from.muted || radio->muted;
     sent.receptions.push_back({radio, fate});
   }

@@ -67,9 +67,19 @@ struct Told {
   int operation = 0;
 };
 
+// Another loss between some stations, for a while; who is not named may be anybody.
+struct LinkLoss {
+  double loss = 0;
+  std::vector<const Radio*> from;
+  std::vector<const Radio*> to;
+  Time begin{};
+  Time end = Time::max();
+};
+
 struct Air {
   Loop& loop;
   AirSettings settings{};
+  std::vector<LinkLoss> losses{};  // the last that fits counts
   AirCounts counts{};
   std::vector<Radio*> radios{};
   std::function<void(const Transmission&)> on_sent{};

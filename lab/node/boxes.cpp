@@ -1,6 +1,8 @@
 #include "node/boxes.h"
 
+#include <fcntl.h>
 #include <sys/inotify.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -9,15 +11,55 @@
 #include <set>
 #include <utility>
 
+#include "base/box_files.h"
 #include "node/mesh.h"
 
 namespace lab {
 
 namespace {
 
-using WatchedNodes = std::map<int, Node*>;
+using WatchedFolders = std::map<int, Node*>;
 
-void read_file_changes(Mesh& mesh, int inotify, const WatchedNodes& watched) {
+bool watch(int inotify, WatchedFolders& watched, Node& node, const char* folder,
+           std::uint32_t mask) {
+  const int number = inotify_add_watch(inotify, (node.sandbox.folder + folder).c_str(), mask);
+  watched[number] = &node;
+  return number >= 0;
+}
+
+bool is_same_file(const Fd& a, const Fd& b) {
+  struct stat first {};
+  struct stat second {};
+  return fstat(a.get(), &first) == 0 && fstat(b.get(), &second) == 0 &&
+         first.st_ino == second.st_ino;
+}
+
+// Publishes the lines that have come to the open log.
+void read_lines(Mesh& mesh, Node& node) {
+  std::string text;
+  std::string& line = node.sandbox.log_line;
+  if (node.sandbox.log.open() && standin::read_all(node.sandbox.log, kMaxBoxFile, text)) {
+    for (const char c : text) {
+      if (c != '\n') {
+        line += c;
+      } else {
+        publish(mesh, node, Logged{std::exchange(line, {})});
+      }
+    }
+  }
+}
+
+// A full log is moved away and begun anew; what had come to the old one is read first.
+void read_log(Mesh& mesh, Node& node) {
+  read_lines(mesh, node);
+  Fd current = open_in_box(node.sandbox.folder, kLog, O_RDONLY);
+  if (current.open() && !is_same_file(current, node.sandbox.log)) {
+    node.sandbox.log = std::move(current);
+    read_lines(mesh, node);
+  }
+}
+
+void read_file_changes(Mesh& mesh, int inotify, const WatchedFolders& watched) {
   alignas(inotify_event) std::array<char, 16384> buffer{};
   const ssize_t length = read(inotify, buffer.data(), buffer.size());
   std::set<std::pair<Node*, std::string>> changed;
@@ -25,9 +67,9 @@ void read_file_changes(Mesh& mesh, int inotify, const WatchedNodes& watched) {
     const auto* event =
         reinterpret_cast<const inotify_event*>(&buffer[static_cast<std::size_t>(at)]);
     at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
-    const auto node = watched.find(event->wd);
-    if (node != watched.end() && event->len > 0) {
-      changed.insert({node->second, static_cast<const char*>(event->name)});
+    const auto folder = watched.find(event->wd);
+    if (folder != watched.end() && event->len > 0) {
+      changed.insert({folder->second, static_cast<const char*>(event->name)});
     }
   }
   for (const auto& [node, file] : changed) {
@@ -35,6 +77,8 @@ void read_file_changes(Mesh& mesh, int inotify, const WatchedNodes& watched) {
       nvram_changed(mesh, *node);
     } else if (file == "vexo_onborading.json" && node->kind == NodeKind::base) {
       candidates_changed(mesh, *node);
+    } else if (file == "vorlent_dbg.log") {
+      read_log(mesh, *node);
     }
   }
 }
@@ -55,20 +99,16 @@ void box_ended(Mesh& mesh, Node& node) {
 
 bool prepare_boxes(Mesh& mesh) {
   const int inotify = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
-  WatchedNodes watched;
+  WatchedFolders watched;
   for (const auto& node : mesh.nodes) {
     if (node->kind == NodeKind::stranger) {
       continue;
     }
-    if (!make_folders(node->sandbox)) {
+    if (!make_folders(node->sandbox) ||
+        !watch(inotify, watched, *node, "/tmp", IN_MOVED_TO | IN_CLOSE_WRITE | IN_DELETE) ||
+        (mesh.follows_logs && !watch(inotify, watched, *node, "/lab/log", IN_MODIFY))) {
       return false;
     }
-    const int watch = inotify_add_watch(inotify, tmp_of(node->sandbox).c_str(),
-                                        IN_MOVED_TO | IN_CLOSE_WRITE | IN_DELETE);
-    if (watch < 0) {
-      return false;
-    }
-    watched[watch] = node.get();
   }
   mesh.loop.watch(inotify,
                   [&mesh, inotify, watched] { read_file_changes(mesh, inotify, watched); });

@@ -36,9 +36,16 @@ struct ModeEntered {
   int mode;
   int before;
 };
+// A unit that takes up its search again.
+inline bool gives_up(const ModeEntered& entered) {
+  return entered.before == 1 && entered.mode == 0;
+}
 struct NvramSet {
   std::string key;
   std::optional<std::string> value;  // none: removed
+};
+struct Logged {
+  std::string line;
 };
 struct PowerSwitched {
   bool on;
@@ -63,7 +70,7 @@ struct Fault {
 };
 
 using What =
-    std::variant<FrameSent, DriverTold, CommandRun, ModeEntered, NvramSet, PowerSwitched,
+    std::variant<FrameSent, DriverTold, CommandRun, ModeEntered, NvramSet, Logged, PowerSwitched,
                  DaemonStarted, DaemonEnded, PlatformActed, DirectorActed, NvramTorn, Fault>;
 
 struct Happening {

@@ -38,7 +38,8 @@ struct Mesh {
   BoxKit kit;
   Loop loop;
   Air air{loop};
-  Time push_after{};  // how long the list of ready units must rest before it is pushed to
+  bool follows_logs = false;  // somebody wants to know of each line
+  Time push_after{};          // how long the list of ready units must rest before it is pushed to
   std::vector<std::unique_ptr<Node>> nodes;
   // Who learns of what happens, in this order; then platform and owners react to it.
   std::vector<std::function<void(const Happening&)>> watchers;

@@ -60,7 +60,7 @@ void tick(Mesh& mesh, Node& base) {
     push(mesh, base);
     return;
   }
-  if (now + 2s >= owner.window_until) {
+  if (owner.opens_windows && now + 2s >= owner.window_until) {
     if (owner.automatic && owner.ready.empty() && now - owner.last_stir > 2 * kWindow) {
       push(mesh, base);  // nobody is ready: this frees the table of those who never finish
     }

@@ -19,6 +19,7 @@ struct Mesh;
 
 struct Owner {
   bool automatic = true;         // pushes by itself
+  bool opens_windows = true;     // asks for them by itself
   std::set<std::string> ready;   // stations in the candidate file
   std::set<std::string> pushed;  // stations that have had a push and not come back to search
   Time ready_changed{};

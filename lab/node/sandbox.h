@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "air/wl.h"
+#include "base/box_files.h"
 
 namespace lab {
 
@@ -25,6 +26,9 @@ struct BoxKit {
   bool time_lapse = false;
 };
 
+// The daemon's debug log, in the unit's folder.
+inline constexpr char kLog[] = "lab/log/vorlent_dbg.log";
+
 struct Sandbox {
   std::string folder;  // on the host
   pid_t pid = -1;      // of bubblewrap
@@ -32,6 +36,8 @@ struct Sandbox {
   int commands = -1;   // socket that the unit's programs connect to
   bool daemon_runs = false;
   long peak_kib = 0;
+  Fd log;                // the debug log, where it is followed
+  std::string log_line;  // its last one, not yet ended
   // What comes out of it.
   std::function<void()> on_ready;
   std::function<void(const std::string& how)> on_daemon_ended;

@@ -68,7 +68,7 @@ std::string command_words(const Node& node, const std::string& command) {
   return {};
 }
 
-struct Words {
+struct Teller {
   const Node& node;
 
   std::string operator()(const FrameSent& sent) const {
@@ -82,6 +82,7 @@ struct Words {
            (frame.resent ? " (sent again)" : "") + (sent.missed() ? " (LOST)" : "");
   }
   std::string operator()(const DriverTold& /*is no news*/) const { return {}; }
+  std::string operator()(const Logged& /*is in the log*/) const { return {}; }
   std::string operator()(const ModeEntered& entered) const {
     return std::string(": mode ") +
            (entered.mode == kOff ? "none, " : std::to_string(entered.mode) + ", ") +
@@ -211,7 +212,7 @@ void console_notices(const Console& console, const Happening& seen) {
   if (console.quiet || console.live) {
     return;
   }
-  const std::string words = std::visit(Words{seen.node}, seen.what);
+  const std::string words = std::visit(Teller{seen.node}, seen.what);
   if (!words.empty()) {
     printf("%8.3f  %s%s\n", seconds(seen.time), seen.node.name.c_str(), words.c_str());
     fflush(stdout);

@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "story/judge.h"
+#include "story/expectations.h"
 
 namespace lab {
 

@@ -173,6 +173,7 @@ struct Writer {
     cJSON_AddStringToObject(json.get(), "value", set.value.value_or("").c_str());
     write_entry(recorder, json);
   }
+  void operator()(const Logged& /*is in the log*/) const {}
   void operator()(const DaemonEnded& end) const { write_text(end.crashed ? "fault" : "daemon"); }
   void operator()(const PowerSwitched& /*told*/) const { write_text("power"); }
   void operator()(const DaemonStarted& /*told*/) const { write_text("daemon"); }
@@ -194,7 +195,7 @@ struct Writer {
 bool copy_evidence(const Recorder& recorder, Mesh& mesh) {
   static constexpr std::array<std::pair<const char*, const char*>, 4> kFiles{
       {{"tmp/vexo_nvram", ".nvram"},
-       {"lab/log/vorlent_dbg.log", ".log"},
+       {kLog, ".log"},
        {"lab/log/vorlent_dbg.log.1", ".log.1"},
        {"lab/stdout.log", ".stdout"}}};
   bool whole = true;

@@ -38,9 +38,21 @@ void mute(Mesh& /*mesh*/, Node& node, Text /*none*/) {
   node.radio.muted = muted;
 }
 
-template <bool automatic>
-void leave_to_owner(Mesh& /*mesh*/, Node& node, Text /*none*/) {
-  node.owner.automatic = automatic;
+void open_windows(Mesh& mesh, Node& node, Text off) {
+  node.owner.opens_windows = off.empty();
+  if (off.empty()) {
+    request_window(mesh, node);
+  }
+}
+
+void hold(Mesh& /*mesh*/, Node& node, Text window) {
+  node.owner.automatic = false;
+  node.owner.opens_windows = node.owner.opens_windows && window.empty();
+}
+
+void resume(Mesh& /*mesh*/, Node& node, Text /*none*/) {
+  node.owner.automatic = true;
+  node.owner.opens_windows = true;
 }
 
 constexpr std::array kActions{
@@ -60,12 +72,11 @@ constexpr std::array kActions{
              signal_daemon(node.sandbox, name == "USR1" ? SIGUSR1 : SIGUSR2);
            }},
     Action{"nvram", Argument::setting, Whose::daemons, change_setting},
-    Action{"window", Argument::none, Whose::bases,
-           [](Mesh& mesh, Node& node, Text) { request_window(mesh, node); }},
+    Action{"window", Argument::off, Whose::bases, open_windows},
     Action{"push", Argument::none, Whose::bases,
            [](Mesh& mesh, Node& node, Text) { push(mesh, node); }},
-    Action{"hold", Argument::none, Whose::bases, leave_to_owner<false>},
-    Action{"resume", Argument::none, Whose::bases, leave_to_owner<true>},
+    Action{"hold", Argument::window, Whose::bases, hold},
+    Action{"resume", Argument::none, Whose::bases, resume},
     Action{"flood", Argument::number, Whose::stranger,
            [](Mesh& mesh, Node& node, Text rate) { start_flood(mesh, node, atoi(rate.c_str())); }}};
 

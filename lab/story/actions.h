@@ -11,7 +11,8 @@ namespace lab {
 struct Mesh;
 struct Node;
 
-enum class Argument { none, time, number, signal, setting };
+// Of `off` and `window`: this word or nothing.
+enum class Argument { none, time, number, signal, setting, off, window };
 
 // Who can do it: whoever has a daemon, whoever has a radio (the stranger too), and so on.
 enum class Whose { daemons, radios, bases, stranger };

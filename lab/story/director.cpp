@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "story/actions.h"
+#include "story/conditions.h"
 
 namespace lab {
 
@@ -16,30 +17,6 @@ bool is_one_of(const Mesh& mesh, const std::string& who, const Node* node) {
 void take_step(Story& story, std::size_t index, Node* it) {
   story.done[index] = true;
   carry_out(story.mesh, story.scenario.steps[index], it);
-}
-
-bool has_met(const Trigger& trigger, const Happening& seen) {
-  switch (trigger.kind) {
-    case TriggerKind::sends: {
-      const auto* sent = seen.as<FrameSent>();
-      return sent != nullptr && sent->frame.operation == trigger.number;
-    }
-    case TriggerKind::hears: {
-      const auto* told = seen.as<DriverTold>();
-      return told != nullptr && told->operation == trigger.number;
-    }
-    case TriggerKind::mode: {
-      const auto* entered = seen.as<ModeEntered>();
-      return entered != nullptr && entered->mode == trigger.number;
-    }
-    case TriggerKind::nvram: {
-      const auto* set = seen.as<NvramSet>();
-      return set != nullptr && set->key == trigger.key && set->value.value_or("") == trigger.value;
-    }
-    case TriggerKind::at:
-      break;
-  }
-  return false;
 }
 
 // Whether some unit waits for the credentials and all others are in.
@@ -60,8 +37,17 @@ bool switches_on(const Scenario& scenario, const Node& node) {
     const bool named = step.who == node.name ||
                        (step.who == "units" && node.kind == NodeKind::unit) ||
                        (step.who == "bases" && node.kind == NodeKind::base);
-    return named && step.action->name == "power-on" && step.trigger.kind == TriggerKind::at;
+    return named && step.action->name == "power-on" && step.trigger.condition == nullptr;
   });
+}
+
+// Those for whom a rule of loss stands; one that names nobody stands for all.
+std::vector<const Radio*> radios_of(const Mesh& mesh, const std::string& who) {
+  std::vector<const Radio*> radios;
+  for (const Node* node : who_is(mesh, who)) {
+    radios.push_back(&node->radio);
+  }
+  return radios;
 }
 
 }  // namespace
@@ -75,6 +61,16 @@ void carry_out(Mesh& mesh, const Step& step, Node* it) {
                             (step.argument.empty() ? "" : " " + step.argument)});
     }
     action.act(mesh, *node, step.argument);
+  }
+}
+
+void add_losses(Mesh& mesh, const Scenario& scenario) {
+  for (const LossRule& rule : scenario.losses) {
+    mesh.air.losses.push_back({.loss = rule.loss,
+                               .from = radios_of(mesh, rule.from),
+                               .to = radios_of(mesh, rule.to),
+                               .begin = rule.begin,
+                               .end = rule.end});
   }
 }
 
@@ -96,6 +92,11 @@ void make_mesh(Story& story) {
   if (scenario.stranger) {
     add_stranger(mesh);
   }
+  add_losses(mesh, scenario);
+  mesh.follows_logs =
+      std::any_of(scenario.steps.begin(), scenario.steps.end(), [](const Step& step) {
+        return step.trigger.condition != nullptr && step.trigger.condition->name == "logs";
+      });
 }
 
 std::vector<Node*> who_is(const Mesh& mesh, const std::string& who, Node* it) {
@@ -124,7 +125,7 @@ void start_director(Story& story) {
   story.mesh.loop.clock.set_rate(story.scenario.time_lapse);
   for (std::size_t i = 0; i < story.scenario.steps.size(); ++i) {
     const Trigger& trigger = story.scenario.steps[i].trigger;
-    if (trigger.kind == TriggerKind::at) {
+    if (trigger.condition == nullptr) {
       story.mesh.loop.at(trigger.after, [&story, i] { take_step(story, i, nullptr); });
     }
   }
@@ -138,7 +139,8 @@ void director_notices(Story& story, const Happening& seen) {
   for (std::size_t i = 0; i < story.scenario.steps.size(); ++i) {
     const Trigger& trigger = story.scenario.steps[i].trigger;
     // With `units` each unit has a condition of its own, otherwise the step happens once.
-    if (!has_met(trigger, seen) || !is_one_of(story.mesh, trigger.who, &seen.node) ||
+    if (trigger.condition == nullptr || !trigger.condition->met(trigger, seen) ||
+        !is_one_of(story.mesh, trigger.who, &seen.node) ||
         ++story.counts[i][&seen.node] != trigger.times) {
       continue;
     }

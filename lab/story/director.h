@@ -20,10 +20,14 @@ struct Story {
   // By step: how often its condition was met by each node, and whether it was carried out.
   std::vector<std::map<const Node*, int>> counts{};
   std::vector<bool> done{};
+  // By expectation and node: whether what had a time was met in it, once that is decided.
+  std::map<std::pair<std::size_t, const Node*>, bool> in_time{};
 };
 
 // Has those whom the step names do what it says; `it`: whom its condition was about.
 void carry_out(Mesh& mesh, const Step& step, Node* it);
+// Lets the scenario's rules of loss count, over those there are.
+void add_losses(Mesh& mesh, const Scenario& scenario);
 
 // Makes the scenario's mesh, switches everything on that no step switches on, and waits for the
 // rest.

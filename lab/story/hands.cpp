@@ -1,5 +1,6 @@
 #include "story/hands.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace lab {
@@ -7,16 +8,28 @@ namespace lab {
 namespace {
 
 // Read as a scenario of the same mesh, so that there is one grammar and one set of messages.
-std::string read_as_scenario(const Scenario& mesh, const std::string& line, Scenario& read) {
+Scenario read_as_scenario(const Scenario& mesh, const std::string& line, std::string& wrong) {
   const std::string text = "units " + std::to_string(mesh.units) + "\nbases " +
                            std::to_string(mesh.bases) + (mesh.stranger ? "\nstranger\n" : "\n") +
                            line + "\nexpect base mode 5\n";
-  std::string error;
-  if (!parse_scenario(text, "order", read, error)) {
-    const std::size_t end = error.find(": ");
-    return end == std::string::npos ? error : error.substr(end + 2);
+  Errors errors;
+  Scenario read = parse_scenario(text, "order", errors);
+  if (!errors.empty()) {
+    const std::string& first = errors.begin()->second;
+    wrong = first.substr(first.find(": ") + 2);
   }
-  return {};
+  return read;
+}
+
+// The line with the time from which it stands.
+std::string dated(const std::string& line, Time now) {
+  char time[32];
+  snprintf(time, sizeof time, "at %.3fs", seconds(now));
+  if (line.rfind("loss ", 0) != 0) {
+    return std::string(time) + ": " + line;
+  }
+  const std::size_t until = std::min(line.find(" until "), line.size());
+  return line.substr(0, until) + " " + time + line.substr(until);
 }
 
 }  // namespace
@@ -25,26 +38,28 @@ std::string do_by_hand(Story& story, const std::string& line, std::string& writt
   if (line.find_first_of("\r\n#") != std::string::npos) {
     return "expected one line";
   }
-  char time[32];
-  snprintf(time, sizeof time, "at %.3fs: ", seconds(story.mesh.loop.clock.now()));
-  const bool of_the_air = line.rfind("loss ", 0) == 0;
-  const std::string as_written = of_the_air ? line : time + line;
-  Scenario read;
-  const std::string wrong = read_as_scenario(story.scenario, as_written, read);
+  const std::string order = dated(line, story.mesh.loop.clock.now());
+  std::string wrong;
+  const Scenario read = read_as_scenario(story.scenario, order, wrong);
   if (!wrong.empty()) {
     return wrong;
   }
-  if (of_the_air) {
-    story.mesh.air.settings.loss = read.air.loss;
-    written +=
-        "# " + std::string(time) + line + ", by hand; a scenario has it from its beginning\n";
-    return {};
-  }
-  written += as_written + "\n";
+  written += order + "\n";
+  add_losses(story.mesh, read);
   for (const Step& step : read.steps) {
     carry_out(story.mesh, step, nullptr);
   }
   return {};
+}
+
+std::string as_played(const Scenario& scenario, const std::string& text) {
+  const AirSettings& air = scenario.air;
+  char settings[256];
+  snprintf(settings, sizeof settings,
+           "units %d\ntime-lapse %d\nloss %g%%\nduplicate %g%%\ndelay %gs\njitter %gs\nseed %llu\n",
+           scenario.units, scenario.time_lapse, air.loss * 100, air.duplicate * 100,
+           seconds(air.delay), seconds(air.jitter), static_cast<unsigned long long>(air.seed));
+  return text + "\n# As it was run, and by hand:\n" + settings;
 }
 
 }  // namespace lab

@@ -10,6 +10,7 @@ void follow(Journey& journey, const FrameSent& sent) {
     return;
   }
   ++journey.frames;
+  ++journey.sent_counts[static_cast<std::size_t>(operation - 1000)];
   journey.resent += sent.frame.resent ? 1 : 0;
   journey.sent = operation;
   if (operation == 1000 && journey.first_handshake == Journey::First::none) {
@@ -21,6 +22,7 @@ void follow(Journey& journey, const DriverTold& told) {
   if (told.operation == 0) {
     return;
   }
+  ++journey.heard_counts[static_cast<std::size_t>(told.operation - 1000)];
   journey.heard = told.operation;
   if (told.operation == 1004 && journey.first_handshake == Journey::First::running) {
     journey.first_handshake = Journey::First::completed;
@@ -31,7 +33,7 @@ void follow(Journey& journey, const ModeEntered& entered, Time time) {
   if (entered.before == kOff && entered.mode == 1) {
     return;
   }
-  const bool gave_up = entered.before == 1 && entered.mode == 0;
+  const bool gave_up = gives_up(entered);
   journey.gave_up += gave_up ? 1 : 0;
   if (journey.first_handshake == Journey::First::running && entered.mode != 3) {
     journey.first_handshake = gave_up ? Journey::First::failed : Journey::First::spoiled;

@@ -2,6 +2,7 @@
 #ifndef LAB_JOURNEY_H
 #define LAB_JOURNEY_H
 
+#include <array>
 #include <map>
 #include <string>
 
@@ -15,6 +16,9 @@ struct Journey {
   int sent = 0;                         // last operation that it sent in this handshake
   int heard = 0;                        // last one that its daemon was told of
   int gave_up = 0;
+  // By operation, from 1000 on.
+  std::array<int, 5> sent_counts{};
+  std::array<int, 5> heard_counts{};
   int frames = 0;
   int resent = 0;
   int crashes = 0;

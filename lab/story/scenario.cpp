@@ -1,15 +1,87 @@
 #include "story/scenario.h"
 
 #include <algorithm>
+#include <array>
 
-#include "air/frames.h"
 #include "node/mesh.h"
 #include "story/actions.h"
+#include "story/conditions.h"
+#include "story/expectations.h"
 #include "story/words.h"
 
 namespace lab {
 
 namespace {
+
+struct Setting {
+  std::string_view name;
+  void (*take)(Words& words, Scenario& scenario, int line);
+};
+
+// loss P% [from WHO] [to WHO] [at TIME] [until TIME]
+void take_loss(Words& words, Scenario& scenario, int line) {
+  LossRule rule{.line = line, .loss = words.percent(), .from = {}, .to = {}};
+  if (words.done()) {
+    scenario.air.loss = rule.loss;
+    return;
+  }
+  rule.from = words.take_if("from") ? words.take("whose frames") : "";
+  rule.to = words.take_if("to") ? words.take("to whom") : "";
+  rule.begin = words.take_if("at") ? words.time() : Time{};
+  rule.end = words.take_if("until") ? words.time() : Time::max();
+  if (!words.done()) {
+    words.fail("from WHO, to WHO, at TIME and until TIME, in this order");
+  }
+  scenario.losses.push_back(rule);
+}
+
+void take_channel(Words& words, Scenario& scenario, int line) {
+  const std::string who = words.take("a base");
+  const int channel = words.number("a channel", 1, 48);
+  scenario.channels[who] = {channel, line};
+  if (!is_channel(channel)) {
+    words.fail("a channel: 1 to 13, 36, 40, 44 or 48");
+  }
+}
+
+void take_at(Words& words, Scenario& scenario, int line);
+void take_when(Words& words, Scenario& scenario, int line);
+
+constexpr const char* kFaster = "how many times as fast";
+
+// What a line can begin with; `about` takes the whole line and is not among them.
+constexpr std::array kSettings{
+    Setting{"units", [](Words& words, Scenario& scenario,
+                        int) { scenario.units = words.number("a number of units", 1, kMaxUnits); }},
+    Setting{"bases", [](Words& words, Scenario& scenario,
+                        int) { scenario.bases = words.number("a number of bases", 1, kMaxBases); }},
+    Setting{"channel", take_channel},
+    Setting{"stranger", [](Words&, Scenario& scenario, int) { scenario.stranger = true; }},
+    Setting{"loss", take_loss},
+    Setting{"duplicate", [](Words& words, Scenario& scenario,
+                            int) { scenario.air.duplicate = words.percent(); }},
+    Setting{"delay",
+            [](Words& words, Scenario& scenario, int) { scenario.air.delay = words.time(); }},
+    Setting{"jitter",
+            [](Words& words, Scenario& scenario, int) { scenario.air.jitter = words.time(); }},
+    Setting{"seed",
+            [](Words& words, Scenario& scenario, int) {
+              scenario.air.seed = static_cast<std::uint64_t>(words.number("a seed", 0, 2147483647));
+            }},
+    Setting{"limit", [](Words& words, Scenario& scenario, int) { scenario.limit = words.time(); }},
+    Setting{"push-after",
+            [](Words& words, Scenario& scenario, int) { scenario.push_after = words.time(); }},
+    Setting{"time-lapse", [](Words& words, Scenario& scenario,
+                             int) { scenario.time_lapse = words.number(kFaster, 1, 1000); }},
+    Setting{"skip-waits", [](Words& words, Scenario& scenario,
+                             int) { scenario.skip_waits = words.number(kFaster, 1, 1000); }},
+    Setting{"at", take_at},
+    Setting{"when", take_when},
+    Setting{"expect", [](Words& words, Scenario& scenario, int line) {
+              Expectation& expected = scenario.expectations.emplace_back();
+              expected.line = line;
+              take_expectation(words, expected);
+            }}};
 
 bool can_do(const std::string& who, Whose whose) {
   switch (whose) {
@@ -25,19 +97,15 @@ bool can_do(const std::string& who, Whose whose) {
   return who != "stranger";
 }
 
-std::string list_of_actions() {
-  std::string list = "an action (";
-  for (const Action& action : actions()) {
-    list += std::string(action.name) + (&action == &actions().back() ? ")" : ", ");
-  }
-  return list;
-}
-
-std::string argument_of(Words& words, Argument kind) {
+std::string take_argument(Words& words, Argument kind) {
   const std::string word = words.peek();
   switch (kind) {
     case Argument::none:
       return {};
+    case Argument::off:
+      return words.take_if("off") ? word : "";
+    case Argument::window:
+      return words.take_if("window") ? word : "";
     case Argument::time:
       words.time();
       return word;
@@ -45,17 +113,15 @@ std::string argument_of(Words& words, Argument kind) {
       words.number("a number", 0, 100000);
       return word;
     case Argument::signal:
-      if (word != "USR1" && word != "USR2") {
+      if (!words.take_if("USR1") && !words.take_if("USR2")) {
         words.fail("USR1 or USR2");
       }
-      break;
+      return word;
     case Argument::setting:
-      if (word.find('=') == std::string::npos || word.front() == '=') {
-        words.fail("KEY=VALUE");
-      }
-      break;
+      words.setting();
+      return word;
   }
-  return words.take("an argument");
+  return {};
 }
 
 void take_action(Words& words, Step& step) {
@@ -64,43 +130,31 @@ void take_action(Words& words, Step& step) {
     return;
   }
   step.who = words.take("who does it");
-  const std::string name = words.peek();
-  const auto found = std::find_if(actions().begin(), actions().end(),
-                                  [&](const Action& action) { return action.name == name; });
-  if (found == actions().end()) {
-    words.fail(list_of_actions());
+  step.action = words.one_of(actions(), "an action that " + step.who + " can do",
+                             [&](const Action& action) { return can_do(step.who, action.whose); });
+  if (step.action == nullptr) {
     return;
   }
-  if (!can_do(step.who, found->whose)) {
-    words.fail("an action that " + step.who + " can do");
-    return;
-  }
-  words.take("an action");
-  step.action = &*found;
-  step.argument = argument_of(words, found->argument);
+  step.argument = take_argument(words, step.action->argument);
 }
 
-void take_condition(Words& words, Trigger& trigger) {
+void take_at(Words& words, Scenario& scenario, int line) {
+  Step& step = scenario.steps.emplace_back();
+  step.line = line;
+  step.trigger.after = words.time();
+  take_action(words, step);
+}
+
+void take_when(Words& words, Scenario& scenario, int line) {
+  Step& step = scenario.steps.emplace_back();
+  step.line = line;
+  Trigger& trigger = step.trigger;
   trigger.who = words.take("whom the condition is about");
-  if (words.take_if("sends")) {
-    trigger.kind = TriggerKind::sends;
-  } else if (words.take_if("hears")) {
-    trigger.kind = TriggerKind::hears;
-  } else if (words.take_if("mode")) {
-    trigger.kind = TriggerKind::mode;
-    trigger.number = words.number("a mode", 0, 6);
-  } else if (words.take_if("nvram")) {
-    trigger.kind = TriggerKind::nvram;
-    const std::string setting = argument_of(words, Argument::setting);
-    const std::size_t equals = setting.find('=');
-    trigger.key = setting.substr(0, equals);
-    trigger.value = equals < setting.size() ? setting.substr(equals + 1) : "";
-  } else {
-    words.fail("sends, hears, mode or nvram");
+  trigger.condition = words.one_of(conditions(), "a condition");
+  if (trigger.condition == nullptr) {
+    return;
   }
-  if (trigger.kind == TriggerKind::sends || trigger.kind == TriggerKind::hears) {
-    trigger.number = words.number("an operation", 1000, 1004);
-  }
+  trigger.condition->take(words, trigger);
   if (!words.done() && words.peek() != ":" && words.peek() != "after") {
     trigger.times = words.number("how often", 1, 1000);
     if (!words.take_if("times")) {
@@ -110,102 +164,31 @@ void take_condition(Words& words, Trigger& trigger) {
   if (words.take_if("after")) {
     trigger.after = words.time();
   }
+  take_action(words, step);
 }
 
-void take_expectation(Words& words, Expectation& expected) {
-  if (words.take_if("first-handshakes")) {
-    expected.kind = ExpectationKind::first_handshakes;
-    expected.number = static_cast<int>(words.percent() * 100 + 0.5);
-    return;
-  }
-  expected.who = words.take("of whom something is expected, or first-handshakes");
-  if (words.take_if("mode")) {
-    expected.kind = ExpectationKind::mode;
-    expected.number = words.number("a mode", 0, 6);
-  } else if (words.take_if("credentials")) {
-    expected.kind = ExpectationKind::credentials;
-    expected.text = words.take("a base, or one-base");
-  } else if (words.take_if("gave-up")) {
-    expected.kind = ExpectationKind::gave_up;
-    expected.number = words.number("how often", 0, 1000);
-  } else if (words.take_if("logged")) {
-    expected.kind = ExpectationKind::logged;
-    expected.text = words.take("a text in quotes");
-  } else {
-    words.fail("mode, credentials, gave-up or logged");
-  }
-}
-
-void take_setting(Words& words, int line, Scenario& out) {
-  const std::string name = words.peek();
-  if (words.take_if("units")) {
-    out.units = words.number("a number of units", 1, kMaxUnits);
-  } else if (words.take_if("bases")) {
-    out.bases = words.number("a number of bases", 1, kMaxBases);
-  } else if (words.take_if("loss")) {
-    out.air.loss = words.percent();
-  } else if (words.take_if("duplicate")) {
-    out.air.duplicate = words.percent();
-  } else if (words.take_if("delay")) {
-    out.air.delay = words.time();
-  } else if (words.take_if("jitter")) {
-    out.air.jitter = words.time();
-  } else if (words.take_if("seed")) {
-    out.air.seed = static_cast<std::uint64_t>(words.number("a seed", 0, 2147483647));
-  } else if (words.take_if("limit")) {
-    out.limit = words.time();
-  } else if (words.take_if("push-after")) {
-    out.push_after = words.time();
-  } else if (words.take_if("time-lapse")) {
-    out.time_lapse = words.number("how many times as fast", 1, 1000);
-  } else if (words.take_if("skip-waits")) {
-    out.skip_waits = words.number("how many times as fast", 1, 1000);
-  } else if (words.take_if("stranger")) {
-    out.stranger = true;
-  } else if (words.take_if("channel")) {
-    const std::string who = words.take("a base");
-    const int channel = words.number("a channel", 1, 48);
-    out.channels[who] = {channel, line};
-    if (!is_channel(channel)) {
-      words.fail("a channel: 1 to 13, 36, 40, 44 or 48");
-    }
-  } else {
-    words.fail("a setting, at, when or expect");
-  }
-}
-
-std::string parse_line(std::string_view line, int number, Scenario& out) {
+// A line with an error leaves the scenario as it was, and the error in return.
+std::string parse_line(std::string_view line, int number, Scenario& scenario) {
   Words words(line);
   if (words.done()) {
     return words.error();
   }
   if (words.take_if("about")) {
     const std::size_t at = line.find("about") + 6;
-    if (!out.about.empty()) {
-      out.about += ' ';
-    }
-    out.about += line.substr(std::min(at, line.size()));
+    scenario.about += scenario.about.empty() ? "" : " ";
+    scenario.about += at < line.size() ? line.substr(at) : "";
     return {};
   }
-  if (words.take_if("at")) {
-    Step step{.line = number, .trigger = {}, .who = {}, .action = nullptr, .argument = {}};
-    step.trigger.after = words.time();
-    take_action(words, step);
-    out.steps.push_back(step);
-  } else if (words.take_if("when")) {
-    Step step{.line = number, .trigger = {}, .who = {}, .action = nullptr, .argument = {}};
-    take_condition(words, step.trigger);
-    take_action(words, step);
-    out.steps.push_back(step);
-  } else if (words.take_if("expect")) {
-    Expectation expected{.line = number, .kind = {}, .who = {}, .number = 0, .text = {}};
-    take_expectation(words, expected);
-    out.expectations.push_back(expected);
-  } else {
-    take_setting(words, number, out);
+  Scenario changed = scenario;
+  const Setting* setting = words.one_of(kSettings, "a line's first word, about or one of these");
+  if (setting != nullptr) {
+    setting->take(words, changed, number);
   }
   if (!words.done()) {
     words.fail("the end of the line");
+  }
+  if (words.error().empty()) {
+    scenario = std::move(changed);
   }
   return words.error();
 }
@@ -227,49 +210,51 @@ bool exists(const Scenario& scenario, const std::string& who) {
 
 }  // namespace
 
-bool parse_scenario(std::string_view text, const std::string& file, Scenario& out,
-                    std::string& error) {
-  out = {};
-  out.file = file;
+Scenario parse_scenario(std::string_view text, const std::string& file, Errors& errors) {
+  Scenario scenario;
+  scenario.file = file;
   for (int number = 1; !text.empty(); ++number) {
     const std::size_t end = std::min(text.find('\n'), text.size());
-    const std::string wrong = parse_line(text.substr(0, end), number, out);
+    const std::string wrong = parse_line(text.substr(0, end), number, scenario);
     if (!wrong.empty()) {
-      error = file + ":" + std::to_string(number) + ": " + wrong;
-      return false;
+      errors.emplace(number, file + ":" + std::to_string(number) + ": " + wrong);
     }
     text.remove_prefix(std::min(end + 1, text.size()));
   }
-  if (out.expectations.empty()) {
-    error = file + ": expected at least one line \"expect ...\" that says how it must end";
-    return false;
+  if (scenario.expectations.empty() && errors.empty()) {
+    errors.emplace(0,
+                   file + ": expected at least one line \"expect ...\" that says how it must end");
   }
-  return check_names(out, error);
+  check_names(scenario, errors);
+  return scenario;
 }
 
-bool check_names(const Scenario& scenario, std::string& error) {
+void check_names(const Scenario& scenario, Errors& errors) {
   const auto check = [&](int line, const std::string& who, std::string_view also) {
-    if (error.empty() && who != also && !exists(scenario, who)) {
-      error = scenario.file + ":" + std::to_string(line) + ": expected one of this mesh (" +
-              std::to_string(scenario.units) + " units, " + std::to_string(scenario.bases) +
-              " bases), found \"" + who + "\"";
+    if (!who.empty() && who != also && !exists(scenario, who)) {
+      errors.emplace(line, scenario.file + ":" + std::to_string(line) +
+                               ": expected one of this mesh (" + std::to_string(scenario.units) +
+                               " units, " + std::to_string(scenario.bases) + " bases), found \"" +
+                               who + "\"");
     }
   };
-  error.clear();
   for (const Step& step : scenario.steps) {
-    check(step.line, step.who, step.trigger.kind == TriggerKind::at ? "" : "it");
+    check(step.line, step.who, step.trigger.who.empty() ? "" : "it");
     check(step.line, step.trigger.who, "");
   }
   for (const Expectation& expected : scenario.expectations) {
     check(expected.line, expected.who, "");
-    if (expected.kind == ExpectationKind::credentials) {
+    if (expected.kind != nullptr && expected.kind->name == "credentials") {
       check(expected.line, expected.text, "one-base");
     }
   }
   for (const auto& [who, channel] : scenario.channels) {
     check(channel.line, who, "");
   }
-  return error.empty();
+  for (const LossRule& rule : scenario.losses) {
+    check(rule.line, rule.from, "");
+    check(rule.line, rule.to, "");
+  }
 }
 
 }  // namespace lab

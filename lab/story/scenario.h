@@ -1,22 +1,12 @@
-// A scenario: a mesh, its air, what happens when and to whom, and what must be true at the end. One
-// statement a line, `#` begins a comment:
-//
-//   about TEXT                    units N      bases N     channel BASE N     stranger
-//   loss P%   duplicate P%        delay TIME   jitter TIME seed N             limit TIME
-//   time-lapse F                  skip-waits F                 push-after TIME
-//   at TIME: WHO ACTION [ARGUMENT]
-//   when WHO CONDITION [N times] [after TIME]: WHO ACTION [ARGUMENT]
-//   CONDITION: sends OPERATION   hears OPERATION   mode N   nvram KEY=VALUE
-//   expect WHO mode N              expect WHO credentials BASE    expect WHO gave-up N
-//   expect first-handshakes P%     expect WHO logged "TEXT"
-//
-// WHO is a unit (`unit-2`), `units`, a base (`base`, `base-2`), `bases` or `stranger`;
-// behind a colon also `it`, the one that the condition was about. With `units` a condition stands
-// for each unit by itself. A TIME is a number with ms, s or min.
+// A scenario: a mesh, its air, what happens when and to whom, and what must be true at the end. It
+// is a file of lines, one statement each; docs/lab.md tells the language. What may be said stands
+// in tables, each entry with what it means: settings in scenario.cpp, the rest in actions.h,
+// conditions.h and expectations.h.
 #ifndef LAB_SCENARIO_H
 #define LAB_SCENARIO_H
 
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,17 +16,17 @@
 namespace lab {
 
 struct Action;
-
-enum class TriggerKind { at, sends, hears, mode, nvram };
+struct Condition;
+struct ExpectationKind;
 
 struct Trigger {
-  TriggerKind kind = TriggerKind::at;
+  const Condition* condition = nullptr;  // none: `at` a time
   std::string who;
   int number = 0;  // operation or mode
   int times = 1;
   std::string key;
-  std::string value;
-  Time after{};  // of `at`, the time itself
+  std::string text;  // a value, or a part of a log line
+  Time after{};      // of `at`, the time itself
 };
 
 struct Step {
@@ -47,19 +37,37 @@ struct Step {
   std::string argument;
 };
 
-enum class ExpectationKind { mode, credentials, gave_up, first_handshakes, logged };
+struct Amount {
+  enum class Bound { exactly, at_least, at_most };
+  Bound bound = Bound::exactly;
+  int number = 0;
+};
 
 struct Expectation {
   int line = 0;
-  ExpectationKind kind = ExpectationKind::mode;
-  std::string who;
-  int number = 0;  // mode, times or percent
+  const ExpectationKind* kind = nullptr;
+  bool negated = false;
+  std::string who;  // empty: the whole mesh
+  std::optional<Time> within;
+  int number = 0;  // mode, operation or percent
+  Amount amount;
+  std::string key;
   std::string text;
 };
 
 struct Channel {
   int number = 0;
   int line = 0;
+};
+
+// What is lost of what some send to some others, for a while.
+struct LossRule {
+  int line = 0;
+  double loss = 0;
+  std::string from;  // empty: whoever sends
+  std::string to;
+  Time begin{};
+  Time end = Time::max();
 };
 
 struct Scenario {
@@ -69,6 +77,7 @@ struct Scenario {
   int bases = 1;
   bool stranger = false;
   AirSettings air;
+  std::vector<LossRule> losses;
   Time limit = 120s;
   Time push_after{};  // how long the list of ready units must rest before it is pushed to
   int time_lapse = 1;
@@ -78,12 +87,12 @@ struct Scenario {
   std::vector<Expectation> expectations;
 };
 
-// False, and one line "file:line: what was expected" in `error`, where the text is no scenario.
-bool parse_scenario(std::string_view text, const std::string& file, Scenario& out,
-                    std::string& error);
+// All errors by line, each as "file:line: expected ..., found ..."; those of the file as line 0.
+using Errors = std::multimap<int, std::string>;
 
+Scenario parse_scenario(std::string_view text, const std::string& file, Errors& errors);
 // Whether everybody who is named exists in this mesh; asked again when the number of units changes.
-bool check_names(const Scenario& scenario, std::string& error);
+void check_names(const Scenario& scenario, Errors& errors);
 
 }  // namespace lab
 

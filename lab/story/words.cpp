@@ -1,7 +1,5 @@
 #include "story/words.h"
 
-#include <utility>
-
 namespace lab {
 
 std::optional<Time> parse_time(std::string_view text) {
@@ -107,6 +105,17 @@ Time Words::time() {
   }
   ++at_;
   return *value;
+}
+
+std::pair<std::string, std::string> Words::setting() {
+  const std::string word = peek();
+  const std::size_t equals = word.find('=');
+  if (equals == std::string::npos || equals == 0) {
+    fail("KEY=VALUE");
+    return {};
+  }
+  ++at_;
+  return {word.substr(0, equals), word.substr(equals + 1)};
 }
 
 }  // namespace lab

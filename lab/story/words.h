@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "base/loop.h"
@@ -33,6 +34,29 @@ class Words {
   int number(const char* expected, int low, int high);
   double percent();
   Time time();
+  // Takes the word that names one of the entries of a table, of those that may stand here.
+  template <typename Table, typename Allowed>
+  auto one_of(const Table& table, const std::string& expected, Allowed allowed)
+      -> decltype(&*std::begin(table)) {
+    std::string names;
+    for (const auto& entry : table) {
+      if (!allowed(entry)) {
+        continue;
+      }
+      if (take_if(entry.name)) {
+        return &entry;
+      }
+      names += (names.empty() ? "" : ", ") + std::string(entry.name);
+    }
+    fail(expected + " (" + names + ")");
+    return nullptr;
+  }
+  template <typename Table>
+  auto one_of(const Table& table, const std::string& expected) {
+    return one_of(table, expected, [](const auto&) { return true; });
+  }
+  // KEY=VALUE
+  std::pair<std::string, std::string> setting();
   void fail(const std::string& expected);
   const std::string& error() const { return error_; }
 

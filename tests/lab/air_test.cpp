@@ -78,6 +78,11 @@ TEST_F(Air, AFrameIsHeardOnItsChannelAlone) {
   EXPECT_EQ(node("unit-1").radio.channel, 1) << "it sends there and stays where it listens";
   wl_of("unit-1", "csa 0 5 6");
   EXPECT_FALSE(loses("unit-1", "base", ""));
+  mesh.air.losses = {{.loss = 1, .from = {&node("base").radio}, .to = {}, .begin = {}, .end = 60s}};
+  EXPECT_FALSE(loses("unit-1", "base", ""));
+  EXPECT_TRUE(loses("base", "unit-1", "")) << "one direction is bad for a while";
+  mesh.air.losses[0].end = 0s;
+  EXPECT_FALSE(loses("base", "unit-1", ""));
   node("base").radio.muted = true;
   EXPECT_TRUE(loses("unit-1", "base", "6"));
   EXPECT_TRUE(loses("base", "unit-1", "6"));

@@ -1,5 +1,5 @@
 // Scenario files: what they say, and what is said of their errors.
-#include "story/scenario.h"
+#include "story/expectations.h"
 
 #include "wrong_use.h"
 
@@ -7,19 +7,20 @@ namespace lab {
 namespace {
 
 TEST(Scenario, SaysWhatHappensAndWhatMustBe) {
-  Scenario scenario;
-  std::string error;
-  ASSERT_TRUE(
-      parse_scenario("about Two lines\nabout of text: with a colon\n"
-                     "units 4   # a comment\n\nbases 2\nchannel base-2 36\nloss 12.5%\n"
-                     "jitter 200ms\nlimit 2min\nskip-waits 60\n"
-                     "at 1.5s: units power-on\n"
-                     "when units sends 1002 2 times after 50ms: it power-cycle 3s\n"
-                     "when base nvram a=b:c: base nvram d=02:a7:00\n"
-                     "expect units mode 6\nexpect base logged \"a b\"\n"
-                     "expect first-handshakes 98%\n",
-                     "file", scenario, error))
-      << error;
+  Errors errors;
+  Scenario scenario = parse_scenario(
+      "about Two lines\nabout of text: with a colon\n"
+      "units 4   # a comment\n\nbases 2\nchannel base-2 36\nloss 12.5%\n"
+      "jitter 200ms\nlimit 2min\nskip-waits 60\n"
+      "at 1.5s: units power-on\n"
+      "when units sends 1002 2 times after 50ms: it power-cycle 3s\n"
+      "when base nvram a=b:c: base nvram d=02:a7:00\n"
+      "expect units mode 6\nexpect base logged \"a b\"\n"
+      "expect first-handshakes 98%\n"
+      "loss 100% from unit-1 until 5s\n"
+      "expect not unit-2 within 5s sent 1000 at most 3 times\n",
+      "file", errors);
+  ASSERT_THAT(errors, ::testing::IsEmpty());
   EXPECT_EQ(scenario.about, "Two lines of text: with a colon");
   EXPECT_EQ(scenario.channels["base-2"].number, 36);
   EXPECT_DOUBLE_EQ(scenario.air.loss, 0.125);
@@ -30,27 +31,76 @@ TEST(Scenario, SaysWhatHappensAndWhatMustBe) {
   EXPECT_TRUE(second.line == 12 && second.trigger.number == 1002 && second.trigger.times == 2);
   EXPECT_EQ(second.trigger.after, 50ms);
   EXPECT_EQ(second.who + " " + second.argument, "it 3s");
-  EXPECT_EQ(scenario.steps[2].trigger.value + " " + scenario.steps[2].argument, "b:c d=02:a7:00");
-  ASSERT_EQ(scenario.expectations.size(), 3U);
+  EXPECT_EQ(scenario.steps[2].trigger.text + " " + scenario.steps[2].argument, "b:c d=02:a7:00");
+  EXPECT_TRUE(scenario.losses[0].from == "unit-1" && scenario.losses[0].end == 5s);
+  ASSERT_EQ(scenario.expectations.size(), 4U);
   EXPECT_EQ(scenario.expectations[1].text, "a b");
   EXPECT_EQ(scenario.expectations[2].number, 98);
-  scenario.units = 0;
-  EXPECT_TRUE(check_names(scenario, error)) << "it names no single unit";
+  const Expectation& last = scenario.expectations[3];
+  EXPECT_TRUE(last.negated && last.within == 5s && last.number == 1000);
+  EXPECT_TRUE(last.amount.bound == Amount::Bound::at_most && last.amount.number == 3);
   scenario.bases = 1;
-  EXPECT_FALSE(check_names(scenario, error)) << "it names the second base";
+  scenario.units = 1;
+  check_names(scenario, errors);
+  EXPECT_EQ(errors.size(), 2U) << "the second base and the second unit are not there";
 }
 
-TEST(Scenario, AnErrorNamesFileLineAndWhatWasExpected) {
-  for (const auto& [message, input] : wrong_cases("/wrong_scenarios.txt", " <- ")) {
-    Scenario scenario;
-    std::string error;
-    const std::string text = (input.rfind("\\n", 0) == 0 ? "\n" + input.substr(2) : input) + "\n";
-    const bool without_end = input == "# units";
-    EXPECT_FALSE(
-        parse_scenario(text + (without_end ? "" : "expect units mode 6\n"), "f", scenario, error))
-        << input;
-    EXPECT_THAT(error, ::testing::StartsWith(message));
+TEST(Scenario, AllErrorsAreNamedWithWhatCouldStandThere) {
+  std::string text;
+  std::vector<::testing::Matcher<std::pair<const int, std::string>>> said;
+  for (const auto& [message, line] : wrong_cases("/wrong_scenarios.txt", " <- ")) {
+    const int number = static_cast<int>(said.size()) + 1;
+    const std::string place = "f:" + std::to_string(number) + ": ";
+    said.emplace_back(::testing::Pair(number, ::testing::StartsWith(place + message)));
+    text += line + "\n";
   }
+  Errors errors;
+  parse_scenario(text, "f", errors);
+  EXPECT_THAT(errors, ::testing::ElementsAreArray(said));
+  errors.clear();
+  parse_scenario("# units\n", "f", errors);
+  EXPECT_THAT(errors, ::testing::ElementsAre(
+                          ::testing::Pair(0, ::testing::HasSubstr("at least one line"))));
+}
+
+// How each expectation of unit-1 stands: + it holds, - it does not, and ! for good; and whether the
+// run may end.
+std::string judged(const std::string& lines, const Journey& journey, int mode) {
+  Errors errors;
+  const Scenario scenario = parse_scenario(lines, "f", errors);
+  EXPECT_THAT(errors, ::testing::IsEmpty());
+  Mesh mesh;
+  EXPECT_TRUE(mesh.loop.clock.start("/tmp/clock"));
+  Story story{mesh, scenario};
+  make_mesh(story);
+  const Node* unit = find_node(mesh, "unit-1");
+  find_node(mesh, "unit-1")->platform.mode = mode;
+  story.journeys[unit] = journey;
+  story.journeys[unit].powered = mesh.loop.clock.now();
+  note_in_time(story);
+  find_node(mesh, "unit-1")->platform.mode = 6;
+  std::string how;
+  for (const Verdict& verdict : judge(story)) {
+    how += std::string(verdict.holds ? "+" : "-") + (verdict.final ? "!" : "");
+  }
+  return how + (is_decided(story, judge(story)) ? " end" : "");
+}
+
+TEST(Scenario, CountsAndTimesAreExact) {
+  const Journey twice{.gave_up = 2, .sent_counts = {7}};
+  const std::string health = "++";
+  EXPECT_EQ(judged("expect unit-1 gave-up 2\nexpect unit-1 gave-up at least 2\n"
+                   "expect unit-1 gave-up at most 1\nexpect not unit-1 sent 1000 7 times\n"
+                   "expect unit-1 heard 1000 at least 1\n",
+                   twice, 1),
+            "++!-!--" + health);
+  const std::string timed = "expect unit-1 within 10s mode 6\nexpect not unit-1 within 0s mode 6\n";
+  EXPECT_EQ(judged(timed, twice, 1), "-+!" + health) << "it came to mode 6 later";
+  EXPECT_EQ(judged(timed, twice, 6), "+!+!" + health + " end") << "and within 0 s nothing can";
+  EXPECT_EQ(judged("expect unit-1 gave-up 2\n", twice, 6), "+" + health + " end");
+  EXPECT_EQ(judged("expect not unit-1 mode 5\nexpect unit-1 gave-up at most 3\n", twice, 6),
+            "++" + health)
+      << "what must not happen may yet happen";
 }
 
 }  // namespace

@@ -79,12 +79,14 @@ class WebTest(unittest.TestCase):
         field = self.browser.find_element(By.CSS_SELECTOR, "#hands input")
         field.send_keys("unit-9 mute\n")
         self.see(lambda: "expected one of this mesh" in self.text("said"))
+        field.clear()
+        field.send_keys("loss 9% from unit-1 until 90s\n")
         self.assertIn("is switched on", self.text("story"))
         self.assertEqual([entry["message"] for entry in self.browser.get_log("browser") if "/order" not in entry["message"]], [])
         run.send_signal(signal.SIGINT)
         self.assertEqual(run.wait(30), 130)
         self.assertRegex((self.out / "by-hand.scenario").read_text(),
-                         r"(?s)units 2\nseed .*\nat [0-9.]+s: unit-2 power-cut\nat [0-9.]+s: unit-2 power-on\n$")
+                         r"(?s)units 2\ntime-lapse 1\n.*seed 1\nat [0-9.]+s: unit-2 power-cut\nat [0-9.]+s: unit-2 power-on\nloss 9% from unit-1 at [0-9.]+s until 90s\n$")
 
     def test_the_report_is_the_same_page(self):
         run, url = self.start("onboard", "--seed", "3")
