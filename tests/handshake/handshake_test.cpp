@@ -52,7 +52,7 @@ class HandshakeTest : public DaemonTest {
       {0x1000, air::element(2)},
       {0x1001, air::from_text(key_)},
       {0x1002, sealed(air::sat_key_content(key_) + Bytes(RSA_DATA_MAX - 470))},
-      {0x1003, sealed(air::credentials("net", "word", "aes", "psk2"))},
+      {0x1003, sealed(air::credentials("net", "word", "aes", "psk2") + Bytes(RSA_DATA_MAX - 30))},
       {0x1004, {}},
       {0x1005, {1}}};
 };
