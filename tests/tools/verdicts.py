@@ -22,20 +22,27 @@ class Run:
 
     def __init__(self, folder, why):
         self.folder, self.sent, self.mode, self.gave_up = folder, collections.Counter(), {}, collections.Counter()
+        self.attempts = collections.defaultdict(list)  # counts of operations from each entry into mode 1 on
         for event in json.loads((folder / "timeline.json").read_text()):
             if event["what"] == "frame" and "operation" in event:
                 self.sent[event["unit"], event["to"], str(event["operation"])] += 1
+                for unit in {event["unit"], event["to"]} & set(self.attempts):
+                    self.attempts[unit][-1][str(event["operation"])] += 1
             elif event["what"] == "mode":
                 self.mode[event["unit"]] = event["mode"]
                 self.gave_up[event["unit"]] += (event["before"], event["mode"]) == (1, 0)
+                if event["mode"] == 1:
+                    self.attempts[event["unit"]].append(collections.Counter())
+        self.forged = any(sender == "stranger" for sender, _, _ in self.sent)
         said = subprocess.run([why, "--json", folder, folder / "air.pcapng"], stdout=subprocess.PIPE, check=True)
         self.logs = [json.loads(line) for line in said.stdout.splitlines()]
 
     def wrong(self):
         for log in self.logs:
             writer = pathlib.Path(log["file"]).stem
-            if log["unknown_messages"] or not log["units"]:
-                yield f"{writer}: {log['unknown_messages']} messages are unknown, {len(log['units'])} units"
+            strange = [unit["station"] for unit in log["units"] if not name_of(unit["station"]).startswith("unit")]
+            if log["unknown_messages"] or not log["units"] or len(strange) > 2:
+                yield f"{writer}: {log['unknown_messages']} unknown messages, {len(log['units'])} units, {strange}"
             for unit in log["units"]:
                 wrong = self.wrong_of_base if unit["side"] == "base" else self.wrong_of_unit
                 for text in wrong(writer, name_of(unit["station"]), unit):
@@ -52,9 +59,9 @@ class Run:
             yield f"{hello} operations 1000 to this base, {elsewhere} frames to others"
         if (said["reason"] == "never-said-hello" and hello) or (said["reason"] == "base-did-not-answer" and not hello):
             yield f"{hello} operations 1000"
-        counted = sum((attempt["air"] or {}).get("1000", 0) for attempt in said["attempts"])
-        if counted > hello:
-            yield f"{counted} operations 1000 counted, {hello} sent"
+        counted = [attempt["air"] for attempt in said["attempts"]]
+        if None not in counted and sum(attempt["1000"] for attempt in counted) != hello and not self.forged:
+            yield f"{counted} counted, {hello} operations 1000 sent"
 
     def wrong_of_unit(self, unit, named, said):
         if named not in (unit, "this unit"):
@@ -64,17 +71,21 @@ class Run:
         gave_up = sum(attempt["reason"].startswith(("gave-up", "sealed", "key-")) for attempt in said["attempts"])
         if gave_up != self.gave_up[unit]:
             yield f"it gave up {self.gave_up[unit]} times, told {gave_up}"
+        counted = [+collections.Counter(attempt["air"]) for attempt in said["attempts"] if attempt["air"]]
+        sent = [attempt for attempt in self.attempts[unit] if attempt["1000"]]
+        if counted != sent and counted and not self.forged:
+            yield f"{counted} counted, {sent} sent"
 
 
 def main():
     runs = [Run(pathlib.Path(folder), sys.argv[1]) for folder in sys.argv[2:]]
     wrong = [text for run in runs for text in run.wrong()]
     verdicts = collections.Counter(unit["reason"] for run in runs for log in run.logs for unit in log["units"])
-    cannot_tell = sum(a["reason"] == "in-progress" or (a["air"] is None and not a["steps"])
-                      for run in runs for log in run.logs for unit in log["units"] for a in unit["attempts"])
-    print(*wrong, sep="\n")
-    print(f"{len(runs)} runs, {sum(verdicts.values())} verdicts, {len(wrong)} contradicted, "
-          f"{cannot_tell} attempts of which it cannot tell")
+    attempts = [attempt for run in runs for log in run.logs for unit in log["units"] for attempt in unit["attempts"]]
+    print(*wrong, sep="\n", end="\n" if wrong else "")
+    print(f"{len(runs)} runs, {sum(verdicts.values())} verdicts, {len(wrong)} contradicted; {len(attempts)} attempts, of "
+          f"{sum(attempt['reason'] == 'in-progress' for attempt in attempts)} it cannot tell the reason, of "
+          f"{sum(attempt['air'] is None for attempt in attempts)} the frames")
     sys.exit(bool(wrong))
 
 

@@ -50,7 +50,7 @@ class WhyTest(unittest.TestCase):
         self.log = self.folder / "vorlent_dbg.log"
 
     def run_why(self, *arguments, **more):
-        return subprocess.run([BUILD / "vorlent-why", *arguments], capture_output=True, check=False, **more)
+        return subprocess.run([sys.executable, BUILD / "vorlent-why", *arguments], capture_output=True, check=False, **more)
 
     def why(self, log, *options):
         """What the tool tells of a log, given as rules or as bytes."""
@@ -128,14 +128,15 @@ class WhyTest(unittest.TestCase):
 
     def test_bad_input_gets_a_message_and_a_status(self):
         self.log.write_text(log_of("window"))
-        bad = self.folder / "bad.json"
+        bad, capture = self.folder / "bad.json", self.folder / "air.pcapng"
         bad.write_text("[" * 100000)
+        capture.write_bytes(b"\n\r\r\n")
         for arguments, status, text in [
                 ([], 2, "LOG"), (["--zork\x1b", self.log], 2, "--zork?"), (["/missing"], 1, "No such file"),
                 (["/dev/null"], 1, "no message of vorlent"), ([self.log, self.log, "--nvram", bad], 2, "one log"),
                 ([self.log, "--candidates", bad], 1, "no candidate file"),
-                ([self.log, "--candidates", self.log], 1, "no candidate file"), ([self.folder / "x"], 1, "No such file")]:
-            run = self.run_why(*arguments)
+                ([self.log, "--candidates", self.log], 1, "no candidate file"), ([self.log, capture], 1, "package tshark")]:
+            run = self.run_why(*arguments, env={"PATH": ""})
             self.assertEqual((run.returncode, "Traceback" in run.stderr.decode()), (status, False), arguments)
             self.assertIn(text, run.stderr.decode())
 

@@ -101,19 +101,6 @@ def compare_channels(attempt, base, unit):
                              f"channel {channels_text(unit)}.")
 
 
-def windows(frames, sent, attempts):
-    """The frames of each attempt, given which of them the log's writer has sent, and how many in
-    each attempt; None where the two do not fit, as when the capture began later."""
-    own = [i for i, frame in enumerate(frames) if sent(frame)]
-    if len(own) != sum(attempts):
-        return None
-    ends, done = [], 0
-    for count in attempts:
-        done += count
-        ends.append(own[done] if done < len(own) else len(frames))
-    return [frames[begin:end] for begin, end in zip([0] + ends, ends)]
-
-
 class UnitWitness:
     """The capture beside a unit's log."""
 
@@ -128,13 +115,28 @@ class UnitWitness:
         if self.unit:
             station.name = self.unit
             frames = [frame for frame in self.air.frames if frame.unit == self.unit]
-            parts = windows(frames, lambda frame: frame.operation == "1000",
-                            [attempt.facts["sent 1000"] for attempt in attempts])
-            for attempt, part in zip(attempts, parts or []):
+            for attempt, part in zip(attempts, self.parts_of(frames, attempts)):
                 if attempt.facts["sent 1000"]:
                     self.judge_silence(attempt, see(attempt, part))
         for attempt in attempts:
             self.judge_channel(attempt)
+
+    @staticmethod
+    def parts_of(frames, attempts):
+        """Each attempt begins with its first operation 1000, or with what was meant for the one before
+        and came late."""
+        own = [i for i, frame in enumerate(frames) if frame.operation == "1000"]
+        if len(own) != sum(attempt.facts["sent 1000"] for attempt in attempts):
+            return []
+        starts, done = [], 0
+        for attempt in attempts:
+            start, early = own[done] if done < len(own) else len(frames), attempt.facts["early"]
+            while early and start and frames[start - 1].operation in ("1003", "1004"):
+                start, early = start - 1, early - 1
+            starts.append(start)
+            done += attempt.facts["sent 1000"]
+        starts[0] = 0
+        return [frames[begin:end] for begin, end in zip(starts, starts[1:] + [len(frames)])]
 
     @staticmethod
     def judge_silence(attempt, counts):
@@ -179,7 +181,7 @@ class BaseWitness:
         attempts = station.attempts
         counted = [sum(attempt.facts[f"sent {op}"] for op in ("1001", "1004", "1003")) for attempt in attempts]
         parts = [ours] if len(attempts) == 1 else self.parts_of(ours, counted)
-        for attempt, part in zip(attempts, parts or []):
+        for attempt, part in zip(attempts, parts):
             self.judge_attempt(attempt, see(attempt, part) if ours else {}, others, station.name)
         sent = [i for i, frame in enumerate(ours) if frame.operation == "1003"]
         if sent:
@@ -188,10 +190,11 @@ class BaseWitness:
     @staticmethod
     def parts_of(ours, counted):
         """Each attempt begins with the unit's operation 1000 before the base's first answer in it;
-        where the base sent no answer, behind its last one before that."""
+        where the base sent no answer, behind its last one before that. No parts where log and capture
+        do not fit, as when the capture began later."""
         own = [i for i, frame in enumerate(ours) if frame.sender == "base"]
         if len(own) != sum(counted):
-            return None
+            return []
         starts, done, behind = [], 0, 0
         for count in counted:
             start = behind

@@ -45,6 +45,11 @@ class Unit(Side):
         """What came before is no longer the reason."""
         self.now.facts["stage"], self.now.reason = stage, "in-progress"
 
+    def arrives(self, text):
+        """What is heard before the unit has sent its key was meant for the one before."""
+        self.add(text)
+        self.now.facts["early"] += not self.now.facts["sent 1002"]
+
     @says("open_eventfd", "opened loopback socket %d\n")
     def starts(self, _descriptor):
         if self.now and self.now.reason not in HAS_BACKHAUL:
@@ -138,12 +143,12 @@ class Unit(Side):
 
     @says("act_op_1004_handler", "extend 15 minutes for waiting 1003...\n")
     def wait(self):
-        self.add("operation 1004 arrives: wait up to 15 minutes")
+        self.arrives("operation 1004 arrives: wait up to 15 minutes")
         self.reach(5)
 
     @says("act_op_1003_handler", "decode(%d):\n%.*s\n")
     def credentials(self, length):
-        self.add(f"operation 1003 arrives, {length} bytes decrypted")
+        self.arrives(f"operation 1003 arrives, {length} bytes decrypted")
         self.now.facts["empty"] = int(length) == 0
 
     @says("act_op_1003_handler", "drop operation 1003 from STA: %s: %s%s\n")
