@@ -1,6 +1,7 @@
 # What `cmake --install` puts where, in components of which a board wants the first alone:
 #
 #   daemon      the daemon, its systemd unit and vorlentctl
+#   linux       the radio's service of an ordinary Linux box, and wl
 #   nvram       the stand-in's command; not there with a maker's platform
 #   documents   documents
 #   dissector   for Wireshark
@@ -64,6 +65,15 @@ endif()
 if(TARGET nvram)
   install(TARGETS nvram RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT nvram)
   install_pages(nvram nvram.1)
+endif()
+
+if(TARGET vorlent-radio)
+  install(TARGETS wl vorlent-radio RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT linux)
+  install_pages(linux vorlent-radio.8 wl.8)
+  if(VORLENT_UNIT_DIR)
+    install_with(linux packaging/systemd/vorlent-radio.service ${VORLENT_UNIT_DIR} vorlent-radio.service
+                 /usr/sbin/vorlent-radio ${CMAKE_INSTALL_SBINDIR}/vorlent-radio)
+  endif()
 endif()
 
 install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documents)

@@ -21,6 +21,9 @@ set(CPACK_DEBIAN_DOCUMENTS_PACKAGE_NAME vorlent-doc)
 set(CPACK_DEBIAN_DOCUMENTS_PACKAGE_SECTION doc)
 set(CPACK_DEBIAN_DISSECTOR_PACKAGE_NAME vorlent-dissector)
 set(CPACK_DEBIAN_NVRAM_PACKAGE_NAME vorlent-nvram)
+set(CPACK_DEBIAN_LINUX_PACKAGE_NAME vorlent-linux)
+set(CPACK_DEBIAN_LINUX_PACKAGE_DEPENDS
+    "vorlent (= ${PROJECT_VERSION}), vorlent-nvram (= ${PROJECT_VERSION}), hostapd, wpasupplicant")
 set(CPACK_DEBIAN_LABORATORY_PACKAGE_NAME vorlent-lab)
 set(CPACK_DEBIAN_LABORATORY_PACKAGE_DEPENDS
     "vorlent (= ${PROJECT_VERSION}), vorlent-nvram (= ${PROJECT_VERSION}), bubblewrap, python3:any")
@@ -35,6 +38,9 @@ fresh from the factory in as a satellite. With vorlentctl, the owner's command."
 set(CPACK_COMPONENT_NVRAM_DESCRIPTION "NVRAM command where no platform has one
 Shows and changes the settings that vorlent reads from the stand-in for a
 platform's NVRAM, which is a text file.")
+set(CPACK_COMPONENT_LINUX_DESCRIPTION "radio of an ordinary Linux box for vorlent
+A service that owns a card of the kernel's 802.11 stack and speaks with vorlent
+as a router's driver would, and the wl command in front of it.")
 set(CPACK_COMPONENT_DOCUMENTS_DESCRIPTION "documents of the onboarding daemon vorlent
 How it is built, ported to a platform, measured, and what it protects.")
 set(CPACK_COMPONENT_DISSECTOR_DESCRIPTION "Wireshark dissector of vorlent's frames

@@ -47,7 +47,7 @@ debian_archive() {
 }
 
 lab_packages=(g++ cmake ninja-build pkg-config libssl-dev libcjson-dev libcli11-dev libcpp-httplib-dev bubblewrap)
-build_packages=("${lab_packages[@]}" libgtest-dev libgmock-dev)
+build_packages=("${lab_packages[@]}" libgtest-dev libgmock-dev libnl-genl-3-dev libpcap-dev libwpa-client-dev)
 
 # On a terminal, one line of it at a time.
 show_progress() {

@@ -3,13 +3,15 @@
 set -euo pipefail
 fail() { echo "FAILED: $*" >&2; exit 1; }
 work=$2/service
-unit=$1/packaging/systemd/vorlent.service
 mkdir -p "$work/bin"
-exposure=$(systemd-analyze security --offline=yes "$unit" | sed -n 's/.*exposure level.*: \([0-9.]*\) .*/\1/p')
-awk -v e="$exposure" 'BEGIN { exit !(e != "" && e <= 2.5) }' || fail "exposure $exposure, wanted 2.5 at most"
-sed "s|/usr/sbin/vorlent|$2/vorlent|" "$unit" >"$work/vorlent.service"
-complaint=$(systemd-analyze verify --man=no "$work/vorlent.service" 2>&1) || fail "$complaint"
-[ -z "$complaint" ] || fail "$complaint"
+for unit in "$1"/packaging/systemd/*.service; do
+  name=${unit##*/}
+  exposure=$(systemd-analyze security --offline=yes "$unit" | sed -n 's/.*exposure level.*: \([0-9.]*\) .*/\1/p')
+  awk -v e="$exposure" 'BEGIN { exit !(e != "" && e <= 2.5) }' || fail "$name: exposure $exposure, wanted 2.5 at most"
+  sed "s|/usr/sbin/vorlent|$2/vorlent|; s|$2/vorlent-radio|$2/linux/vorlent-radio|" "$unit" >"$work/$name"
+  complaint=$(systemd-analyze verify --man=no "$work/$name" 2>&1) || fail "$complaint"
+  [ -z "$complaint" ] || fail "$complaint"
+done
 
 # procd, played: the shell that it is given starts the daemon, ends with it, and takes it along.
 {

@@ -1,0 +1,253 @@
+#include "radio.h"
+
+#include <arpa/inet.h>
+#include <net/if.h>
+#include <sys/socket.h>
+
+#include <cstdarg>
+#include <cstdio>
+
+namespace radio {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds kLook{1000};
+constexpr milliseconds kOverlap{300};  // the next stay begins before this one ends
+
+Descriptor way_to_the_daemon() {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(kEventPort);
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  Descriptor out(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  const bool connected =
+      connect(out.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  return connected ? std::move(out) : Descriptor();
+}
+
+// A daemon that is not there misses what it misses, as with a driver.
+void hand_over(const Radio& radio, const Datagram& event) {
+  if (!event.whole()) {
+    say("an event of more than 4096 bytes was dropped");
+    return;
+  }
+  const View bytes = event.view();
+  static_cast<void>(send(radio.daemon.get(), bytes.data(), bytes.size(), 0));
+}
+
+// A channel without a number of its own, as those of 6 GHz, is none on which the daemon could
+// answer.
+void hand_over_bss(const Radio& radio, const Bss& bss) {
+  if (channel_of(bss.frequency) != 0) {
+    hand_over(radio, bss_event(radio.interface.address, bss));
+  }
+}
+
+void end_scan(Radio& radio, bool complete) {
+  if (!radio.scanning) {
+    return;  // another program's
+  }
+  radio.scanning = false;
+  if (complete) {
+    radio.kernel.for_each_bss([&radio](const Bss& bss) { hand_over_bss(radio, bss); });
+  }
+  hand_over(radio, scan_end_event(radio.interface.address,
+                                  complete ? ScanEnd::complete : ScanEnd::aborted));
+}
+
+void end_sending(Radio& radio, std::uint64_t cookie, bool acknowledged) {
+  for (auto it = radio.sendings.begin(); it != radio.sendings.end(); ++it) {
+    if (it->cookie == cookie) {
+      const bool heard_of = acknowledged || it->to_group;
+      answer(it->client, true, heard_of ? "" : "sent, and not acknowledged");
+      radio.sendings.erase(it);
+      return;
+    }
+  }
+}
+
+void renew_stay(Radio& radio) {
+  const int result = radio.kernel.stay_on(radio.stays_on, radio.stay);
+  if (result != 0) {
+    say("channel %d cannot be kept: error %d", channel_of(radio.stays_on), -result);
+  }
+  const milliseconds stay(result == 0 ? radio.kernel.longest_stay() : 1000);
+  radio.next_stay = Clock::now() + stay - std::min(kOverlap, stay / 2);
+}
+
+void open_monitor(Radio& radio) {
+  std::string why;
+  radio.kernel.remove(kMonitorName);  // what a service that was killed has left
+  const int added = radio.kernel.add_monitor(kMonitorName);
+  if (added != 0 || set_up(kMonitorName, true) != 0) {
+    say("no monitor interface beside the access point: error %d", -added);
+  } else if (!radio.monitor.open(kMonitorName, why)) {
+    say("the monitor interface cannot be read: %s", why.c_str());
+  }
+}
+
+std::string folder_of(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "." : path.substr(0, slash + 1);
+}
+
+void follow_access_point(Radio& radio) {
+  if (!radio.interface.access_point) {
+    radio.hostapd.detach();
+    if (radio.monitor.is_open()) {
+      radio.monitor.close();
+      radio.kernel.remove(kMonitorName);
+    }
+    return;
+  }
+  const Places& places = radio.places;
+  if (radio.hostapd.renewed(places.hostapd + "/" + places.interface, folder_of(places.socket))) {
+    const std::vector<std::uint8_t> shown = on_air(radio.elements, kInBeacons | kInProbeResponses);
+    const bool set = shown.empty() || radio.hostapd.set_elements(shown);
+    say("the access point is up%s", set ? "" : "; it refuses the elements");
+  }
+  if (!radio.monitor.is_open()) {
+    open_monitor(radio);
+  }
+}
+
+void look_at_interface(Radio& radio) {
+  const bool was_access_point = radio.interface.access_point;
+  const std::optional<Interface> found = radio.kernel.interface();
+  radio.gone = !found && if_nametoindex(radio.places.interface.c_str()) == 0;
+  if (!found) {
+    return;
+  }
+  radio.interface = *found;
+  if (was_access_point && !radio.interface.access_point) {
+    radio.kernel.listen_for_actions();  // the kernel forgets it with the change
+  }
+  follow_access_point(radio);
+}
+
+// Somebody else's scan or association would wait for the channel that the radio stays on.
+void give_way(Radio& radio) {
+  if (radio.stays_on != 0 && !radio.scanning) {
+    say("another program takes the radio from channel %d", channel_of(radio.stays_on));
+    stop_staying(radio);
+  }
+}
+
+}  // namespace
+
+void say(const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  static_cast<void>(vfprintf(stderr, format, arguments));
+  va_end(arguments);
+  static_cast<void>(fputc('\n', stderr));
+}
+
+bool open(Radio& radio, std::string& why) {
+  const std::string& interface = radio.places.interface;
+  radio.daemon = way_to_the_daemon();
+  if (!radio.daemon) {
+    why = "no way to 127.0.0.1: is the loopback interface up?";
+    return false;
+  }
+  if (!radio.kernel.open(interface, why)) {
+    return false;
+  }
+  if (const int up = set_up(interface, true)) {
+    why = interface + ": cannot be brought up: error " + std::to_string(-up);
+    return false;
+  }
+  look_after(radio);
+  if (!radio.interface.access_point && radio.kernel.listen_for_actions() != 0) {
+    why = interface + ": the kernel hands no action frames over; does another program take them?";
+    return false;
+  }
+  return true;
+}
+
+void close(Radio& radio) {
+  if (radio.hostapd.attached() && !on_air(radio.elements, kInBeacons | kInProbeResponses).empty()) {
+    radio.hostapd.set_elements({});
+  }
+  stop_staying(radio);
+  radio.monitor.close();
+  radio.kernel.remove(kMonitorName);
+}
+
+void heard(Radio& radio, View frame, int frequency) {
+  const auto seen = examine(frame, radio.interface.address);
+  if (!seen || (seen->kind == FrameKind::probe_request && !radio.interface.access_point)) {
+    return;
+  }
+  const bool again =
+      seen->retry && seen->from == radio.last_from && seen->sequence == radio.last_sequence;
+  radio.last_from = seen->from;
+  radio.last_sequence = seen->sequence;
+  if (!again) {
+    hand_over(radio, heard_event(radio.interface.address, *seen, frequency));
+  }
+}
+
+void noticed(Radio& radio, const Notification& notice) {
+  switch (notice.what) {
+    case Notice::scan_done:
+    case Notice::scan_aborted:
+      end_scan(radio, notice.what == Notice::scan_done);
+      break;
+    case Notice::sent:
+      end_sending(radio, notice.cookie, notice.acknowledged);
+      break;
+    case Notice::stay_ended:
+      if (radio.stays_on != 0 && notice.cookie == radio.stay) {
+        radio.next_stay = Clock::now();
+      }
+      break;
+    case Notice::wanted:
+      give_way(radio);
+      break;
+    case Notice::frame:
+      heard(radio, notice.frame, notice.frequency);
+      break;
+  }
+}
+
+void stop_staying(Radio& radio) {
+  if (radio.stays_on != 0) {
+    radio.kernel.leave(radio.stay);
+    radio.stays_on = 0;
+  }
+}
+
+void look_after(Radio& radio) {
+  const Clock::time_point now = Clock::now();
+  if (now >= radio.next_look) {
+    radio.next_look = now + kLook;
+    look_at_interface(radio);
+  }
+  if (radio.stays_on != 0 && now >= radio.next_stay) {
+    renew_stay(radio);
+  }
+  for (auto it = radio.sendings.begin(); it != radio.sendings.end();) {
+    if (now >= it->deadline) {
+      answer(it->client, false, "actframe: the driver does not say whether it was sent");
+      it = radio.sendings.erase(it);
+    } else {
+      ++it;
+    }
+  }
+}
+
+Clock::time_point next_due(const Radio& radio) {
+  Clock::time_point out = radio.next_look;
+  if (radio.stays_on != 0) {
+    out = std::min(out, radio.next_stay);
+  }
+  for (const Sending& sending : radio.sendings) {
+    out = std::min(out, sending.deadline);
+  }
+  return out;
+}
+
+}  // namespace radio

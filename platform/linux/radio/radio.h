@@ -1,0 +1,83 @@
+// One unit's radio: what it carries, where it is, and what is under way.
+#ifndef PLATFORM_LINUX_RADIO_RADIO_H
+#define PLATFORM_LINUX_RADIO_RADIO_H
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "../wire/request.h"
+#include "descriptor.h"
+#include "hostapd.h"
+#include "monitor.h"
+#include "nl80211.h"
+#include "request_socket.h"
+
+namespace radio {
+
+inline constexpr const char* kMonitorName = "vmonitor0";
+
+using Clock = std::chrono::steady_clock;
+
+// An action frame that was handed to the kernel, and who waits to hear what became of it.
+struct Sending {
+  Descriptor client;
+  std::uint64_t cookie;
+  bool to_group;  // nobody acknowledges that
+  Clock::time_point deadline;
+};
+
+// Where things are, as the command line says.
+struct Places {
+  std::string interface;
+  std::string socket = kSocketPath;
+  std::string hostapd = "/run/vorlent/hostapd";  // the folder of its control sockets
+};
+
+struct Radio {
+  Places places;
+  Nl80211 kernel;
+  Interface interface;
+  Monitor monitor;
+  Hostapd hostapd;
+  Descriptor daemon;  // the event port
+  Elements elements;
+  bool scanning = false;
+  bool gone = false;  // the interface does not exist any more
+  Clock::time_point next_look{};
+  int stays_on = 0;  // MHz; 0: wherever the kernel likes
+  std::uint64_t stay = 0;
+  Clock::time_point next_stay;
+  std::vector<Sending> sendings;
+  Mac last_from{};
+  unsigned last_sequence = 0;
+};
+
+// Opens the interface and the way to the daemon.
+[[nodiscard]] bool open(Radio& radio, std::string& why);
+
+// Takes away what it has added to the kernel and to hostapd.
+void close(Radio& radio);
+
+// What the air and the kernel bring.
+void heard(Radio& radio, View frame, int frequency);
+void noticed(Radio& radio, const Notification& notice);
+
+// Does what is due: looks whether an access point came or went, renews a stay, gives up on what the
+// driver does not report.
+void look_after(Radio& radio);
+Clock::time_point next_due(const Radio& radio);
+
+// Leaves the channel it stays on, if it does.
+void stop_staying(Radio& radio);
+
+// Serves one request of `wl`, and answers it now or when it is known what came of it.
+void serve(Radio& radio, Descriptor client, std::string_view message);
+
+// One line for the journal.
+__attribute__((format(printf, 1, 2))) void say(const char* format, ...);
+
+}  // namespace radio
+
+#endif

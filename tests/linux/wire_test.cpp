@@ -1,0 +1,125 @@
+// The radio's service between the air and the daemon: what is sent on is what the daemon acts on.
+#include "wire/driver_event.h"
+
+#include <iterator>
+#include <sstream>
+
+#include "discovery/candidate_table.h"
+#include "support/daemon_test.h"
+#include "wire/request.h"
+
+namespace {
+
+using air::Bytes;
+using air::operator+;
+
+const Bytes kRadiotap = air::from_hex("000012002e48000010028509a000e6000000");  // 2437 MHz, FCS
+const Bytes kFcs(4, 0x77);
+
+Bytes frame(int control, const air::Mac& to, const air::Mac& from, const Bytes& body) {
+  const Bytes addresses = Bytes(to.begin(), to.end()) + Bytes(from.begin(), from.end());
+  return Bytes{static_cast<std::uint8_t>(control), 0, 0, 0} + addresses + Bytes(6, 0xff) +
+         Bytes{0x10, 0} + body;
+}
+
+Bytes probe(const air::Mac& from) {
+  return frame(0x40, radio::kBroadcast, from, air::element(2));
+}
+
+class WireTest : public DaemonTest {
+ protected:
+  // Whether the daemon of `own` is told of it.
+  bool on_air(const Bytes& packet, const air::Mac& own = air::BASE) {
+    const auto received = radio::strip_radiotap(packet);
+    const auto heard = received ? radio::examine(received->frame, own) : std::nullopt;
+    return heard && hand_over(radio::heard_event(own, *heard, received->frequency));
+  }
+  bool hand_over(const radio::Datagram& event) {
+    const Bytes bytes(event.view().begin(), event.view().end());
+    return event.whole() && receives(bytes) == 0;
+  }
+};
+
+TEST_F(WireTest, BaseHearsUnitsAndNobodyElse) {
+  starts_in(ONBOARD_MODE_BASE);
+  const Bytes action = air::action_frame(0x1000, air::element(2));
+  const Bytes own = frame(0xd0, air::BASE, air::UNIT, action);
+  Bytes fragment = own;
+  fragment[22] = 1;
+  Bytes sealed = own;
+  sealed[1] = 0x40;
+  Bytes broken = kRadiotap;
+  broken[8] |= 0x40;
+  for (const Bytes& foreign :
+       {frame(0xd0, air::UNIT, air::BASE, action), fragment, sealed,
+        frame(0x50, air::BASE, air::UNIT, action),
+        frame(0xd0, air::BASE, air::UNIT, air::from_hex("0409506f9a1001")),
+        Bytes(own.begin(), own.begin() + 28), frame(0xd0, air::BASE, radio::kBroadcast, action),
+        probe(air::BASE)}) {
+    EXPECT_FALSE(on_air(kRadiotap + foreign + kFcs)) << air::to_hex(foreign);
+  }
+  EXPECT_FALSE(on_air(broken + own + kFcs));
+  EXPECT_FALSE(on_air(Bytes(kRadiotap.begin(), kRadiotap.begin() + 17)));
+  EXPECT_FALSE(on_air(kRadiotap + Bytes(3, 0)));
+  EXPECT_EQ(context.candidate_count, 0);
+
+  EXPECT_TRUE(on_air(kRadiotap + probe(air::UNIT) + kFcs));
+  EXPECT_EQ(context.candidate_count, 1);
+  EXPECT_STREQ(candidate_table[0].mac.data(), air::UNIT_TEXT.c_str());
+  EXPECT_TRUE(on_air(kRadiotap + own + kFcs));
+  EXPECT_EQ(candidate_table[0].stage, 2);
+}
+
+TEST_F(WireTest, UnitFindsBaseOnItsChannel) {
+  starts_in(ONBOARD_MODE_UNCONFIGURED);
+  const Bytes elements = air::ie(0, air::from_text("home")) + air::element(1);
+  EXPECT_TRUE(hand_over(radio::scan_end_event(air::UNIT, radio::ScanEnd::complete)));
+  EXPECT_EQ(context.cur_mode, ONBOARD_MODE_UNCONFIGURED);
+  EXPECT_TRUE(hand_over(
+      radio::bss_event(air::UNIT, {.bssid = air::BASE, .frequency = 5745, .elements = elements})));
+  EXPECT_STREQ(context.target.bssid.data(), air::BASE_BSSID.c_str());
+  EXPECT_EQ(context.target.channel, 149);
+}
+
+TEST(RequestTest, WordsOfTheDaemonAreUnderstoodAndOthersAreNot) {
+  const auto read = [](const std::string& text) {
+    std::vector<std::string> words;
+    std::istringstream in(text);
+    std::copy(std::istream_iterator<std::string>(in), {}, std::back_inserter(words));
+    return radio::read_request(radio::split(radio::join(words)));
+  };
+  radio::Elements elements;
+  const radio::Request base = read("add_ie 3 11 02:7E:91 0000000308010101");
+  ASSERT_EQ(base.wish, radio::Wish::add_element);
+  EXPECT_TRUE(add(elements, base.element) && add(elements, base.element));
+  EXPECT_EQ(on_air(elements, radio::kInBeacons), air::element(1));
+  EXPECT_EQ(on_air(elements, radio::kInProbeRequests), Bytes());
+  EXPECT_FALSE(remove(elements, read("del_ie 16 11 02:7E:91 0000000308010101").element));
+  EXPECT_TRUE(remove(elements, base.element));
+  EXPECT_FALSE(remove(elements, base.element));
+  const radio::Element largest{1, Bytes(255, 1)};
+  for (std::uint8_t i = 0; i < 4; ++i) {
+    radio::Element other = largest;
+    other.content[0] = i;
+    EXPECT_EQ(add(elements, other), i < 3);
+  }
+  const radio::Request action = read("actframe AC:10:20:30:40:50 0409027e911004 165");
+  EXPECT_EQ(action.to, air::BASE);
+  EXPECT_EQ(action.body, air::action_frame(0x1004, {}));
+  EXPECT_EQ(radio::frequency_of(action.channel), 5825);
+  EXPECT_EQ(read("csa 0 5 14").channel, radio::channel_of(2484));
+  EXPECT_EQ(read("escanresults").wish, radio::Wish::scan);
+  for (const char* wrong :
+       {"", "up", "escanresults 1", "csa 2 5 6", "csa 0 256 6", "csa 0 5 15", "csa 0 5 6x",
+        "csa 0 5", "add_ie 4 11 02:7E:91 0000000308010101", "add_ie 3 12 02:7E:91 0000000308010101",
+        "add_ie 3 11 02:7E 0000000308010101", "add_ie 0 11 02:7E:91 0000000308010101",
+        "add_ie 3 11 02:7E:91 000000030801010g", "actframe ac:10:20:30:40 04",
+        "actframe ac:10:20:30:40:50: 04", "actframe ac:10:20:30:40:50 040",
+        "actframe ac:10:20:30:40:50 04 0"}) {
+    EXPECT_EQ(read(wrong).wish, radio::Wish::none) << wrong;
+    EXPECT_FALSE(read(wrong).wrong.empty()) << wrong;
+  }
+  EXPECT_EQ(radio::channel_of(0) + radio::channel_of(5955) + radio::channel_of(2400), 0);
+}
+
+}  // namespace
