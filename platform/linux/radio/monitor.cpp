@@ -6,7 +6,7 @@ namespace {
 
 constexpr int kFrameMax = 4096;
 constexpr int kAtOnce = 64;
-constexpr const char* kWanted = "type mgt and (subtype probe-req or subtype action)";
+constexpr const char* kWanted = "wlan[0] = 0x40 or wlan[0] = 0xd0";  // probe requests, actions
 
 void on_packet(u_char* argument, const pcap_pkthdr* header, const u_char* bytes) {
   if (header->caplen == header->len) {
