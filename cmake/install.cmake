@@ -80,8 +80,8 @@ install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documents)
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT documents
         FILES_MATCHING PATTERN "*.md" PATTERN man EXCLUDE)
 
-install(FILES packaging/wireshark/vorlent.lua DESTINATION ${share_dir} COMPONENT dissector)
-install_link(dissector ${share_dir}/vorlent.lua ${VORLENT_WIRESHARK_DIR} vorlent.lua)
+install(DIRECTORY packaging/wireshark DESTINATION ${share_dir} COMPONENT dissector)
+install_link(dissector ${share_dir}/wireshark ${VORLENT_WIRESHARK_DIR} vorlent)
 
 # meshlab looks for its companions beside itself.
 if(TARGET meshlab)

@@ -16,6 +16,6 @@ for link in $links; do
   [[ $to = /* ]] && to=$root$to || to=${link%/*}/$to
   [ -e "$to" ] || fail "$link dangles"
 done
-for file in $(sed -n 's/^ExecStart=//p' "$root/lib/systemd/vorlent.service") /else/data/vorlent/vorlent.lua; do
+for file in $(sed -n 's/^ExecStart=//p' "$root/lib/systemd/vorlent.service") /else/data/vorlent/wireshark/vorlent.lua; do
   [ -e "$root$file" ] || fail "$file is not there"
 done

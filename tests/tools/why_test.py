@@ -85,7 +85,7 @@ class WhyTest(unittest.TestCase):
                 ([on_6 + air.BEACON, on_6 + air.PROBE, on_6 + other],
                  {"search scan scan scan": "never-heard-the-base", NAMES["ROW"]: "joined-another-base"}),
                 ([on_6 + air.BEACON, on_6 + air.PROBE], {"window table_is_full": "never-heard-the-unit"})]:
-            air.write_capture(self.folder / "air.pcap", frames, 127)
+            air.write_capture(self.folder / "air.pcap", frames, "-l", "127")
             for rules, reason in cases.items():
                 self.assertEqual(self.reasons(rules, self.folder / "air.pcap"), [reason])
 

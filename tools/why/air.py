@@ -32,7 +32,7 @@ def is_capture(path):
 
 
 def dissector():
-    beside = os.path.join(os.path.dirname(os.path.realpath(sys.argv[0])), "vorlent.lua")
+    beside = os.path.join(os.path.dirname(os.path.realpath(sys.argv[0])), "wireshark/vorlent.lua")
     return [f"-Xlua_script:{beside}"] if os.path.exists(beside) else []
 
 
@@ -43,7 +43,7 @@ class Air:
         self.frames, self.units, self.bases, self.warning = [], {}, {}, None
         if not shutil.which("tshark"):
             raise NoAir("tshark, which reads captures, is not installed (package tshark)")
-        command = ["tshark", "-r", path, *dissector(), "-Y", "vorlent", "-T", "fields", "-E",
+        command = ["tshark", "-r", path, *dissector(), "-Y", "vorlent && wlan", "-T", "fields", "-E",
                    "occurrence=f", *[part for name in FIELDS for part in ("-e", name)]]
         with subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
                               errors="replace") as tshark:
