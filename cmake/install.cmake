@@ -85,7 +85,7 @@ install_link(dissector ${share_dir}/wireshark ${VORLENT_WIRESHARK_DIR} vorlent)
 
 # meshlab looks for its companions beside itself.
 if(TARGET meshlab)
-  install(TARGETS meshlab lab-agent lab_timelapse
+  install(TARGETS meshlab lab-agent lab_timelapse lab_ready_keys
           RUNTIME DESTINATION ${lab_dir} COMPONENT laboratory
           LIBRARY DESTINATION ${lab_dir} COMPONENT laboratory)
   install(DIRECTORY lab/scenarios lab/sweep DESTINATION ${lab_dir} COMPONENT laboratory)

@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "base/box_files.h"
+#include "node/key_store.h"
 #include "node/mesh.h"
 #include "run.h"
 #include "story/words.h"
@@ -130,6 +131,10 @@ std::string why_not(Options& options) {
     return options.daemon + ": not a program";
   }
   options.daemon = fs::absolute(options.daemon);
+  options.keys = options.keys.empty() ? "" : fs::absolute(options.keys).string();
+  if (!options.keys.empty() && count_pairs(options.keys) == 0) {
+    return options.keys + ": holds no ready key pairs; make them by: meshlab keys " + options.keys;
+  }
   const std::string sandbox = why_no_sandbox();
   if (sandbox.find("No such file") != std::string::npos) {
     return "bubblewrap is not installed; install the package bubblewrap";
@@ -172,6 +177,8 @@ void add_run_options(CLI::App& run, Options& options, Overrides& overrides) {
       ->check(CLI::Range(1, 1000));
   run.add_option("--out", options.out, "folder for the results (default: lab-results)");
   run.add_option("--daemon", options.daemon, "the daemon's binary (default: beside meshlab)");
+  run.add_option("--keys", options.keys,
+                 "store of ready key pairs (made by meshlab keys) for the daemons to take");
   run.add_option("--web", options.web,
                  "watch the run in a browser, on this port (default: a free one)")
       ->check(CLI::Range(0, 65535))
@@ -189,6 +196,12 @@ void fill_standard_streams() {
     fd = open("/dev/null", O_RDWR);
   }
   close(fd);
+}
+
+int keep_pairs(const std::string& store, int count) {
+  const std::string error = make_pairs(store, count);
+  printf("%s: %d ready key pairs\n", store.c_str(), count_pairs(store));
+  return error.empty() ? 0 : fail({{0, error}});
 }
 
 // The sweep starts meshlab again and again, so it is a program of its own, beside this one.
@@ -222,6 +235,12 @@ int main(int argc, char** argv) {
   CLI::App* check_command =
       app.add_subcommand("check", "say what is wrong with scenarios, without a run");
   check_command->add_option("SCENARIO", checked, "names or files")->required();
+  std::string store;
+  int pairs = 256;
+  CLI::App* keys_command = app.add_subcommand("keys", "make a store of ready key pairs, once");
+  keys_command->add_option("DIR", store, "its folder")->required();
+  keys_command->add_option("COUNT", pairs, "how many it shall hold (default: 256)")
+      ->check(CLI::Range(1, kMaxPairs));
   CLI::App* sweep_command =
       app.add_subcommand("sweep", "run a scenario over seeds and settings, and make a table");
   sweep_command->prefix_command()->set_help_flag();
@@ -236,6 +255,9 @@ int main(int argc, char** argv) {
   }
   if (sweep_command->parsed()) {
     return sweep(options, sweep_command->remaining());
+  }
+  if (keys_command->parsed()) {
+    return keep_pairs(store, pairs);
   }
   Errors errors;
   if (check_command->parsed()) {

@@ -11,6 +11,7 @@
 
 #include "base/box_files.h"
 #include "node/boxes.h"
+#include "node/key_store.h"
 #include "results/console.h"
 #include "results/recorder.h"
 #include "results/report.h"
@@ -207,7 +208,11 @@ int run(const Options& options, const Scenario& scenario) {
     return complain(folder + ": " + strerror(errno));
   }
   Run run{.options = options, .story = {run.mesh, scenario}};
-  run.mesh.kit = {.daemon = options.daemon, .tools = options.tools, .work = folder};
+  run.mesh.kit = {.daemon = options.daemon,
+                  .tools = options.tools,
+                  .work = folder,
+                  .keys = options.keys,
+                  .pairs = count_pairs(options.keys)};
   run.console.quiet = options.json;
   run.console.live = !options.json && !options.steps && isatty(STDOUT_FILENO) != 0;
   std::string error = prepare(run);

@@ -14,6 +14,7 @@ struct Options {
   std::string out = "lab-results";
   std::string daemon;  // path of the daemon's binary
   std::string tools;   // folder of this program and its companions
+  std::string keys;    // store of ready key pairs, or none
   bool json = false;
   bool keep = false;
   std::optional<int> web;  // port of the page that watches the run, 0 for a free one

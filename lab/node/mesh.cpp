@@ -42,12 +42,19 @@ Settings unit_factory(const std::string& name) {
           {"map_agent_configured", "0"}};
 }
 
+// Each has four pairs for itself where the store has enough, and others with another seed.
+int first_pair_of(const Mesh& mesh) {
+  const std::uint64_t first = mesh.air.settings.seed * 61 + mesh.nodes.size();
+  return static_cast<int>(first * 4 % static_cast<unsigned>(std::max(1, mesh.kit.pairs)));
+}
+
 Node& add_node(Mesh& mesh, NodeKind kind, const std::string& name, Mac mac) {
   Node& node = *mesh.nodes.emplace_back(std::make_unique<Node>());
   node.kind = kind;
   node.name = name;
   node.radio.mac = mac;
   node.sandbox.folder = mesh.kit.work + "/" + name;
+  node.sandbox.first_pair = first_pair_of(mesh);
   serve_box(mesh, node);
   mesh.air.radios.push_back(&node.radio);
   return node;

@@ -30,7 +30,7 @@ void start(Mesh& mesh, Node& node) {
   platform.restart_wanted = false;
   platform.end_expected = false;
   publish(mesh, node, DaemonStarted{});
-  start_daemon(node.sandbox, mesh.kit.time_lapse);
+  start_daemon(mesh.kit, node.sandbox);
   // Where the mode's key does not change, nothing tells of the entry; by then it is over.
   mesh.loop.after_real(200ms, [&mesh, &node, starts = platform.starts] {
     if (node.platform.starts == starts && node.platform.mode == kOff) {

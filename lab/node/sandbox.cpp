@@ -58,10 +58,16 @@ Arguments words_for(const BoxKit& kit, const Sandbox& box) {
   for (const char* name : {"/agent", "/wl", "/vexo_service"}) {
     append(words, {"--ro-bind", tools + "/lab-agent", programs + name});
   }
+  if (!kit.keys.empty()) {
+    append(words, {"--ro-bind", tools + "/liblab_ready_keys.so", kReadyKeys});
+    append(words, {"--ro-bind", kit.keys, kKeyStore});
+  }
   append(words, {"--clearenv", "--setenv", "PATH", programs + ":/usr/bin:/bin"});
   append(words, {"--setenv", "VEXO_LOG_DIR", "/run/lab/log"});
   // A sanitized daemon must bear a library that was loaded before the sanitizer.
   append(words, {"--setenv", "ASAN_OPTIONS", "verify_asan_link_order=0"});
+  append(words, {"--setenv", "LAB_READY_KEYS",
+                 std::to_string(box.first_pair) + " of " + std::to_string(kit.pairs)});
   append(words, {"--setenv", "VEXO_RESTART_HOOK", "vexo_service restart"});
   append(words, {"--chdir", "/", "--", programs + "/agent"});
   return words;
@@ -243,9 +249,19 @@ void cut_power(Sandbox& box) {
   }
 }
 
-void start_daemon(Sandbox& box, bool time_lapse) {
+void start_daemon(const BoxKit& kit, Sandbox& box) {
   box.daemon_runs = true;
-  tell_agent(box, kStart, time_lapse ? "1" : "0");
+  std::string preloads = kit.time_lapse ? kTimeLapse : "";
+  if (!kit.keys.empty()) {
+    preloads += (preloads.empty() ? "" : ":") + std::string(kReadyKeys);
+  }
+  tell_agent(box, kStart, preloads);
+}
+
+long pairs_taken(const Sandbox& box) {
+  struct stat status {};
+  const Fd counter = open_in_box(box.folder, "lab/keys", O_RDONLY);
+  return counter.open() && fstat(counter.get(), &status) == 0 ? status.st_size : 0;
 }
 
 void signal_daemon(Sandbox& box, int number) {

@@ -24,6 +24,8 @@ struct BoxKit {
   std::string tools;   // folder of this program and its companions
   std::string work;    // the run's folder, removed at its end
   bool time_lapse = false;
+  std::string keys;  // store of ready key pairs; empty: the daemons make theirs
+  int pairs = 0;     // that it holds
 };
 
 // The daemon's debug log, in the unit's folder.
@@ -36,6 +38,7 @@ struct Sandbox {
   int commands = -1;   // socket that the unit's programs connect to
   bool daemon_runs = false;
   long peak_kib = 0;
+  int first_pair = 0;    // of the store, for its daemon
   Fd log;                // the debug log, where it is followed
   std::string log_line;  // its last one, not yet ended
   // What comes out of it.
@@ -54,7 +57,9 @@ bool open_sandbox(Loop& loop, const BoxKit& kit, Sandbox& box);
 // Ends everything in it at once; `sandbox_closed` follows when nothing is left.
 void cut_power(Sandbox& box);
 void deliver(Sandbox& box, View datagram);
-void start_daemon(Sandbox& box, bool time_lapse);
+void start_daemon(const BoxKit& kit, Sandbox& box);
+// How many ready key pairs its daemons have taken.
+long pairs_taken(const Sandbox& box);
 void signal_daemon(Sandbox& box, int number);
 // Brings `peak_kib` up to date, in a moment.
 void measure_memory(Sandbox& box);

@@ -176,8 +176,12 @@ void print_json(const Story& story, bool as_expected) {
   cJSON_AddNumberToObject(json.get(), "seed", static_cast<double>(story.scenario.air.seed));
   add_time(json.get(), "seconds", story.mesh.loop.clock.now());
   cJSON_AddBoolToObject(json.get(), "ended_as_expected", as_expected ? 1 : 0);
+  add_keys(json.get(), story.mesh);
   add_units(json.get(), story);
   add_verdicts(json.get(), story);
+  if (const auto share = reckoned_first_handshakes(story.scenario)) {
+    cJSON_AddNumberToObject(json.get(), "reckoned_first_handshakes", *share);
+  }
   puts(text_of(json).c_str());
 }
 

@@ -58,6 +58,19 @@ void add_units(cJSON* to, const Story& story) {
   }
 }
 
+void add_keys(cJSON* to, const Mesh& mesh) {
+  const std::string& store = mesh.kit.keys;
+  cJSON_AddStringToObject(to, "keys",
+                          store.empty() ? "made in the run" : ("from " + store).c_str());
+  long taken = 0;
+  for (const auto& node : mesh.nodes) {
+    taken += pairs_taken(node->sandbox);
+  }
+  if (!store.empty()) {
+    cJSON_AddNumberToObject(to, "ready_keys", static_cast<double>(taken));
+  }
+}
+
 void add_verdicts(cJSON* to, const Story& story) {
   cJSON* list = cJSON_AddArrayToObject(to, "expectations");
   for (const Verdict& verdict : judge(story)) {

@@ -22,6 +22,8 @@ void add_time(cJSON* to, const char* key, Time time);
 cJSON* add_object(cJSON* list);
 // The stations and how each has come through, and what was expected of them.
 void add_units(cJSON* to, const Story& story);
+// Where the key pairs came from.
+void add_keys(cJSON* to, const Mesh& mesh);
 void add_verdicts(cJSON* to, const Story& story);
 
 }  // namespace lab

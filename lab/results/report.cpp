@@ -36,6 +36,7 @@ void add_head(cJSON* data, const Story& story) {
   cJSON_AddNumberToObject(data, "seed", static_cast<double>(air.seed));
   cJSON_AddNumberToObject(data, "loss", air.loss * 100);
   add_time(data, "seconds", story.mesh.loop.clock.now());
+  add_keys(data, story.mesh);
   add_units(data, story);
 }
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
+#include <cstdio>
 
 #include "base/box_files.h"
 
@@ -145,7 +147,29 @@ Verdict judge_node(const Story& story, const Node& node, std::size_t index) {
               (holds ? "" : ": " + finding.found)};
 }
 
-Verdict judge_first_handshakes(const Story& story, int percent) {
+// Where the share lies of which `hits` of `tries` are a sample: 95 %, by Wilson's score.
+std::pair<double, double> interval_of(int hits, int tries) {
+  constexpr double kZ = 1.959964;
+  const double spread = kZ * kZ / tries;
+  const double share = static_cast<double>(hits) / tries;
+  const double middle = (share + spread / 2) / (1 + spread);
+  const double half =
+      kZ / (1 + spread) * std::sqrt(share * (1 - share) / tries + spread / (4 * tries));
+  return {middle - half, middle + half};
+}
+
+// A request and its answer must both arrive; there are seven tries at each of the two stages.
+double reckoned_share(double loss) {
+  return std::pow(1 - std::pow(1 - std::pow(1 - loss, 2), 7), 2);
+}
+
+std::string percent_text(double share) {
+  char text[32];
+  snprintf(text, sizeof text, "%.1f %%", share * 100);
+  return text;
+}
+
+Verdict judge_first_handshakes(const Story& story, double share) {
   int begun = 0;
   int completed = 0;
   bool decided = true;
@@ -155,9 +179,12 @@ Verdict judge_first_handshakes(const Story& story, int percent) {
     completed += first == Journey::First::completed ? 1 : 0;
     decided = decided && first != Journey::First::none && first != Journey::First::running;
   }
-  return {decided && begun > 0 && completed * 100 >= begun * percent, decided,
-          "at least " + std::to_string(percent) + " % of the first handshakes reach 1004: " +
-              std::to_string(completed) + " of " + std::to_string(begun)};
+  const auto [low, high] = interval_of(completed, std::max(begun, 1));
+  constexpr double kRounding = 1e-9;
+  return {decided && begun > 0 && share >= low - kRounding && share <= high + kRounding, decided,
+          percent_text(share) + " of the first handshakes reach 1004: " +
+              std::to_string(completed) + " of " + std::to_string(begun) + ", which is " +
+              percent_text(low) + " to " + percent_text(high)};
 }
 
 Verdict none(int count, const std::string& what, const char* did) {
@@ -173,7 +200,9 @@ std::span<const ExpectationKind> expectation_kinds() {
 void take_expectation(Words& words, Expectation& expected) {
   expected.negated = words.take_if("not");
   if (!expected.negated && words.take_if("first-handshakes")) {
-    expected.number = static_cast<int>(words.percent() * 100 + 0.5);
+    if (!words.take_if("as-reckoned")) {
+      expected.share = words.percent("a share from 0% to 100%, or as-reckoned");
+    }
     return;
   }
   expected.who = words.take("of whom something is expected, not, or first-handshakes");
@@ -211,7 +240,8 @@ std::vector<Verdict> judge(const Story& story) {
   const Scenario& scenario = story.scenario;
   for (std::size_t i = 0; i < scenario.expectations.size(); ++i) {
     if (scenario.expectations[i].kind == nullptr) {
-      verdicts.push_back(judge_first_handshakes(story, scenario.expectations[i].number));
+      verdicts.push_back(judge_first_handshakes(
+          story, scenario.expectations[i].share.value_or(reckoned_share(scenario.air.loss))));
       continue;
     }
     for (const Node* node : who_is(story.mesh, scenario.expectations[i].who)) {
@@ -234,6 +264,16 @@ std::vector<Verdict> judge(const Story& story) {
   verdicts.push_back(none(crashes, "no daemon crashes", " did"));
   verdicts.push_back(none(torn, "no NVRAM file is ever torn", " were"));
   return verdicts;
+}
+
+std::optional<double> reckoned_first_handshakes(const Scenario& scenario) {
+  const auto reckoned = [](const Expectation& expected) {
+    return expected.kind == nullptr && !expected.share;
+  };
+  const auto& all = scenario.expectations;
+  return std::any_of(all.begin(), all.end(), reckoned)
+             ? std::optional(reckoned_share(scenario.air.loss))
+             : std::nullopt;
 }
 
 bool is_decided(const Story& story, const std::vector<Verdict>& verdicts) {

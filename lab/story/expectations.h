@@ -43,6 +43,8 @@ void take_expectation(Words& words, Expectation& expected);
 // Notes which expectations with a time were met in it; called when something has happened.
 void note_in_time(Story& story);
 std::vector<Verdict> judge(const Story& story);
+// The share of first handshakes that get through with the scenario's loss, where it is expected.
+std::optional<double> reckoned_first_handshakes(const Scenario& scenario);
 // Whether the run may end: what must come true is so, or can no longer be.
 bool is_decided(const Story& story, const std::vector<Verdict>& verdicts);
 

@@ -49,7 +49,8 @@ struct Expectation {
   bool negated = false;
   std::string who;  // empty: the whole mesh
   std::optional<Time> within;
-  int number = 0;  // mode, operation or percent
+  int number = 0;               // mode or operation
+  std::optional<double> share;  // of first handshakes; none: as reckoned
   Amount amount;
   std::string key;
   std::string text;

@@ -84,13 +84,13 @@ int Words::number(const char* expected, int low, int high) {
   return value;
 }
 
-double Words::percent() {
+double Words::percent(const char* expected) {
   double value = 0;
   const std::string word = peek();
   if (word.size() < 2 || word.back() != '%' ||
       !read_number(std::string_view(word).substr(0, word.size() - 1), value) ||
       !(value >= 0 && value <= 100)) {
-    fail("a share from 0% to 100%");
+    fail(expected);
     return 0;
   }
   ++at_;

@@ -32,7 +32,7 @@ class Words {
   bool take_if(std::string_view word);
   std::string take(const char* expected);
   int number(const char* expected, int low, int high);
-  double percent();
+  double percent(const char* expected = "a share from 0% to 100%");
   Time time();
   // Takes the word that names one of the entries of a table, of those that may stand here.
   template <typename Table, typename Allowed>

@@ -65,6 +65,7 @@ def arguments(words):
     parser.add_argument("--shard", type=shard_of, default=(1, 1), metavar="I/N", help="only every Nth run, from the Ith on")
     parser.add_argument("--deadline", type=int, default=DEADLINE, metavar="SECONDS",
                         help=f"a run that takes longer is ended and counted as hung (default: {DEADLINE})")
+    parser.add_argument("--keys", metavar="DIR", help="a store of ready key pairs for all runs, made where it is not there")
     parser.add_argument("--out", default="sweep-results", help="folder for runs.jsonl, the table and the page")
     parser.add_argument("--merge", nargs="+", metavar="DIR", help="no runs: one table and page of these sweeps")
     parser.add_argument("--against", metavar="DIR", help="an earlier sweep to compare with")
@@ -109,8 +110,9 @@ def run_point(options, point, seed):
     words = [options.meshlab, "run", options.scenario, "--json", "--seed", str(seed), "--out", str(work)]
     for name, value in point.items():
         words += [f"--{name}", str(value)]
+    words += ["--keys", options.keys] if options.keys else []
     began = time.monotonic()
-    record = {"scenario": options.scenario, "point": point, "seed": seed, "keys": "made in each run"}
+    record = {"scenario": options.scenario, "point": point, "seed": seed, "keys": options.keys_text}
     process = subprocess.Popen(words, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                stderr=subprocess.PIPE, text=True, errors="replace", start_new_session=True)
     RUNNING.add(process)
@@ -127,7 +129,7 @@ def run_point(options, point, seed):
     try:
         if process.returncode not in (0, 1):
             raise ValueError
-        record |= json.loads(said) | {"scenario": options.scenario}
+        record |= json.loads(said) | {"scenario": options.scenario, "keys": options.keys_text}
         record["result"] = "as expected" if process.returncode == 0 else "not as expected"
         record["frames"] = sweep_table.frames_by_operation(work / "timeline.json")
     except (ValueError, OSError):
@@ -137,7 +139,7 @@ def run_point(options, point, seed):
 
 
 def key_of(record):
-    return json.dumps([record["scenario"], record["point"], record["seed"]], sort_keys=True)
+    return json.dumps([record["scenario"], record["point"], record["seed"], record["keys"]], sort_keys=True)
 
 
 def read_runs(folder):
@@ -170,13 +172,22 @@ def tell_progress(done, todo, began):
     sys.stderr.write(f"{done} of {todo} runs, {int(left // 60)} min {int(left % 60)} s left\n")
 
 
+def fill_store(options):
+    """Makes the key pairs once, before any run wants one."""
+    made = subprocess.run([options.meshlab, "keys", options.keys], stdin=subprocess.DEVNULL, capture_output=True, text=True)
+    if made.returncode != 0:
+        raise WrongUse(made.stderr.strip() or f"{options.keys}: cannot be filled")
+
+
 def run_all(options):
+    if options.keys:
+        fill_store(options)
     out = pathlib.Path(options.out)
     out.mkdir(parents=True, exist_ok=True)
     path = out / "runs.jsonl"
     there = {key_of(record) for record in read_runs(out)} if path.exists() else set()
     todo = [(point, seed) for point, seed in plan(options)
-            if key_of({"scenario": options.scenario, "point": point, "seed": seed}) not in there]
+            if key_of({"scenario": options.scenario, "point": point, "seed": seed, "keys": options.keys_text}) not in there]
     if len(there):
         sys.stderr.write(f"{len(there)} runs are there already, {len(todo)} to go\n")
     began = time.monotonic()
@@ -197,6 +208,7 @@ def run_all(options):
 def main(words):
     options = arguments(words)
     options.meshlab = os.environ.get("MESHLAB", "meshlab")
+    options.keys_text = f"from {os.path.abspath(options.keys)}" if options.keys else "made in each run"
     if not options.merge:
         run_all(options)
     runs = [record for folder in options.merge or [options.out] for record in read_runs(folder)]

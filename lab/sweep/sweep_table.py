@@ -48,6 +48,7 @@ def row_of(name, runs):
         "results": dict(collections.Counter(run["result"] for run in runs)),
         "units": len(units), "in": sum("installed" in unit for unit in units),
         "firsts": len(firsts), "first_completed": firsts.count("completed"),
+        "reckoned": next((run["reckoned_first_handshakes"] for run in whole if "reckoned_first_handshakes" in run), None),
         "credentials": [percentile([u["credentials"] for u in units if "credentials" in u], p) for p in (50, 90, 100)],
         "all_in": [percentile([all_in(run) for run in whole if all_in(run) is not None], p) for p in (50, 90, 100)],
         "gave_up": sum(unit.get("gave_up", 0) for unit in units),
@@ -65,8 +66,9 @@ def all_in(run):
 def rows_of(runs):
     groups = collections.defaultdict(list)
     for run in runs:
-        groups[(run["scenario"], json.dumps(run["point"], sort_keys=True))].append(run)
-    rows = [row_of(point_text(group[0]["point"]), group) for group in groups.values()]
+        ready = ", ready keys" if str(run.get("keys", "")).startswith("from ") else ""
+        groups[(run["scenario"], json.dumps(run["point"], sort_keys=True), ready)].append(run)
+    rows = [row_of(point_text(group[0]["point"]) + ready, group) for (_, _, ready), group in groups.items()]
     return sorted(rows, key=lambda row: (row["scenario"], sorted(row["settings"].items())))
 
 
@@ -75,6 +77,16 @@ def share_text(hits, tries):
         return "none"
     low, high = wilson(hits, tries)
     return f"{100 * hits / tries:5.1f} % ({100 * low:.1f} to {100 * high:.1f})"
+
+
+def firsts_text(row):
+    """The share that was measured, beside the one by reckoning, and whether chance explains what is between them."""
+    text = share_text(row["first_completed"], row["firsts"])
+    if row["reckoned"] is None or not row["firsts"]:
+        return text
+    low, high = wilson(row["first_completed"], row["firsts"])
+    word = "reckoned" if low <= row["reckoned"] <= high else "NOT AS RECKONED,"
+    return f"{text}, {word} {100 * row['reckoned']:.1f}"
 
 
 def times_text(times):
@@ -89,7 +101,7 @@ def table(rows):
     lines = [COLUMNS]
     for row in rows:
         lines.append((row["scenario"], row["point"], str(row["runs"]), share_text(row["in"], row["units"]),
-                      share_text(row["first_completed"], row["firsts"]), times_text(row["credentials"]),
+                      firsts_text(row), times_text(row["credentials"]),
                       times_text(row["all_in"]), str(row["gave_up"])))
     widths = [max(len(line[i]) for line in lines) for i in range(len(COLUMNS))]
     text = "".join("  ".join(cell.ljust(width) for cell, width in zip(line, widths)).rstrip() + "\n" for line in lines)
@@ -104,10 +116,13 @@ def table(rows):
 
 def comparison(rows, earlier):
     """Where a share differs from that of an earlier sweep by more than chance explains, in words."""
-    before = {(row["scenario"], row["point"]): row for row in earlier}
+    def same(row):
+        return row["scenario"], json.dumps(row["settings"], sort_keys=True)
+
+    before = {same(row): row for row in earlier}
     text = ""
     for row in rows:
-        old = before.get((row["scenario"], row["point"]))
+        old = before.get(same(row))
         for what, hits, tries in (("units in", "in", "units"), ("first handshakes", "first_completed", "firsts")):
             if old is None or not row[tries] or not old[tries]:
                 continue

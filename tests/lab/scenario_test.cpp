@@ -16,7 +16,7 @@ TEST(Scenario, SaysWhatHappensAndWhatMustBe) {
       "when units sends 1002 2 times after 50ms: it power-cycle 3s\n"
       "when base nvram a=b:c: base nvram d=02:a7:00\n"
       "expect units mode 6\nexpect base logged \"a b\"\n"
-      "expect first-handshakes 98%\n"
+      "expect first-handshakes 98.5%\n"
       "loss 100% from unit-1 until 5s\n"
       "expect not unit-2 within 5s sent 1000 at most 3 times\n",
       "file", errors);
@@ -35,7 +35,7 @@ TEST(Scenario, SaysWhatHappensAndWhatMustBe) {
   EXPECT_TRUE(scenario.losses[0].from == "unit-1" && scenario.losses[0].end == 5s);
   ASSERT_EQ(scenario.expectations.size(), 4U);
   EXPECT_EQ(scenario.expectations[1].text, "a b");
-  EXPECT_EQ(scenario.expectations[2].number, 98);
+  EXPECT_DOUBLE_EQ(*scenario.expectations[2].share, 0.985);
   const Expectation& last = scenario.expectations[3];
   EXPECT_TRUE(last.negated && last.within == 5s && last.number == 1000);
   EXPECT_TRUE(last.amount.bound == Amount::Bound::at_most && last.amount.number == 3);
@@ -98,6 +98,12 @@ TEST(Scenario, CountsAndTimesAreExact) {
   EXPECT_EQ(judged(timed, twice, 1), "-+!" + health) << "it came to mode 6 later";
   EXPECT_EQ(judged(timed, twice, 6), "+!+!" + health + " end") << "and within 0 s nothing can";
   EXPECT_EQ(judged("expect unit-1 gave-up 2\n", twice, 6), "+" + health + " end");
+  const std::string share =
+      "units 1\nloss 30%\nexpect first-handshakes as-reckoned\nexpect first-handshakes 70%\n";
+  EXPECT_EQ(judged(share, {.first_handshake = Journey::First::completed}, 6),
+            "+!+!" + health + " end");
+  EXPECT_EQ(judged(share, {.first_handshake = Journey::First::failed}, 6), "-!+!" + health + " end")
+      << "one that fails speaks against 98.2 %, not against 70 %";
   EXPECT_EQ(judged("expect not unit-1 mode 5\nexpect unit-1 gave-up at most 3\n", twice, 6),
             "++" + health)
       << "what must not happen may yet happen";

@@ -12,6 +12,7 @@ sys.path.insert(0, str(SWEEP))
 import sweep_table  # noqa: E402
 
 MESHLAB = """#!/bin/sh
+[ "$1" != keys ] || exit 0
 seed=$5 out=$7; mkdir -p "$out"; echo "$*" >> "$CALLS"
 [ "$seed" != 7 ] || sleep 60
 [ "$seed" != 8 ] || kill -SEGV $$
@@ -58,11 +59,13 @@ class SweepTest(unittest.TestCase):
             self.sweep("air", "--seeds", "1..6", "--shard", shard, "--out", shard[0])
         merged = self.sweep("--merge", "1", "2", "--out", "m")
         self.assertIn("83.3 %", merged.stdout)
-        self.assertEqual(self.sweep("air", "--seeds", "3..3", "--out", "x").returncode, 0)
+        self.assertEqual(self.sweep("air", "--seeds", "3..3", "--keys", "k", "--out", "x").returncode, 0)
+        self.assertIn("--keys k\n", (self.folder / "calls").read_text())
         record = json.loads((self.folder / "x/runs.jsonl").read_text())
         (self.folder / "x/runs.jsonl").write_text("".join(json.dumps(record | {"seed": i}) + "\n" for i in range(20)))
+        self.assertEqual(record["keys"], f"from {self.folder.resolve()}/k")
         run = self.sweep("--merge", "x", "--against", "m", "--out", "y")
-        self.assertIn("units in fell from", run.stdout, run.stderr)
+        self.assertIn("as it is, ready keys: units in fell from", run.stdout, run.stderr)
 
     def test_wrong_use_is_one_line_and_runs_nothing_more(self):
         run = self.sweep("air", "--seeds", "9", "--set", "loss=1..9", "--jobs", "1", "--out", "o")
@@ -76,6 +79,8 @@ class SweepTest(unittest.TestCase):
         self.assertAlmostEqual(low, 0.7961, 4)
         self.assertEqual(high, 1)
         self.assertEqual([sweep_table.percentile([3, 1, 2, 4], p) for p in (50, 90, 100)], [2, 4, 4])
+        firsts = [sweep_table.firsts_text({"first_completed": n, "firsts": 15, "reckoned": 0.98}) for n in (15, 12)]
+        self.assertEqual(firsts, ["100.0 % (79.6 to 100.0), reckoned 98.0", " 80.0 % (54.8 to 93.0), NOT AS RECKONED, 98.0"])
         self.assertIsNone(sweep_table.percentile([], 50))
 
 

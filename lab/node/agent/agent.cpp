@@ -106,7 +106,7 @@ void reap() {
   }
 }
 
-void start_daemon(bool time_lapse) {
+void start_daemon(const char* preloads) {
   const pid_t pid = fork();
   if (pid < 0) {
     report(kFailed, strerror(errno));
@@ -124,8 +124,8 @@ void start_daemon(bool time_lapse) {
   dup2(output, STDOUT_FILENO);
   dup2(output, STDERR_FILENO);
   close(output);
-  if (time_lapse) {
-    setenv("LD_PRELOAD", kTimeLapse, 1);
+  if (*preloads != 0) {
+    setenv("LD_PRELOAD", preloads, 1);
   }
   execl(kDaemon, kDaemon, static_cast<char*>(nullptr));
   _exit(127);
@@ -178,7 +178,7 @@ void serve(char* message, ssize_t length) {
       deliver(message + 1, static_cast<size_t>(length - 1));
       break;
     case kStart:
-      start_daemon(message[1] == '1');
+      start_daemon(message + 1);
       break;
     case kSignal:
       send_signal(atoi(message + 1));

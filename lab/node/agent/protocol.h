@@ -11,7 +11,7 @@ namespace lab {
 
 /* To the agent. */
 inline constexpr char kDeliver = 'E'; /* a datagram for the daemon's event port */
-inline constexpr char kStart = 'S'; /* start the daemon; content '1': with the time-lapse library */
+inline constexpr char kStart = 'S';   /* start the daemon; the libraries to preload */
 inline constexpr char kSignal = 'K';   /* send the daemon a signal; its number in digits */
 inline constexpr char kMemory = 'M';   /* say how much memory the unit's processes hold */
 inline constexpr char kPowerCut = 'P'; /* end everything at once, the agent too */
@@ -30,6 +30,8 @@ inline constexpr char kOutput[] = "/run/lab/stdout.log";
 inline constexpr char kPrograms[] = "/run/bin";
 inline constexpr char kDaemon[] = "/run/bin/vorlent";
 inline constexpr char kTimeLapse[] = "/run/bin/timelapse.so";
+inline constexpr char kReadyKeys[] = "/run/bin/ready_keys.so";
+inline constexpr char kKeyStore[] = "/run/keys";
 inline constexpr char kClockPage[] = "/run/bin/clock";
 
 inline constexpr unsigned kEventPort = 55688;

@@ -11,7 +11,7 @@ function fillHead() {
   const tiles = [[units.filter(n => n.mode === 6).length + ' of ' + units.length, 'units installed'],
     [gaveUp, gaveUp === 1 ? 'attempt given up' : 'attempts given up'],
     [span(run.seconds), 'of the mesh\'s time'], [all, run.live ? 'handshake frames' : 'frames on the air'],
-    [run.loss + ' %', 'loss asked for'], [run.seed, 'seed']];
+    [run.loss + ' %', 'loss asked for'], [run.seed, 'seed'], [run.keys, 'key pairs']];
   for (const [value, name] of tiles) {
     const tile = html('div', by('tiles'), undefined, 'tile');
     html('b', tile, value);
