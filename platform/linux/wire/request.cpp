@@ -23,8 +23,11 @@ std::optional<std::vector<std::uint8_t>> bytes_of(std::string_view text, char be
     unsigned value = 0;
     const std::string_view pair = text.substr(at, 2);
     const auto [end, error] = std::from_chars(pair.data(), pair.data() + pair.size(), value, 16);
-    const bool separated = step == 2 || at + 2 == text.size() || text[at + 2] == between;
-    if (error != std::errc() || end != pair.data() + 2 || !separated || at + 3 == text.size()) {
+    if (error != std::errc() || pair.size() != 2 || end != pair.data() + 2) {
+      return std::nullopt;
+    }
+    const std::string_view behind = text.substr(at + 2, step - 2);
+    if (step == 3 && !behind.empty() && (behind[0] != between || at + step == text.size())) {
       return std::nullopt;
     }
     out.push_back(static_cast<std::uint8_t>(value));
