@@ -51,7 +51,7 @@ TEST_F(WireTest, BaseHearsUnitsAndNobodyElse) {
   Bytes broken = kRadiotap;
   broken[8] |= 0x40;
   for (const Bytes& foreign :
-       {frame(0xd0, air::UNIT, air::BASE, action), fragment, sealed,
+       {frame(0xd0, air::Mac{}, air::UNIT, action), fragment, sealed,
         frame(0x50, air::BASE, air::UNIT, action),
         frame(0xd0, air::BASE, air::UNIT, air::from_hex("0409506f9a1001")),
         Bytes(own.begin(), own.begin() + 28), frame(0xd0, air::BASE, radio::kBroadcast, action),

@@ -25,9 +25,8 @@ bool Hostapd::set_elements(View elements) const {
   return ask("SET vendor_elements " + text) && ask("UPDATE_BEACON");
 }
 
-bool Hostapd::switch_channel(int count, int frequency, bool quiet) const {
-  return ask("CHAN_SWITCH " + std::to_string(count) + " " + std::to_string(frequency) + " ht" +
-             (quiet ? " blocktx" : ""));
+bool Hostapd::switch_channel(int count, int frequency, const std::string& options) const {
+  return ask("CHAN_SWITCH " + std::to_string(count) + " " + std::to_string(frequency) + options);
 }
 
 bool Hostapd::ask(const std::string& command) const {

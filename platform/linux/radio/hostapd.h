@@ -27,7 +27,8 @@ class Hostapd {
 
   // False where hostapd refuses, or is not there.
   bool set_elements(View elements) const;
-  bool switch_channel(int count, int frequency, bool quiet) const;
+  // `options` as hostapd names them, each after a blank.
+  bool switch_channel(int count, int frequency, const std::string& options) const;
 
  private:
   bool ask(const std::string& command) const;

@@ -183,6 +183,9 @@ std::optional<Interface> Nl80211::interface() const {
   Message message(family_, NL80211_CMD_GET_INTERFACE, index_);
   const int result = request(message, [&out](nlattr** attributes) {
     out.access_point = u32_of(attributes[NL80211_ATTR_IFTYPE]) == NL80211_IFTYPE_AP;
+    out.high_throughput =
+        attributes[NL80211_ATTR_CHANNEL_WIDTH] != nullptr &&
+        u32_of(attributes[NL80211_ATTR_CHANNEL_WIDTH]) != NL80211_CHAN_WIDTH_20_NOHT;
     out.phy = u32_of(attributes[NL80211_ATTR_WIPHY]);
     out.address = mac_at(bytes_of(attributes[NL80211_ATTR_MAC]), 0);
     out.frequency = static_cast<int>(u32_of(attributes[NL80211_ATTR_WIPHY_FREQ]));
@@ -270,10 +273,13 @@ void Nl80211::leave(std::uint64_t cookie) const {
   request(message);
 }
 
-int Nl80211::send(View frame, int frequency, std::uint64_t& cookie) const {
+int Nl80211::send(View frame, int frequency, int stay, std::uint64_t& cookie) const {
   Message message(family_, NL80211_CMD_FRAME, index_);
   message.u32(NL80211_ATTR_WIPHY_FREQ, static_cast<std::uint32_t>(frequency));
   message.flag(NL80211_ATTR_OFFCHANNEL_TX_OK);
+  if (stay != 0) {
+    message.u32(NL80211_ATTR_DURATION, static_cast<std::uint32_t>(stay));
+  }
   message.bytes(NL80211_ATTR_FRAME, frame);
   return request(message, [&cookie](nlattr** attributes) {
     cookie = u64_of(attributes[NL80211_ATTR_COOKIE]);

@@ -20,6 +20,7 @@ namespace radio {
 
 struct Interface {
   bool access_point = false;
+  bool high_throughput = false;  // 802.11n or newer
   unsigned phy = 0;
   Mac address{};
   int frequency = 0;  // that it is on; 0 where it is on none of its own
@@ -59,7 +60,8 @@ class Nl80211 {
   void for_each_bss(const std::function<void(const Bss&)>& take) const;
   int stay_on(int frequency, std::uint64_t& cookie) const;
   void leave(std::uint64_t cookie) const;
-  int send(View frame, int frequency, std::uint64_t& cookie) const;
+  // Remains there for `stay` ms, for the answer; 0 where the radio is there anyway.
+  int send(View frame, int frequency, int stay, std::uint64_t& cookie) const;
   int add_monitor(const char* name) const;
   void remove(const char* name) const;
 

@@ -6,6 +6,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 
 namespace radio {
 
@@ -14,7 +15,7 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr milliseconds kLook{1000};
-constexpr milliseconds kOverlap{300};  // the next stay begins before this one ends
+constexpr milliseconds kLate{300};  // the end of a stay was not told, or a new one is refused
 
 Descriptor way_to_the_daemon() {
   sockaddr_in address{};
@@ -68,24 +69,45 @@ void end_sending(Radio& radio, std::uint64_t cookie, bool acknowledged) {
   }
 }
 
+// A stay begins when the one before has ended: the kernel queues one that is asked for earlier, and
+// where it plays stays in software leaves the channel for half a second between the two.
 void renew_stay(Radio& radio) {
   const int result = radio.kernel.stay_on(radio.stays_on, radio.stay);
-  if (result != 0) {
-    say("channel %d cannot be kept: error %d", channel_of(radio.stays_on), -result);
+  if (result != 0 && result != radio.stay_refused) {
+    say("channel %d cannot be kept: %s", channel_of(radio.stays_on), strerror(-result));
   }
-  const milliseconds stay(result == 0 ? radio.kernel.longest_stay() : 1000);
-  radio.next_stay = Clock::now() + stay - std::min(kOverlap, stay / 2);
+  radio.stay_refused = result;
+  const milliseconds stay(result == 0 ? radio.kernel.longest_stay() : 0);
+  radio.next_stay = Clock::now() + stay + kLate;
 }
 
+// One for each radio.
+std::string monitor_name(const Radio& radio) {
+  return "vmonitor" + std::to_string(radio.interface.phy);
+}
+
+void drop_monitor(Radio& radio) {
+  radio.monitor.close();
+  radio.kernel.remove(monitor_name(radio).c_str());
+}
+
+// It is tried again with each look, and said once.
 void open_monitor(Radio& radio) {
+  const std::string name = monitor_name(radio);
   std::string why;
-  radio.kernel.remove(kMonitorName);  // what a service that was killed has left
-  const int added = radio.kernel.add_monitor(kMonitorName);
-  if (added != 0 || set_up(kMonitorName, true) != 0) {
-    say("no monitor interface beside the access point: error %d", -added);
-  } else if (!radio.monitor.open(kMonitorName, why)) {
-    say("the monitor interface cannot be read: %s", why.c_str());
+  radio.kernel.remove(name.c_str());  // what a service that was killed has left
+  if (const int added = radio.kernel.add_monitor(name.c_str())) {
+    why = strerror(-added);
+  } else if (const int up = set_up(name, true)) {
+    why = strerror(-up);
+  } else if (radio.monitor.open(name.c_str(), why)) {
+    radio.monitor_refused = false;
+    return;
   }
+  if (!radio.monitor_refused) {
+    say("no monitor interface beside the access point, so nothing is heard: %s", why.c_str());
+  }
+  radio.monitor_refused = true;
 }
 
 std::string folder_of(const std::string& path) {
@@ -97,8 +119,7 @@ void follow_access_point(Radio& radio) {
   if (!radio.interface.access_point) {
     radio.hostapd.detach();
     if (radio.monitor.is_open()) {
-      radio.monitor.close();
-      radio.kernel.remove(kMonitorName);
+      drop_monitor(radio);
     }
     return;
   }
@@ -172,8 +193,7 @@ void close(Radio& radio) {
     radio.hostapd.set_elements({});
   }
   stop_staying(radio);
-  radio.monitor.close();
-  radio.kernel.remove(kMonitorName);
+  drop_monitor(radio);
 }
 
 void heard(Radio& radio, View frame, int frequency) {

@@ -16,8 +16,6 @@
 
 namespace radio {
 
-inline constexpr const char* kMonitorName = "vmonitor0";
-
 using Clock = std::chrono::steady_clock;
 
 // An action frame that was handed to the kernel, and who waits to hear what became of it.
@@ -40,6 +38,7 @@ struct Radio {
   Nl80211 kernel;
   Interface interface;
   Monitor monitor;
+  bool monitor_refused = false;
   Hostapd hostapd;
   Descriptor daemon;  // the event port
   Elements elements;
@@ -48,6 +47,7 @@ struct Radio {
   Clock::time_point next_look{};
   int stays_on = 0;  // MHz; 0: wherever the kernel likes
   std::uint64_t stay = 0;
+  int stay_refused = 0;  // the last error that was said
   Clock::time_point next_stay;
   std::vector<Sending> sendings;
   Mac last_from{};

@@ -11,6 +11,7 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr milliseconds kToBeSent{3000};
+constexpr int kForAnAnswer = 500;  // ms, on a channel where the radio is not
 constexpr std::size_t kSendingsMax = 16;
 
 struct Outcome {
@@ -61,7 +62,9 @@ Outcome scan(Radio& radio) {
 Outcome switch_channel(Radio& radio, const Request& request) {
   const int frequency = frequency_of(request.channel);
   if (radio.interface.access_point) {
-    const bool done = radio.hostapd.switch_channel(request.count, frequency, request.quiet);
+    const std::string options = std::string(radio.interface.high_throughput ? " ht" : "") +
+                                (request.quiet ? " blocktx" : "");
+    const bool done = radio.hostapd.switch_channel(request.count, frequency, options);
     return {done, done ? "" : "csa: hostapd refuses the channel"};
   }
   const std::vector<int> usable = radio.kernel.usable_frequencies();
@@ -100,7 +103,9 @@ void send_action(Radio& radio, Descriptor client, const Request& request) {
     return;
   }
   std::uint64_t cookie = 0;
-  if (const int result = radio.kernel.send(frame.view(), frequency, cookie)) {
+  const bool there = frequency == radio.interface.frequency || frequency == radio.stays_on;
+  const int stay = there ? 0 : std::min(radio.kernel.longest_stay(), kForAnAnswer);
+  if (const int result = radio.kernel.send(frame.view(), frequency, stay, cookie)) {
     answer(client, false, refused("actframe", result).text);
     return;
   }
