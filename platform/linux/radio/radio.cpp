@@ -58,17 +58,6 @@ void end_scan(Radio& radio, bool complete) {
                                   complete ? ScanEnd::complete : ScanEnd::aborted));
 }
 
-void end_sending(Radio& radio, std::uint64_t cookie, bool acknowledged) {
-  for (auto it = radio.sendings.begin(); it != radio.sendings.end(); ++it) {
-    if (it->cookie == cookie) {
-      const bool heard_of = acknowledged || it->to_group;
-      answer(it->client, true, heard_of ? "" : "sent, and not acknowledged");
-      radio.sendings.erase(it);
-      return;
-    }
-  }
-}
-
 // A stay begins when the one before has ended: the kernel queues one that is asked for earlier, and
 // where it plays stays in software leaves the channel for half a second between the two.
 void renew_stay(Radio& radio) {
@@ -217,7 +206,7 @@ void noticed(Radio& radio, const Notification& notice) {
       end_scan(radio, notice.what == Notice::scan_done);
       break;
     case Notice::sent:
-      end_sending(radio, notice.cookie, notice.acknowledged);
+      went_out(radio.sendings, notice.cookie, notice.acknowledged);
       break;
     case Notice::stay_ended:
       if (radio.stays_on != 0 && notice.cookie == radio.stay) {
@@ -249,14 +238,7 @@ void look_after(Radio& radio) {
   if (radio.stays_on != 0 && now >= radio.next_stay) {
     renew_stay(radio);
   }
-  for (auto it = radio.sendings.begin(); it != radio.sendings.end();) {
-    if (now >= it->deadline) {
-      answer(it->client, false, "actframe: the driver does not say whether it was sent");
-      it = radio.sendings.erase(it);
-    } else {
-      ++it;
-    }
-  }
+  look_after(radio.sendings, radio.kernel);
 }
 
 Clock::time_point next_due(const Radio& radio) {
@@ -264,10 +246,7 @@ Clock::time_point next_due(const Radio& radio) {
   if (radio.stays_on != 0) {
     out = std::min(out, radio.next_stay);
   }
-  for (const Sending& sending : radio.sendings) {
-    out = std::min(out, sending.deadline);
-  }
-  return out;
+  return next_due(radio.sendings, out);
 }
 
 }  // namespace radio

@@ -2,7 +2,6 @@
 #ifndef PLATFORM_LINUX_RADIO_RADIO_H
 #define PLATFORM_LINUX_RADIO_RADIO_H
 
-#include <chrono>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,18 +12,9 @@
 #include "monitor.h"
 #include "nl80211.h"
 #include "request_socket.h"
+#include "sending.h"
 
 namespace radio {
-
-using Clock = std::chrono::steady_clock;
-
-// An action frame that was handed to the kernel, and who waits to hear what became of it.
-struct Sending {
-  Descriptor client;
-  std::uint64_t cookie;
-  bool to_group;  // nobody acknowledges that
-  Clock::time_point deadline;
-};
 
 // Where things are, as the command line says.
 struct Places {
@@ -38,20 +28,20 @@ struct Radio {
   Nl80211 kernel;
   Interface interface;
   Monitor monitor;
-  bool monitor_refused = false;
   Hostapd hostapd;
   Descriptor daemon;  // the event port
   Elements elements;
-  bool scanning = false;
-  bool gone = false;  // the interface does not exist any more
   Clock::time_point next_look{};
   int stays_on = 0;  // MHz; 0: wherever the kernel likes
   std::uint64_t stay = 0;
   int stay_refused = 0;  // the last error that was said
   Clock::time_point next_stay;
-  std::vector<Sending> sendings;
+  Sendings sendings;
   Mac last_from{};
   unsigned last_sequence = 0;
+  bool monitor_refused = false;  // which was said
+  bool scanning = false;
+  bool gone = false;  // the interface does not exist any more
 };
 
 // Opens the interface and the way to the daemon.

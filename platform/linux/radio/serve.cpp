@@ -12,7 +12,6 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kToBeSent{3000};
 constexpr int kForAnAnswer = 500;  // ms, on a channel where the radio is not
-constexpr std::size_t kSendingsMax = 16;
 
 struct Outcome {
   bool done;
@@ -98,19 +97,14 @@ void send_action(Radio& radio, Descriptor client, const Request& request) {
   const Mac& own = radio.interface.address;
   const Datagram frame =
       build_action(request.to, own, radio.interface.access_point ? own : request.to, request.body);
-  if (radio.sendings.size() >= kSendingsMax) {
-    answer(client, false, "actframe: too many frames are on their way");
-    return;
-  }
-  std::uint64_t cookie = 0;
   const bool there = frequency == radio.interface.frequency || frequency == radio.stays_on;
-  const int stay = there ? 0 : std::min(radio.kernel.longest_stay(), kForAnAnswer);
-  if (const int result = radio.kernel.send(frame.view(), frequency, stay, cookie)) {
-    answer(client, false, refused("actframe", result).text);
-    return;
-  }
-  radio.sendings.push_back(
-      {std::move(client), cookie, (request.to[0] & 1) != 0, Clock::now() + kToBeSent});
+  start(radio.sendings, radio.kernel,
+        {.client = std::move(client),
+         .frame = frame,
+         .to_group = (request.to[0] & 1) != 0,
+         .frequency = frequency,
+         .stay = there ? 0 : std::min(radio.kernel.longest_stay(), kForAnAnswer),
+         .deadline = Clock::now() + kToBeSent});
 }
 
 }  // namespace
