@@ -17,25 +17,20 @@ using std::chrono::milliseconds;
 constexpr milliseconds kLook{1000};
 constexpr milliseconds kLate{300};  // the end of a stay was not told, or a new one is refused
 
-Descriptor way_to_the_daemon() {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(kEventPort);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  Descriptor out(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  const bool connected =
-      connect(out.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-  return connected ? std::move(out) : Descriptor();
-}
-
-// A daemon that is not there misses what it misses, as with a driver.
+// A daemon that is not there misses what it misses, as with a driver. The socket is not connected:
+// it would report a daemon that was not there to the next event, and drop that.
 void hand_over(const Radio& radio, const Datagram& event) {
   if (!event.whole()) {
     say("an event of more than 4096 bytes was dropped");
     return;
   }
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(kEventPort);
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   const View bytes = event.view();
-  static_cast<void>(send(radio.daemon.get(), bytes.data(), bytes.size(), 0));
+  static_cast<void>(sendto(radio.daemon.get(), bytes.data(), bytes.size(), 0,
+                           reinterpret_cast<const sockaddr*>(&address), sizeof address));
 }
 
 // A channel without a number of its own, as those of 6 GHz, is none on which the daemon could
@@ -157,11 +152,7 @@ void say(const char* format, ...) {
 
 bool open(Radio& radio, std::string& why) {
   const std::string& interface = radio.places.interface;
-  radio.daemon = way_to_the_daemon();
-  if (!radio.daemon) {
-    why = "no way to 127.0.0.1: is the loopback interface up?";
-    return false;
-  }
+  radio.daemon = Descriptor(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   if (!radio.kernel.open(interface, why)) {
     return false;
   }
