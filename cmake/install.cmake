@@ -1,7 +1,7 @@
 # What `cmake --install` puts where, in components of which a board wants the first alone:
 #
 #   daemon      the daemon, its systemd unit and vorlentctl
-#   linux       the radio's service of an ordinary Linux box, and wl
+#   linux       the services of an ordinary Linux box, wl and vexo_service
 #   nvram       the stand-in's command; not there with a maker's platform
 #   documents   documents
 #   dissector   for Wireshark
@@ -68,12 +68,17 @@ if(TARGET nvram)
 endif()
 
 if(TARGET vorlent-radio)
-  install(TARGETS wl vorlent-radio RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT linux)
-  install_pages(linux vorlent-radio.8 wl.8)
-  if(VORLENT_UNIT_DIR)
-    install_with(linux packaging/systemd/vorlent-radio.service ${VORLENT_UNIT_DIR} vorlent-radio.service
-                 /usr/sbin/vorlent-radio ${CMAKE_INSTALL_SBINDIR}/vorlent-radio)
-  endif()
+  install(TARGETS wl vorlent-radio vorlent-network
+          RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT linux)
+  install(PROGRAMS platform/linux/service/vexo_service
+          DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT linux)
+  install_pages(linux vorlent-radio.8 vorlent-network.8 wl.8)
+  foreach(service vorlent-radio vorlent-network)
+    if(VORLENT_UNIT_DIR)
+      install_with(linux packaging/systemd/${service}.service ${VORLENT_UNIT_DIR} ${service}.service
+                   /usr/sbin/${service} ${CMAKE_INSTALL_SBINDIR}/${service})
+    endif()
+  endforeach()
 endif()
 
 install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documents)

@@ -8,7 +8,7 @@ for unit in "$1"/packaging/systemd/*.service; do
   name=${unit##*/}
   exposure=$(systemd-analyze security --offline=yes "$unit" | sed -n 's/.*exposure level.*: \([0-9.]*\) .*/\1/p')
   awk -v e="$exposure" 'BEGIN { exit !(e != "" && e <= 2.5) }' || fail "$name: exposure $exposure, wanted 2.5 at most"
-  sed "s|/usr/sbin/vorlent|$2/vorlent|; s|$2/vorlent-radio|$2/linux/vorlent-radio|" "$unit" >"$work/$name"
+  sed "s|/usr/sbin/vorlent|$2/vorlent|; s|$2/vorlent-|$2/linux/vorlent-|" "$unit" >"$work/$name"
   complaint=$(systemd-analyze verify --man=no "$work/$name" 2>&1) || fail "$complaint"
   [ -z "$complaint" ] || fail "$complaint"
 done

@@ -69,6 +69,7 @@ class PagesTest(unittest.TestCase):
     def test_every_option_is_on_its_page(self):
         tools = {"meshlab.1": [BUILD / "meshlab", "run", "--help"], "nvram.1": [BUILD / "nvram", "--help"],
                  "wl.8": [BUILD / "linux/wl", "--help"], "vorlent-radio.8": [BUILD / "linux/vorlent-radio", "--help"],
+                 "vorlent-network.8": [BUILD / "linux/vorlent-network", "--help"],
                  "vorlentctl.8": [BUILD / "vorlentctl", "approve", "--help"],
                  "vorlent-why.1": [BUILD / "vorlent-why", "--help"]}
         for page, command in tools.items():

@@ -1,0 +1,141 @@
+// The service that makes a unit's networks out of its NVRAM, and tells NVRAM how the backhaul
+// stands.
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <ctime>
+#include <string>
+
+#include "backhaul.h"
+#include "kept_store.h"
+#include "own_file.h"
+#include "program.h"
+#include "settings.h"
+#include "vexo_nvram.h"
+
+namespace {
+
+using service::Role;
+
+constexpr std::chrono::seconds kPause{5};  // before one that has ended is started again
+constexpr timespec kTurn{.tv_sec = 1, .tv_nsec = 0};
+constexpr const char* kFolder = "/run/vorlent";
+
+struct Networks {
+  service::Settings running;
+  service::Settings seen;
+  bool wanted = false;  // a program ought to run
+  service::Clock::time_point begun;
+  service::Program program;
+  service::Supplicant supplicant;
+  service::Backhaul backhaul;
+};
+
+void say(const std::string& text) {
+  static_cast<void>(fprintf(stderr, "vorlent-network: %s\n", text.c_str()));
+}
+
+// Whole or not at all; nobody else reads it, since it holds the network's key.
+bool write_file(const char* path, const std::string& text) {
+  const int fd = create_own_file(path, 0600);
+  const bool whole = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+  close(fd);
+  if (!whole) {
+    say(std::string(path) + " cannot be written");
+  }
+  return whole;
+}
+
+void begin(Networks& networks, const service::Configuration& configuration) {
+  const bool base = networks.running.role == Role::access_point;
+  const std::string path = std::string(kFolder) + (base ? "/hostapd.conf" : "/supplicant.conf");
+  networks.wanted = write_file(path.c_str(), configuration.text);
+  if (!networks.wanted) {
+    return;
+  }
+  say(base ? "hostapd offers the unit's networks" : "wpa_supplicant joins the backhaul");
+  if (base) {
+    networks.program.start({"hostapd", path});
+  } else {
+    networks.program.start({"wpa_supplicant", "-i", networks.running.interface, "-c", path});
+  }
+}
+
+void apply(Networks& networks, const service::Settings& settings) {
+  networks.program.stop();
+  networks.supplicant.forget();
+  networks.running = settings;
+  networks.wanted = false;
+  networks.begun = service::Clock::now();
+  const service::Configuration configuration = service::make_configuration(settings);
+  if (!configuration.wrong.empty()) {
+    say("no network is made: " + configuration.wrong);
+  } else if (!configuration.text.empty()) {
+    begin(networks, configuration);
+  }
+}
+
+// Settings are changed one by one: what has not changed for a turn is whole.
+void turn(Networks& networks) {
+  const service::Settings settings =
+      service::read_settings([](const char* key) { return vexoNvramConfig_get(key); });
+  if ((!(settings == networks.running) && settings == networks.seen) ||
+      (networks.wanted && !networks.program.runs() &&
+       service::Clock::now() - networks.begun >= kPause)) {
+    apply(networks, settings);
+  }
+  networks.seen = settings;
+  const bool joined = networks.wanted && networks.running.role == Role::station &&
+                      networks.supplicant.joined(networks.running.interface);
+  service::follow(networks.backhaul, joined, service::Clock::now());
+}
+
+int run(const std::string& kept) {
+  mkdir(kFolder, 0700);
+  const char* named = getenv("VEXO_NVRAM");
+  service::KeptStore store(named == nullptr ? "/tmp/vexo_nvram" : named, kept);
+  store.bring_back();
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int signal : {SIGTERM, SIGINT}) {
+    sigaddset(&signals, signal);
+  }
+  sigprocmask(SIG_BLOCK, &signals, nullptr);
+  Networks networks;
+  // Nothing has joined yet, whatever stood in NVRAM when the power went.
+  if (vexoNvramConfig_match("map_agent_configured", "1") != 0) {
+    vexoNvramConfig_set("map_agent_configured", "0");
+  }
+  do {
+    turn(networks);
+    store.look();
+  } while (sigtimedwait(&signals, nullptr, &kTurn) < 0);
+  return 0;
+}
+
+int start(int argc, char** argv) {
+  std::string kept = "/var/lib/vorlent/nvram";
+  CLI::App app("Makes a unit's networks out of its NVRAM", "vorlent-network");
+  app.set_version_flag("--version", "vorlent-network " VORLENT_VERSION);
+  app.add_option("--keep", kept, "where NVRAM's saved values outlive a boot");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& wrong) {
+    return app.exit(wrong) == 0 ? 0 : 2;
+  }
+  return run(kept);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return start(argc, argv);
+  } catch (const std::exception& error) {  // the libraries', or no memory
+    say(error.what());
+    return 1;
+  }
+}
