@@ -6,11 +6,13 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <sstream>
 
 #include "base/box_files.h"
 #include "node/key_store.h"
 #include "node/mesh.h"
+#include "results/decrypt.h"
 #include "run.h"
 #include "story/words.h"
 
@@ -218,51 +220,15 @@ int sweep(const Options& options, const std::vector<std::string>& words) {
   return fail({{0, std::string("python3: ") + strerror(errno) + "; install the package python3"}});
 }
 
-}  // namespace
+int show_contents(const std::string& folder, const std::string& unit) {
+  std::string told;
+  const std::string error = decrypt_run(folder, unit, told);
+  fputs(told.c_str(), stdout);
+  return error.empty() ? 0 : fail({{0, error}});
+}
 
-int main(int argc, char** argv) {
-  fill_standard_streams();
-  Options options;
-  Overrides overrides;
-  std::error_code error;
-  options.tools = fs::read_symlink("/proc/self/exe", error).parent_path();
-  CLI::App app("A mesh of real vorlent daemons on one machine, to look at and to break", "meshlab");
-  app.require_subcommand(1);
-  CLI::App* run_command = app.add_subcommand("run", "run a scenario");
-  add_run_options(*run_command, options, overrides);
-  CLI::App* list_command = app.add_subcommand("list", "list the scenarios");
-  std::vector<std::string> checked;
-  CLI::App* check_command =
-      app.add_subcommand("check", "say what is wrong with scenarios, without a run");
-  check_command->add_option("SCENARIO", checked, "names or files")->required();
-  std::string store;
-  int pairs = 256;
-  CLI::App* keys_command = app.add_subcommand("keys", "make a store of ready key pairs, once");
-  keys_command->add_option("DIR", store, "its folder")->required();
-  keys_command->add_option("COUNT", pairs, "how many it shall hold (default: 256)")
-      ->check(CLI::Range(1, kMaxPairs));
-  CLI::App* sweep_command =
-      app.add_subcommand("sweep", "run a scenario over seeds and settings, and make a table");
-  sweep_command->prefix_command()->set_help_flag();
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& wrong) {
-    return app.exit(wrong) == 0 ? 0 : 2;
-  }
-  if (list_command->parsed()) {
-    fputs(list_scenarios(options).c_str(), stdout);
-    return 0;
-  }
-  if (sweep_command->parsed()) {
-    return sweep(options, sweep_command->remaining());
-  }
-  if (keys_command->parsed()) {
-    return keep_pairs(store, pairs);
-  }
+int play(Options& options, const Overrides& overrides) {
   Errors errors;
-  if (check_command->parsed()) {
-    return check(options, checked);
-  }
   Scenario scenario = load(options, options.scenario, errors);
   if (errors.empty()) {
     apply(overrides, scenario);
@@ -273,4 +239,65 @@ int main(int argc, char** argv) {
     errors.emplace(0, why);
   }
   return errors.empty() ? run(options, scenario) : fail(errors);
+}
+
+// What the command line asks for, and what is then to be done.
+struct Asked {
+  Options options;
+  Overrides overrides;
+  std::vector<std::string> scenarios;
+  std::string folder;
+  std::string unit;
+  int pairs = 256;
+  std::function<int()> todo;
+};
+
+void add_commands(CLI::App& app, Asked& asked) {
+  const auto command = [&](const char* name, const char* what, std::function<int()> todo) {
+    CLI::App* added = app.add_subcommand(name, what);
+    added->callback([&asked, todo = std::move(todo)] { asked.todo = todo; });
+    return added;
+  };
+  add_run_options(
+      *command("run", "run a scenario", [&] { return play(asked.options, asked.overrides); }),
+      asked.options, asked.overrides);
+  command("list", "list the scenarios",
+          [&] { return fputs(list_scenarios(asked.options).c_str(), stdout) < 0 ? 2 : 0; });
+  command("check", "say what is wrong with scenarios, without a run",
+          [&] { return check(asked.options, asked.scenarios); })
+      ->add_option("SCENARIO", asked.scenarios, "names or files")
+      ->required();
+  CLI::App* keys = command("keys", "make a store of ready key pairs, once",
+                           [&] { return keep_pairs(asked.folder, asked.pairs); });
+  keys->add_option("DIR", asked.folder, "its folder")->required();
+  keys->add_option("COUNT", asked.pairs, "how many it shall hold (default: 256)")
+      ->check(CLI::Range(1, kMaxPairs));
+  CLI::App* decrypt = command("decrypt", "show what operations 1002 and 1003 of a run hold",
+                              [&] { return show_contents(asked.folder, asked.unit); });
+  decrypt->add_option("RUN", asked.folder, "the folder of its results")->required();
+  decrypt->add_option("UNIT", asked.unit, "only what this station sent or was sent");
+  CLI::App* sweeping =
+      app.add_subcommand("sweep", "run a scenario over seeds and settings, and make a table");
+  sweeping->prefix_command()->set_help_flag();
+  sweeping->callback([&asked, sweeping] {
+    asked.todo = [&asked, sweeping] { return sweep(asked.options, sweeping->remaining()); };
+  });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  fill_standard_streams();
+  Asked asked;
+  std::error_code error;
+  asked.options.tools = fs::read_symlink("/proc/self/exe", error).parent_path();
+  CLI::App app("A mesh of real vorlent daemons on one machine, to look at and to break", "meshlab");
+  app.require_subcommand(1);
+  add_commands(app, asked);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& wrong) {
+    return app.exit(wrong) == 0 ? 0 : 2;
+  }
+  return asked.todo();
 }
