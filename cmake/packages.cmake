@@ -14,8 +14,15 @@ set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS OFF)
 set(CPACK_DEBIAN_DAEMON_PACKAGE_NAME vorlent)
 set(CPACK_DEBIAN_DAEMON_PACKAGE_DEPENDS init-system-helpers)
 set(CPACK_DEBIAN_DAEMON_PACKAGE_CONTROL_STRICT_PERMISSION TRUE)
+set(CPACK_DEBIAN_LINUX_PACKAGE_CONTROL_STRICT_PERMISSION TRUE)
 foreach(step postinst prerm postrm)
-  list(APPEND CPACK_DEBIAN_DAEMON_PACKAGE_CONTROL_EXTRA ${CMAKE_SOURCE_DIR}/packaging/debian/${step})
+  set(script ${CMAKE_SOURCE_DIR}/packaging/debian/${step})
+  list(APPEND CPACK_DEBIAN_DAEMON_PACKAGE_CONTROL_EXTRA ${script})
+  # The same for other services.
+  file(READ ${script} text)
+  string(REPLACE "vorlent.service" "vorlent-network.service vorlent-radio.service" text "${text}")
+  file(WRITE ${CMAKE_BINARY_DIR}/packaging-linux/${step} "${text}")
+  list(APPEND CPACK_DEBIAN_LINUX_PACKAGE_CONTROL_EXTRA ${CMAKE_BINARY_DIR}/packaging-linux/${step})
 endforeach()
 set(CPACK_DEBIAN_DOCUMENTS_PACKAGE_NAME vorlent-doc)
 set(CPACK_DEBIAN_DOCUMENTS_PACKAGE_SECTION doc)
@@ -23,7 +30,7 @@ set(CPACK_DEBIAN_DISSECTOR_PACKAGE_NAME vorlent-dissector)
 set(CPACK_DEBIAN_NVRAM_PACKAGE_NAME vorlent-nvram)
 set(CPACK_DEBIAN_LINUX_PACKAGE_NAME vorlent-linux)
 set(CPACK_DEBIAN_LINUX_PACKAGE_DEPENDS
-    "vorlent (= ${PROJECT_VERSION}), vorlent-nvram (= ${PROJECT_VERSION}), hostapd, wpasupplicant")
+    "vorlent (= ${PROJECT_VERSION}), vorlent-nvram (= ${PROJECT_VERSION}), hostapd, wpasupplicant, init-system-helpers")
 set(CPACK_DEBIAN_LABORATORY_PACKAGE_NAME vorlent-lab)
 set(CPACK_DEBIAN_LABORATORY_PACKAGE_DEPENDS
     "vorlent (= ${PROJECT_VERSION}), vorlent-nvram (= ${PROJECT_VERSION}), bubblewrap, python3:any")
@@ -38,9 +45,9 @@ fresh from the factory in as a satellite. With vorlentctl, the owner's command."
 set(CPACK_COMPONENT_NVRAM_DESCRIPTION "NVRAM command where no platform has one
 Shows and changes the settings that vorlent reads from the stand-in for a
 platform's NVRAM, which is a text file.")
-set(CPACK_COMPONENT_LINUX_DESCRIPTION "radio of an ordinary Linux box for vorlent
-A service that owns a card of the kernel's 802.11 stack and speaks with vorlent
-as a router's driver would, and the wl command in front of it.")
+set(CPACK_COMPONENT_LINUX_DESCRIPTION "services of an ordinary Linux box for vorlent
+One owns a card of the kernel's 802.11 stack and speaks with vorlent as a
+router's driver would, one makes the unit's networks out of NVRAM.")
 set(CPACK_COMPONENT_DOCUMENTS_DESCRIPTION "documents of the onboarding daemon vorlent
 How it is built, ported to a platform, measured, and what it protects.")
 set(CPACK_COMPONENT_DISSECTOR_DESCRIPTION "Wireshark dissector of vorlent's frames
