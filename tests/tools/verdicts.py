@@ -22,17 +22,20 @@ class Run:
 
     def __init__(self, folder, why):
         self.folder, self.sent, self.mode, self.gave_up = folder, collections.Counter(), {}, collections.Counter()
-        self.attempts = collections.defaultdict(list)  # counts of operations from each entry into mode 1 on
+        self.attempts = collections.defaultdict(list)  # counts of operations from each first 1000 on
+        entered = set()
         for event in json.loads((folder / "timeline.json").read_text()):
             if event["what"] == "frame" and "operation" in event:
                 self.sent[event["unit"], event["to"], str(event["operation"])] += 1
+                if event["operation"] == 1000 and event["unit"] in entered:
+                    entered.remove(event["unit"])
+                    self.attempts[event["unit"]].append(collections.Counter())
                 for unit in {event["unit"], event["to"]} & set(self.attempts):
                     self.attempts[unit][-1][str(event["operation"])] += 1
             elif event["what"] == "mode":
                 self.mode[event["unit"]] = event["mode"]
                 self.gave_up[event["unit"]] += (event["before"], event["mode"]) == (1, 0)
-                if event["mode"] == 1:
-                    self.attempts[event["unit"]].append(collections.Counter())
+                entered |= {event["unit"]} if event["mode"] == 1 else set()
         self.forged = any(sender == "stranger" for sender, _, _ in self.sent)
         said = subprocess.run([why, "--json", folder, folder / "air.pcapng"], stdout=subprocess.PIPE, check=True)
         self.logs = [json.loads(line) for line in said.stdout.splitlines()]
@@ -72,7 +75,7 @@ class Run:
         if gave_up != self.gave_up[unit]:
             yield f"it gave up {self.gave_up[unit]} times, told {gave_up}"
         counted = [+collections.Counter(attempt["air"]) for attempt in said["attempts"] if attempt["air"]]
-        sent = [attempt for attempt in self.attempts[unit] if attempt["1000"]]
+        sent = self.attempts[unit]
         if counted != sent and counted and not self.forged:
             yield f"{counted} counted, {sent} sent"
 
