@@ -10,8 +10,8 @@
 namespace lab {
 
 /* To the agent. */
-inline constexpr char kDeliver = 'E'; /* a datagram for the daemon's event port */
-inline constexpr char kStart = 'S';   /* start the daemon; the libraries to preload */
+inline constexpr char kDeliver = 'E';  /* a datagram for the daemon's event port */
+inline constexpr char kStart = 'S';    /* start the daemon; the libraries to preload */
 inline constexpr char kSignal = 'K';   /* send the daemon a signal; its number in digits */
 inline constexpr char kMemory = 'M';   /* say how much memory the unit's processes hold */
 inline constexpr char kPowerCut = 'P'; /* end everything at once, the agent too */
