@@ -45,4 +45,14 @@ PATH=$work/bin:$2:$PATH "$1/tools/sandbox" "$1" "$2" bash -c '
   until_true "kill -0 $same_name"
 ' - "$work" >"$work/lives" 2>/dev/null
 grep -q never "$work/lives" && fail "$(cat "$work/lives")"
+
+# The services of a card, played: what procd is told to run takes the words that it is given.
+{
+  sed -n '/^procd_open/p' "$work/init"
+  printf '%s\n' 'procd_set_param() { [ "$1" != command ] || { shift; "$@" --zork 2>&1 || :; }; }' 'mkdir() { :; }'
+  sed "s|/usr/sbin|$2/linux|" "$1/packaging/procd/vorlent-linux.init"
+  echo start_service
+} >"$work/card"
+[ ! -e "$2/linux/wl" ] || [ "$(sh -e "$work/card" | grep -c '^The following argument was not expected: --zork')" = 2 ] ||
+  fail "the services of a card do not take the words that they are given"
 exit 0
