@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <map>
 
 #include "base/box_files.h"
 #include "node/boxes.h"
@@ -15,6 +16,7 @@
 #include "results/console.h"
 #include "results/recorder.h"
 #include "results/report.h"
+#include "results/why.h"
 #include "story/expectations.h"
 #include "story/hands.h"
 #include "web/web.h"
@@ -121,14 +123,27 @@ std::string prepare(Run& run) {
   return open_record(run.recorder, run.options.out);
 }
 
+// For the server's threads, which know nothing else of the mesh.
+std::map<std::string, std::string> boxes_by_name(const Mesh& mesh) {
+  std::map<std::string, std::string> boxes;
+  for (const auto& node : mesh.nodes) {
+    boxes[node->name] = node->sandbox.folder;
+  }
+  return boxes;
+}
+
 // What went wrong, in one line, or nothing.
 std::string open_page(Run& run) {
   if (!run.options.web) {
     return {};
   }
-  run.web = std::make_unique<Web>(run.mesh.loop, [&run](const std::string& line) {
-    return do_by_hand(run.story, line, run.by_hand);
-  });
+  run.web = std::make_unique<Web>(
+      run.mesh.loop,
+      [&run](const std::string& line) { return do_by_hand(run.story, line, run.by_hand); },
+      [boxes = boxes_by_name(run.mesh), tools = run.options.tools](const std::string& unit) {
+        const auto box = boxes.find(unit);
+        return box != boxes.end() ? why_of_box(tools, box->second) : std::string("{}");
+      });
   const std::string error = run.web->start(*run.options.web, live_page(run.story));
   if (error.empty()) {
     run.recorder.teller = [&run](const std::string& entry) { run.web->tell(entry); };
@@ -174,14 +189,17 @@ std::string play(Run& run) {
   close(signals);
   if (run.web) {
     run.web->end_orders();
-    run.web->tell(result_of(run.recorder, run.story, run.exit_status));
   }
   error = close_record(run.recorder, run.mesh);
+  const std::string result = result_of(run.recorder, run.story, run.exit_status, run.options.tools);
+  if (run.web) {
+    run.web->tell(result);
+  }
   if (error.empty() && !run.by_hand.empty()) {
     error = write_by_hand(run);
   }
   if (error.empty()) {
-    error = write_report(run.recorder, run.story, run.exit_status);
+    error = write_report(run.recorder, result);
   }
   error = run.mesh.failure.empty() ? error : run.mesh.failure;
   print_result(run.console, run.story, run.exit_status, run.options.out);

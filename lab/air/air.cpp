@@ -71,7 +71,8 @@ Fate draw_fate(const AirSettings& settings, const Mac& from, const Mac& to, int 
 }
 
 void transmit(Air& air, Radio& from, int channel, Bytes bytes) {
-  Transmission sent{air.loop.clock.now(), &from, channel, std::move(bytes), {}, 0, false, {}, {}};
+  Transmission sent{air.loop.clock.now(), &from, channel, std::move(bytes), {}, 0, false, {}, {},
+                    ++air.frames};
   sent.frame = parse_frame(sent.bytes).value_or(Frame{});
   sent.operation = operation_of(sent.frame);
   sent.resent = is_resent(from, sent.operation, sent.frame);

@@ -58,13 +58,16 @@ struct Transmission {
   bool resent;
   std::vector<Reception> receptions;
   std::vector<Radio*> elsewhere;  // addressed, but listening to another channel or switched off
+  std::uint64_t number;           // of all frames, from 1
 };
 
-// What a driver tells its daemon; the operation is that of a handshake frame which `from` sent.
+// What a driver tells its daemon; operation and number are those of a handshake frame which `from`
+// sent.
 struct Told {
   View datagram;
   Radio* from = nullptr;
   int operation = 0;
+  std::uint64_t frame = 0;
 };
 
 // Another loss between some stations, for a while; who is not named may be anybody.
@@ -81,6 +84,7 @@ struct Air {
   AirSettings settings{};
   std::vector<LinkLoss> losses{};  // the last that fits counts
   AirCounts counts{};
+  std::uint64_t frames = 0;
   std::vector<Radio*> radios{};
   std::function<void(const Transmission&)> on_sent{};
   std::function<void(Radio&, const Told&)> on_told{};

@@ -51,9 +51,10 @@ void send_beacons(Air& air, Radio& radio) {
 }
 
 void tell_daemon(Air& air, Radio& radio, const Fate& fate, const Bytes& datagram,
-                 Radio* from = nullptr, int operation = 0) {
-  const auto tell = [&air, &radio, datagram, from, operation] {
-    air.on_told(radio, {datagram, from, operation});
+                 const Transmission* sent = nullptr) {
+  const Told told = sent != nullptr ? Told{{}, sent->from, sent->operation, sent->number} : Told{};
+  const auto tell = [&air, &radio, datagram, told] {
+    air.on_told(radio, {datagram, told.from, told.operation, told.frame});
   };
   later(air, radio, fate.delay, tell);
   if (fate.again) {
@@ -125,7 +126,7 @@ void hear_bss(Air& air, Radio& radio, const Transmission& sent, Fate fate) {
 void hear_action(Air& air, Radio& radio, const Transmission& sent, const Fate& fate) {
   tell_daemon(air, radio, fate,
               driver_event(EventType::action_frame, 0, radio.mac, sent.frame.from, sent.frame.body),
-              sent.from, sent.operation);
+              &sent);
 }
 
 }  // namespace

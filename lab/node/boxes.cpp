@@ -49,16 +49,6 @@ void read_lines(Mesh& mesh, Node& node) {
   }
 }
 
-// A full log is moved away and begun anew; what had come to the old one is read first.
-void read_log(Mesh& mesh, Node& node) {
-  read_lines(mesh, node);
-  Fd current = open_in_box(node.sandbox.folder, kLog, O_RDONLY);
-  if (current.open() && !is_same_file(current, node.sandbox.log)) {
-    node.sandbox.log = std::move(current);
-    read_lines(mesh, node);
-  }
-}
-
 void read_file_changes(Mesh& mesh, int inotify, const WatchedFolders& watched) {
   alignas(inotify_event) std::array<char, 16384> buffer{};
   const ssize_t length = read(inotify, buffer.data(), buffer.size());
@@ -97,6 +87,16 @@ void box_ended(Mesh& mesh, Node& node) {
 
 }  // namespace
 
+// A full log is moved away and begun anew; what had come to the old one is read first.
+void read_log(Mesh& mesh, Node& node) {
+  read_lines(mesh, node);
+  Fd current = open_in_box(node.sandbox.folder, kLog, O_RDONLY);
+  if (current.open() && !is_same_file(current, node.sandbox.log)) {
+    node.sandbox.log = std::move(current);
+    read_lines(mesh, node);
+  }
+}
+
 bool prepare_boxes(Mesh& mesh) {
   const int inotify = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
   WatchedFolders watched;
@@ -106,7 +106,7 @@ bool prepare_boxes(Mesh& mesh) {
     }
     if (!make_folders(node->sandbox) ||
         !watch(inotify, watched, *node, "/tmp", IN_MOVED_TO | IN_CLOSE_WRITE | IN_DELETE) ||
-        (mesh.follows_logs && !watch(inotify, watched, *node, "/lab/log", IN_MODIFY))) {
+        !watch(inotify, watched, *node, "/lab/log", IN_MODIFY)) {
       return false;
     }
   }

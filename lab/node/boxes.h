@@ -5,9 +5,12 @@
 namespace lab {
 
 struct Mesh;
+struct Node;
 
 // False, with errno set, where a folder cannot be made or watched.
 bool prepare_boxes(Mesh& mesh);
+// Publishes what has come to the unit's log since.
+void read_log(Mesh& mesh, Node& node);
 // Called when children of this process may have ended.
 void collect_boxes(Mesh& mesh);
 // Ends every box and waits until nothing of them is left.

@@ -2,11 +2,20 @@
 
 #include <algorithm>
 
+#include "node/mesh.h"
+
 namespace lab {
 
 namespace {
 
 struct Words {
+  std::string operator()(const Unserved& unserved) const {
+    return "does not serve " + std::to_string(unserved.operation) + " of " + unserved.from->name +
+           ": " + unserved.why;
+  }
+  std::string operator()(const TableFull& /*none*/) const {
+    return "its table is full: who asks now gets no row before the next push";
+  }
   std::string operator()(const CommandRun& run) const { return run.line; }
   std::string operator()(const PowerSwitched& power) const {
     return power.on        ? "is switched on"

@@ -21,12 +21,23 @@ struct FrameSent {
   const Node* to;
   [[nodiscard]] bool missed() const;  // by whom it was for, or by all
 };
-// The node's driver told its daemon; `operation` is that of a handshake frame of `from`, or 0.
+// The node's driver told its daemon; `operation` and number are those of a handshake frame of
+// `from`, or 0.
 struct DriverTold {
   View datagram;
   const Node* from;
   int operation;
+  std::uint64_t frame;
 };
+// The radio heard a handshake frame of `from`, and the daemon did not serve it.
+struct Unserved {
+  const Node* from;
+  int operation;
+  std::uint64_t frame;
+  std::string why;
+};
+// A base has no row left for another unit.
+struct TableFull {};
 struct CommandRun {
   std::string line;
   int status;
@@ -69,9 +80,9 @@ struct Fault {
   std::string what;
 };
 
-using What =
-    std::variant<FrameSent, DriverTold, CommandRun, ModeEntered, NvramSet, Logged, PowerSwitched,
-                 DaemonStarted, DaemonEnded, PlatformActed, DirectorActed, NvramTorn, Fault>;
+using What = std::variant<FrameSent, DriverTold, Unserved, TableFull, CommandRun, ModeEntered,
+                          NvramSet, Logged, PowerSwitched, DaemonStarted, DaemonEnded,
+                          PlatformActed, DirectorActed, NvramTorn, Fault>;
 
 struct Happening {
   Time time;

@@ -80,7 +80,7 @@ Mesh::Mesh() {
     // What a stranger forged is no step of the unit's way in.
     const bool forged = from != nullptr && from->kind == NodeKind::stranger;
     deliver(node.sandbox, told.datagram);
-    publish(*this, node, DriverTold{told.datagram, from, forged ? 0 : told.operation});
+    publish(*this, node, DriverTold{told.datagram, from, forged ? 0 : told.operation, told.frame});
   };
 }
 
@@ -118,6 +118,7 @@ void publish(Mesh& mesh, Node& node, const What& what) {
       forget_sent(mesh.air, node.radio);
     }
   }
+  service_notices(mesh, seen);
 }
 
 void fail(Mesh& mesh, const std::string& why) {

@@ -14,6 +14,7 @@
 #include "node/owner.h"
 #include "node/platform.h"
 #include "node/sandbox.h"
+#include "node/service.h"
 #include "node/unit_nvram.h"
 
 namespace lab {
@@ -28,6 +29,7 @@ struct Node {
   UnitNvram nvram;
   Platform platform;
   Owner owner;  // a base's
+  Service service;
 };
 
 struct Mesh {
@@ -38,8 +40,7 @@ struct Mesh {
   BoxKit kit;
   Loop loop;
   Air air{loop};
-  bool follows_logs = false;  // somebody wants to know of each line
-  Time push_after{};          // how long the list of ready units must rest before it is pushed to
+  Time push_after{};  // how long the list of ready units must rest before it is pushed to
   std::vector<std::unique_ptr<Node>> nodes;
   // Who learns of what happens, in this order; then platform and owners react to it.
   std::vector<std::function<void(const Happening&)>> watchers;

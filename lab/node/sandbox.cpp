@@ -107,7 +107,7 @@ void read_agent(Loop& loop, Sandbox& box) {
   if (message[0] == kReady) {
     box.on_ready();
   } else if (message[0] == kEnded || message[0] == kFailed) {
-    box.daemon_runs = false;
+    box.daemon_runs = box.frozen = false;
     box.on_daemon_ended(text);
   } else if (message[0] == kHolds) {
     // Bubblewrap's own process stands outside of what the agent sees.
@@ -265,6 +265,7 @@ long pairs_taken(const Sandbox& box) {
 }
 
 void signal_daemon(Sandbox& box, int number) {
+  box.frozen = number == SIGSTOP || (box.frozen && number != SIGCONT);
   tell_agent(box, kSignal, std::to_string(number));
 }
 
@@ -285,7 +286,7 @@ void sandbox_closed(Loop& loop, Sandbox& box) {
   }
   box.agent = -1;
   box.pid = -1;
-  box.daemon_runs = false;
+  box.daemon_runs = box.frozen = false;
 }
 
 }  // namespace lab

@@ -37,6 +37,7 @@ struct Sandbox {
   int agent = -1;      // socket to the agent
   int commands = -1;   // socket that the unit's programs connect to
   bool daemon_runs = false;
+  bool frozen = false;  // the daemon stands still
   long peak_kib = 0;
   int first_pair = 0;    // of the store, for its daemon
   Fd log;                // the debug log, where it is followed

@@ -42,6 +42,7 @@ void add_units(cJSON* to, const Story& story) {
     };
     cJSON* item = add_object(list);
     cJSON_AddStringToObject(item, "unit", node->name.c_str());
+    cJSON_AddStringToObject(item, "station", text_of(node->radio.mac).c_str());
     cJSON_AddStringToObject(item, "kind",
                             node->kind == NodeKind::base   ? "base"
                             : node->kind == NodeKind::unit ? "unit"

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <utility>
 
 #include "base/box_files.h"
 #include "node/agent/protocol.h"
@@ -15,18 +16,75 @@ namespace {
 
 enum Interface : unsigned { kAir, kEvents, kCommands };
 
+constexpr std::size_t kLogOnPage = 1U << 20U;
+constexpr std::chrono::seconds kHeld{2};
+
 // The machine's date and time at the run's beginning, by which captures are stamped.
 std::uint64_t stamp(Time time) {
   static const auto began = std::chrono::system_clock::now().time_since_epoch();
   return static_cast<std::uint64_t>((began + time).count());
 }
 
-Json entry(const Happening& seen, const char* what) {
+Json entry(Time time, const Node& node, const char* what) {
   Json json(cJSON_CreateObject());
-  cJSON_AddNumberToObject(json.get(), "t", static_cast<double>(seen.time.count() / 1000) / 1e6);
-  cJSON_AddStringToObject(json.get(), "unit", seen.node.name.c_str());
+  cJSON_AddNumberToObject(json.get(), "t", static_cast<double>(time.count() / 1000) / 1e6);
+  cJSON_AddStringToObject(json.get(), "unit", node.name.c_str());
   cJSON_AddStringToObject(json.get(), "what", what);
   return json;
+}
+
+Json entry(const Happening& seen, const char* what) {
+  return entry(seen.time, seen.node, what);
+}
+
+void tell_page(Recorder& recorder, const std::string& text) {
+  recorder.told.push_back(text);
+  if (recorder.teller) {
+    recorder.teller(text);
+  }
+}
+
+void tell_log(Recorder& recorder) {
+  if (recorder.log.node != nullptr) {
+    const LogPiece piece = std::exchange(recorder.log, {});
+    const Json json = entry(piece.time, *piece.node, "log");
+    cJSON_AddStringToObject(json.get(), "text", piece.text.c_str());
+    tell_page(recorder, text_of(json));
+  }
+}
+
+// The page has each unit's log by the moments at which it came, up to a bound.
+void add_to_log(Recorder& recorder, const Happening& seen, const std::string& line) {
+  std::size_t& size = recorder.logged[&seen.node];
+  if (size > kLogOnPage) {
+    return;
+  }
+  size += line.size() + 1;
+  LogPiece& piece = recorder.log;
+  if (piece.node != &seen.node || seen.time - piece.time > 20ms) {
+    tell_log(recorder);
+    piece = {&seen.node, seen.time, {}};
+  }
+  piece.text += line + "\n";
+  if (size > kLogOnPage) {
+    piece.text += "(what came later stands in " + seen.node.name + ".log)\n";
+  }
+}
+
+void write_held(Recorder& recorder, std::chrono::steady_clock::duration age) {
+  const auto now = std::chrono::steady_clock::now();
+  for (auto& held = recorder.held; !held.empty() && now - held.front().since >= age;
+       held.pop_front()) {
+    const HeldPacket& packet = held.front();
+    recorder.air.packet(packet.interface, packet.stamp, packet.bytes, packet.comment);
+  }
+}
+
+void hold(Recorder& recorder, Interface interface, Time time, Bytes bytes,
+          const std::string& comment, std::uint64_t frame = 0) {
+  recorder.held.push_back(
+      {interface, stamp(time), std::move(bytes), comment, frame, std::chrono::steady_clock::now()});
+  write_held(recorder, kHeld);
 }
 
 // The page shows all but what comes many times a second: beacons, probes, scans.
@@ -35,10 +93,8 @@ void write_entry(Recorder& recorder, const Json& json, bool on_page = true) {
   fprintf(recorder.timeline.get(), "%s\n%s", recorder.first_entry ? "[" : ",", text.c_str());
   recorder.first_entry = false;
   if (on_page) {
-    recorder.told.push_back(text);
-    if (recorder.teller) {
-      recorder.teller(text);
-    }
+    tell_log(recorder);
+    tell_page(recorder, text);
   }
 }
 
@@ -129,9 +185,10 @@ struct Writer {
     Bytes packet = radiotap(sent.channel);
     put(packet, sent.bytes);
     const std::string comment = comment_of(mesh, sent);
-    recorder.air.packet(kAir, stamp(sent.time), packet, comment);
+    hold(recorder, kAir, sent.time, packet, comment, sent.number);
     const Json json = frame_entry(mesh, seen, frame);
     if (sent.operation != 0) {
+      cJSON_AddNumberToObject(json.get(), "frame", static_cast<double>(sent.number));
       cJSON_AddStringToObject(json.get(), "note", comment.c_str());
       cJSON_AddStringToObject(json.get(), "body", hex(sent.frame.body).c_str());
     }
@@ -141,21 +198,35 @@ struct Writer {
     count_lost += frame.missed() ? 1 : 0;
   }
   void operator()(const DriverTold& told) const {
-    recorder.air.packet(kEvents, stamp(seen.time), udp_packet(kEventPort, told.datagram),
-                        "driver event for the daemon of " + seen.node.name);
+    hold(recorder, kEvents, seen.time, udp_packet(kEventPort, told.datagram),
+         "driver event for the daemon of " + seen.node.name, told.frame);
     if (told.operation != 0) {
       const Json json = entry(seen, "heard");
       cJSON_AddStringToObject(json.get(), "from", told.from->name.c_str());
       cJSON_AddNumberToObject(json.get(), "operation", told.operation);
+      cJSON_AddNumberToObject(json.get(), "frame", static_cast<double>(told.frame));
       write_entry(recorder, json);
     }
+  }
+  void operator()(const Unserved& unserved) const {
+    for (HeldPacket& packet : recorder.held) {
+      if (packet.frame == unserved.frame) {
+        packet.comment += "; " + seen.node.name + ": NOT SERVED, " + unserved.why;
+      }
+    }
+    const Json json = entry(seen, "unserved");
+    cJSON_AddStringToObject(json.get(), "from", unserved.from->name.c_str());
+    cJSON_AddNumberToObject(json.get(), "operation", unserved.operation);
+    cJSON_AddNumberToObject(json.get(), "frame", static_cast<double>(unserved.frame));
+    cJSON_AddStringToObject(json.get(), "text", unserved.why.c_str());
+    write_entry(recorder, json);
   }
   void operator()(const CommandRun& run) const {
     const std::string line = seen.node.name + ": " + run.line;
     const Json json = text_entry("command");
     cJSON_AddNumberToObject(json.get(), "status", run.status);
-    recorder.air.packet(kCommands, stamp(seen.time), text_packet(line),
-                        line + " (exit status " + std::to_string(run.status) + ")");
+    hold(recorder, kCommands, seen.time, text_packet(line),
+         line + " (exit status " + std::to_string(run.status) + ")");
     write_entry(recorder, json);
   }
   void operator()(const ModeEntered& entered) const {
@@ -173,7 +244,8 @@ struct Writer {
     cJSON_AddStringToObject(json.get(), "value", set.value.value_or("").c_str());
     write_entry(recorder, json);
   }
-  void operator()(const Logged& /*is in the log*/) const {}
+  void operator()(const Logged& logged) const { add_to_log(recorder, seen, logged.line); }
+  void operator()(const TableFull& /*told*/) const { write_text("daemon"); }
   void operator()(const DaemonEnded& end) const { write_text(end.crashed ? "fault" : "daemon"); }
   void operator()(const PowerSwitched& /*told*/) const { write_text("power"); }
   void operator()(const DaemonStarted& /*told*/) const { write_text("daemon"); }
@@ -272,6 +344,8 @@ bool record_failed(const Recorder& recorder) {
 }
 
 std::string close_record(Recorder& recorder, Mesh& mesh) {
+  tell_log(recorder);
+  write_held(recorder, {});
   const bool copied = copy_evidence(recorder, mesh);
   const int why = errno;
   fputs(recorder.first_entry ? "[]\n" : "\n]\n", recorder.timeline.get());

@@ -5,7 +5,9 @@
 #ifndef LAB_RECORDER_H
 #define LAB_RECORDER_H
 
+#include <chrono>
 #include <cstdio>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -22,14 +24,34 @@ struct CloseFile {
 };
 using File = std::unique_ptr<FILE, CloseFile>;
 
+// A packet waits a moment for what becomes of its frame, which its comment is to say.
+struct HeldPacket {
+  unsigned interface;
+  std::uint64_t stamp;
+  Bytes bytes;
+  std::string comment;
+  std::uint64_t frame;  // 0: none
+  std::chrono::steady_clock::time_point since;
+};
+
+// Lines of a unit's log that came at the same moment.
+struct LogPiece {
+  const Node* node = nullptr;
+  Time time{};
+  std::string text;
+};
+
 struct Recorder {
   std::string folder;
   Pcapng air;
+  std::deque<HeldPacket> held;
   File timeline;
   bool first_entry = true;
   std::vector<std::string> told;  // entries of the timeline that the page shows
   std::function<void(const std::string& entry)> teller;  // learns of each of them, or none
   std::map<std::string, std::pair<int, int>> kinds;      // frames sent and lost, by kind
+  LogPiece log;                                          // not yet told to the page
+  std::map<const Node*, std::size_t> logged;             // bytes of log on the page
 };
 
 // False, with errno set, where the file cannot be written.

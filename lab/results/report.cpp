@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "results/json.h"
+#include "results/why.h"
 
 namespace lab {
 
@@ -60,7 +61,8 @@ std::string live_page(const Story& story) {
   return page_with(text_of(data));
 }
 
-std::string result_of(const Recorder& recorder, const Story& story, int exit_status) {
+std::string result_of(const Recorder& recorder, const Story& story, int exit_status,
+                      const std::string& tools) {
   const Json data(cJSON_CreateObject());
   cJSON_AddStringToObject(data.get(), "what", "result");
   add_head(data.get(), story);
@@ -68,11 +70,16 @@ std::string result_of(const Recorder& recorder, const Story& story, int exit_sta
   cJSON_AddBoolToObject(data.get(), "interrupted", exit_status >= 128 ? 1 : 0);
   add_kinds(recorder, data.get());
   add_verdicts(data.get(), story);
+  std::vector<std::string> names;
+  for (const auto& node : story.mesh.nodes) {
+    names.push_back(node->name);
+  }
+  cJSON_AddItemToObject(data.get(), "why", why_of_results(tools, recorder.folder, names).release());
   return text_of(data);
 }
 
-std::string write_report(const Recorder& recorder, const Story& story, int exit_status) {
-  const Json data(cJSON_Parse(result_of(recorder, story, exit_status).c_str()));
+std::string write_report(const Recorder& recorder, const std::string& result) {
+  const Json data(cJSON_Parse(result.c_str()));
   add_timeline(recorder, data.get());
   const bool written = write_file(recorder.folder + "/report.html", page_with(text_of(data)));
   return written ? "" : no_write(recorder, "report.html");

@@ -12,10 +12,12 @@ namespace lab {
 
 // The page that watches a run, and what it is told at the run's end, as JSON.
 std::string live_page(const Story& story);
-std::string result_of(const Recorder& recorder, const Story& story, int exit_status);
+// `tools` is the folder of this program and its companions.
+std::string result_of(const Recorder& recorder, const Story& story, int exit_status,
+                      const std::string& tools);
 
 // Empty on success, otherwise what went wrong, in one line.
-std::string write_report(const Recorder& recorder, const Story& story, int exit_status);
+std::string write_report(const Recorder& recorder, const std::string& result);
 
 }  // namespace lab
 

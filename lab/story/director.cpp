@@ -1,6 +1,7 @@
 #include "story/director.h"
 
 #include <algorithm>
+#include <cstdio>
 
 #include "story/actions.h"
 #include "story/conditions.h"
@@ -50,6 +51,27 @@ std::vector<const Radio*> radios_of(const Mesh& mesh, const std::string& who) {
   return radios;
 }
 
+// A mark on the rows of those whom it befalls: of the bases where that is everybody.
+void tell_loss(Mesh& mesh, const LossRule& rule) {
+  char text[32];
+  snprintf(text, sizeof text, "loss %g%%", rule.loss * 100);
+  const std::string what = text + (rule.from.empty() ? "" : " from " + rule.from) +
+                           (rule.to.empty() ? "" : " to " + rule.to);
+  auto befallen = who_is(mesh, rule.from);
+  for (Node* node : who_is(mesh, rule.to)) {
+    befallen.push_back(node);
+  }
+  for (Node* node : befallen.empty() ? all_of(mesh, NodeKind::base) : befallen) {
+    const auto tell = [&mesh, node](const std::string& said) {
+      publish(mesh, *node, DirectorActed{said});
+    };
+    mesh.loop.at(rule.begin, [tell, what] { tell(what); });
+    if (rule.end != Time::max()) {
+      mesh.loop.at(rule.end, [tell, what] { tell(what + " no more"); });
+    }
+  }
+}
+
 }  // namespace
 
 void carry_out(Mesh& mesh, const Step& step, Node* it) {
@@ -66,6 +88,7 @@ void carry_out(Mesh& mesh, const Step& step, Node* it) {
 
 void add_losses(Mesh& mesh, const Scenario& scenario) {
   for (const LossRule& rule : scenario.losses) {
+    tell_loss(mesh, rule);
     mesh.air.losses.push_back({.loss = rule.loss,
                                .from = radios_of(mesh, rule.from),
                                .to = radios_of(mesh, rule.to),
@@ -93,10 +116,6 @@ void make_mesh(Story& story) {
     add_stranger(mesh);
   }
   add_losses(mesh, scenario);
-  mesh.follows_logs =
-      std::any_of(scenario.steps.begin(), scenario.steps.end(), [](const Step& step) {
-        return step.trigger.condition != nullptr && step.trigger.condition->name == "logs";
-      });
 }
 
 std::vector<Node*> who_is(const Mesh& mesh, const std::string& who, Node* it) {

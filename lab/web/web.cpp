@@ -43,6 +43,7 @@ struct GivenOrder {
 struct Web::State {
   Loop& loop;
   Order carry_out;
+  Why why;
   httplib::Server server{};
   std::thread thread{};
   int port = 0;
@@ -144,6 +145,9 @@ void Web::State::add_routes() {
         "text/event-stream",
         [this, at](std::size_t, httplib::DataSink& sink) { return stream(*at, sink); });
   });
+  server.Get("/why", [this](const Request& request, Response& response) {
+    response.set_content(why(request.get_param_value("unit")), "application/json");
+  });
   server.Post("/order", [this](const Request& request, Response& response) {
     const std::string wrong =
         request.body.size() > kOrderMost ? "the order is too long" : order(request.body);
@@ -152,8 +156,8 @@ void Web::State::add_routes() {
   });
 }
 
-Web::Web(Loop& loop, Order order)
-    : state_(new State{.loop = loop, .carry_out = std::move(order)}) {}
+Web::Web(Loop& loop, Order order, Why why)
+    : state_(new State{.loop = loop, .carry_out = std::move(order), .why = std::move(why)}) {}
 
 Web::~Web() {
   {

@@ -21,7 +21,10 @@ class Web {
   // wrong with it, or nothing.
   using Order = std::function<std::string(const std::string& line)>;
 
-  explicit Web(Loop& loop, Order order);
+  // Tells of a unit why it is not in, as JSON; on a thread of the server's.
+  using Why = std::function<std::string(const std::string& unit)>;
+
+  Web(Loop& loop, Order order, Why why);
   ~Web();
   Web(const Web&) = delete;
   Web& operator=(const Web&) = delete;

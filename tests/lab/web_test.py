@@ -14,6 +14,7 @@ import urllib.request
 sys.path.append("/usr/lib/python3/dist-packages")  # where Debian keeps the bindings, whatever python3 comes first
 from selenium import webdriver  # noqa: E402
 from selenium.webdriver.common.by import By  # noqa: E402
+from selenium.webdriver.common.keys import Keys  # noqa: E402
 from selenium.webdriver.support.ui import WebDriverWait  # noqa: E402
 
 MESHLAB = sys.argv.pop(1)
@@ -89,15 +90,21 @@ class WebTest(unittest.TestCase):
                          r"(?s)units 2\ntime-lapse 1\n.*seed 1\nat [0-9.]+s: unit-2 power-cut\nat [0-9.]+s: unit-2 power-on\nloss 9% from unit-1 at [0-9.]+s until 90s\n$")
 
     def test_the_report_is_the_same_page(self):
-        run, url = self.start("onboard", "--seed", "3")
+        run, url = self.start("silent-base")
         self.browser.get(url)
         self.see(lambda: "ended as it must" in self.text("title"))
-        live = [self.text(name) for name in ("title", "units", "verdicts", "story")]
+        parts = ("title", "units", "verdicts", "story", "why")  # of unit-1, which is the worst
+        self.see(lambda: "its own log: installed" in self.text("why") and "the log of base: " in self.text("why"))
+        live = [self.text(name) for name in parts]
+        self.assertRegex(live[1], "(?s)unit-1.*1: it gave up, no 1001 came: sent 1000 7 times, 7 not served: its daemon stands still.*base")
+        marks = self.browser.find_element(By.ID, "modes")
         frames = self.browser.execute_script("return run.frames.length")
+        told = [marks.send_keys(Keys.ARROW_LEFT) or self.text("tip") for _ in range(6)]
+        self.assertRegex("\n".join(told), "(?s)base, .*approves 1 unit.*its daemon thaws.*base, .*its daemon is frozen")
         run.send_signal(signal.SIGTERM)
         self.assertEqual(run.wait(30), 0)
         self.browser.get((self.out / "report.html").as_uri())
-        self.assertEqual([self.text(name) for name in ("title", "units", "verdicts", "story")], live)
+        self.see(lambda: [self.text(name) for name in parts] == live)
         self.assertEqual(self.browser.execute_script("return run.frames.length"), frames)
         self.browser.find_element(By.CSS_SELECTOR, ".node").click()
         self.browser.execute_script("by('slider').value = .01; by('slider').dispatchEvent(new Event('input'))")

@@ -31,6 +31,7 @@ function frame(now) {
   by('slider').max = run.seconds;
   by('slider').value = mesh.view;
   by('now').textContent = `${mesh.view.toFixed(2)} of ${run.seconds.toFixed(0)} s`;
+  if (mesh.frames % 15 === 0) tellLog();
   if (shownEntries !== mesh.at) { shownEntries = mesh.at; tellStory(); }
   requestAnimationFrame(frame);
 }
@@ -92,6 +93,8 @@ function wire() {
   by('back').addEventListener('click', () => stepBy(-1));
   by('forth').addEventListener('click', () => stepBy(1));
   by('slider').addEventListener('input', () => { unfollow(); goTo(+by('slider').value); });
+  by('reasons').addEventListener('toggle', tellWhy);
+  by('logs').addEventListener('toggle', tellLog);
   by('zoom').addEventListener('change', drawModes);
   by('search').addEventListener('input', () => { table.search = by('search').value.toLowerCase(); drawTable(); });
   addEventListener('resize', drawCharts);

@@ -16,7 +16,7 @@ function apply(entry) {
   if (entry.what === 'frame') Object.assign(node, {last: entry.operation, channel: entry.channel});
   if (entry.what === 'heard' && entry.operation === 1004) node.last = 1004;
   if (entry.what === 'power') Object.assign(node, /on/.test(entry.text) ? {off: false} : {off: true, frozen: false, mode: -1});
-  if (entry.what === 'daemon') node.frozen = false;
+  if (entry.what === 'daemon' && /starts|ended/.test(entry.text)) node.frozen = false;
   if (entry.what === 'scenario' && /^(freeze|thaw)/.test(entry.text)) node.frozen = entry.text === 'freeze';
   if (entry.what === 'scenario' && /^(un)?mute/.test(entry.text)) node.mute = entry.text === 'mute';
   if (entry.what === 'nvram') {

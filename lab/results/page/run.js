@@ -14,7 +14,10 @@ const isStranger = i => i >= 0 && run.units[i].kind === 'stranger';
 const seconds = t => t.toFixed(t < 10 ? 2 : 1) + ' s';
 const span = t => t >= 120 ? (t / 60).toFixed(1) + ' min' : t.toFixed(0) + ' s';
 
+const frameOf = new Map(), logs = run.units.map(() => []);
+
 function take(entry) {
+  if (entry.what === 'log') { logs[number[entry.unit]].push(entry); return; }
   run.entries.push(entry);
   run.seconds = Math.max(run.seconds, entry.t);
   const node = number[entry.unit] ?? -1;
@@ -25,7 +28,9 @@ function take(entry) {
   if (entry.what === 'frame') {
     run.frames.push({t: entry.t, from: node, to: number[entry.to] ?? -1, op: entry.operation,
       resent: !!entry.resent, lost: !!entry.missed, note: entry.note, body: entry.body});
+    frameOf.set(entry.frame, run.frames[run.frames.length - 1]);
   }
+  if (entry.what === 'unserved' && frameOf.has(entry.frame)) frameOf.get(entry.frame).unserved = entry.text;
   const kind = kindOfCause(entry);
   if (kind) run.causes.push({t: entry.t, node, kind, text: words(entry), bad: isBad(entry)});
   follow(entry);
@@ -35,7 +40,7 @@ function take(entry) {
 const acts = {
   freeze: ['daemon', 'its daemon is frozen', true], thaw: ['daemon', 'its daemon thaws'],
   kill: ['daemon', 'its daemon is killed', true], mute: ['air', 'its radio falls mute', true],
-  unmute: ['air', 'its radio is heard again'], loss: ['air', 'the air has another loss from now on:'],
+  unmute: ['air', 'its radio is heard again'], loss: ['air', 'the air loses', true],
   signal: ['owner', 'its daemon gets a signal:'], window: ['owner', 'its owner is told about the window'],
   push: ['owner', 'its owner is told to push'], hold: ['owner', 'its owner pushes no more by itself'],
   resume: ['owner', 'its owner pushes by itself again'], nvram: ['owner', 'a setting is changed:'],
@@ -53,6 +58,7 @@ function kindOfCause(entry) {
 
 function isBad(entry) {
   if (entry.what === 'scenario') return !!actOf(entry.text)?.[2];
+  if (/table is full/.test(entry.text ?? '')) return true;
   return entry.what === 'fault' || !!entry.bad || /^loses power|ended \(signal/.test(entry.text ?? '');
 }
 
@@ -66,6 +72,7 @@ function words(entry) {
   switch (entry.what) {
     case 'frame': return frameWords(entry);
     case 'heard': return `is told of ${entry.operation} from ${entry.from}`;
+    case 'unserved': return `does not serve ${entry.operation} of ${entry.from}: ${entry.text}`;
     case 'mode': return `is now: ${modeNames[entry.mode]}`;
     case 'command': return `runs ${short(entry.text)}${entry.status ? ', status ' + entry.status : ''}`;
     case 'nvram': return entry.text === 'removed' ? `${entry.key} is removed` : `${entry.key} becomes ${entry.value}`;

@@ -19,8 +19,30 @@ function tellStory() {
     item.className = (entry.what === 'attempt' ? 'end ' : '') + (isBad(entry) ? 'bad' : entry.what === 'unserved' ? 'deaf' : '');
     if (entry.note) item.title = decoded(entry.body);
   }
+  tellSettings();
+  tellLog();
+}
+
+function tellSettings() {
   by('settings').textContent = '';
   for (const [key, value] of Object.entries(mesh.nodes[mesh.chosen].settings).sort()) html('li', by('settings'), `${key}=${value}`);
+}
+
+const logLines = 150;
+// What the daemon had logged up to the moment that is looked at, the last lines of it.
+function tellLog() {
+  if (!by('logs').open) return;
+  const pieces = logs[mesh.chosen];
+  let k = pieces.length, text = '';
+  while (k > 0 && pieces[k - 1].t > mesh.view) --k;
+  for (let lines = 0; k > 0 && lines < logLines; --k) {
+    text = pieces[k - 1].text + text;
+    lines = text.split('\n').length;
+  }
+  const box = by('log');
+  if (box.textContent === text) return;
+  box.textContent = text || 'Nothing yet.';
+  box.scrollTop = box.scrollHeight;
 }
 
 function show(i) {
@@ -30,6 +52,7 @@ function show(i) {
   mesh.nodes[i].group.classList.add('chosen');
   showState();
   tellStory();
+  tellWhy();
   offerHands();
 }
 

@@ -1,0 +1,145 @@
+#include "node/service.h"
+
+#include <algorithm>
+#include <charconv>
+#include <utility>
+
+#include "node/boxes.h"
+#include "node/mesh.h"
+
+namespace lab {
+
+namespace {
+
+constexpr Time kPatience = 2s;  // of the machine's time: longer than a daemon makes a key pair
+
+bool serves_handshakes(int mode) {
+  return mode == kOff || mode == 1 || mode == 2 || mode == 5;  // kOff: not known yet
+}
+
+void judge(Mesh& mesh, Node& node, WaitingFrame& frame, const std::string& why) {
+  if (!std::exchange(frame.judged, true)) {
+    publish(mesh, node, Unserved{frame.from, frame.operation, frame.number, why});
+  }
+}
+
+std::string in_this_mode(const Node& node) {
+  return "its daemon serves no handshake in mode " + std::to_string(node.platform.mode);
+}
+
+// A daemon logs nothing of a frame that its mode does not take.
+void look_again(Mesh& mesh, Node& node, std::uint64_t number) {
+  auto& waiting = node.service.waiting;
+  const auto frame = std::find_if(waiting.begin(), waiting.end(),
+                                  [&](const auto& each) { return each.number == number; });
+  if (frame != waiting.end() && !serves_handshakes(node.platform.mode)) {
+    judge(mesh, node, *frame, in_this_mode(node));
+    waiting.erase(frame);
+  }
+}
+
+void take(Mesh& mesh, Node& node, const DriverTold& told) {
+  WaitingFrame frame{told.from, told.operation, told.frame};
+  if (!node.sandbox.daemon_runs) {
+    judge(mesh, node, frame, "no daemon runs there");
+  } else if (!serves_handshakes(node.platform.mode)) {
+    judge(mesh, node, frame, in_this_mode(node));
+  } else {
+    if (node.sandbox.frozen) {
+      judge(mesh, node, frame, "its daemon stands still");
+    }
+    node.service.waiting.push_back(frame);
+    mesh.loop.after_real(kPatience,
+                         [&mesh, &node, number = frame.number] { look_again(mesh, node, number); });
+  }
+}
+
+// "1000 from STA: 02:a7:00:00:00:01": what came before it and is not in the log was passed over.
+void begin(Mesh& mesh, Node& node, std::string_view text) {
+  int operation = 0;
+  std::from_chars(text.data(), text.data() + text.size(), operation);
+  const std::string_view station = text.substr(text.rfind(' ') + 1);
+  auto& waiting = node.service.waiting;
+  const auto frame = std::find_if(waiting.begin(), waiting.end(), [&](const auto& each) {
+    return each.operation == operation && text_of(each.from->radio.mac) == station;
+  });
+  node.service.current.reset();
+  if (frame == waiting.end()) {
+    return;  // forged
+  }
+  node.service.current = *frame;
+  std::for_each(waiting.begin(), frame, [&](WaitingFrame& passed) {
+    judge(mesh, node, passed, "its daemon took no notice of it");
+  });
+  waiting.erase(waiting.begin(), frame + 1);
+}
+
+bool begins_with(std::string_view text, std::string_view begin) {
+  return text.substr(0, begin.size()) == begin;
+}
+
+// Why the daemon leaves the frame alone that it works on, if this message says so.
+std::string why_refused(const Service& service, std::string_view text) {
+  if (begins_with(text, "Cannot find the client (")) {
+    const char* const more = service.table_full ? ", which is full"
+                             : service.was_full ? ", which was full before the last push"
+                                                : "";
+    return std::string("it has no row in the base's table") + more;
+  }
+  if (begins_with(text, "Unsupport attr_id:")) {
+    return "the daemon does not serve this operation in its mode";
+  }
+  if (begins_with(text, "Invalid ie.")) {
+    return "the daemon refuses the element in it";
+  }
+  return begins_with(text, "drop operation ") ? "the daemon drops it: its content is of no use"
+                                              : "";
+}
+
+// Behind "[operation][line]".
+std::string_view message_of(std::string_view line) {
+  const std::size_t middle = line.find("][");
+  const std::size_t end = middle == line.npos ? line.npos : line.find(']', middle + 2);
+  return end == line.npos ? std::string_view() : line.substr(end + 1);
+}
+
+void read(Mesh& mesh, Node& node, const std::string& line) {
+  constexpr std::string_view kTaken = "Got action frame with attr_id:";
+  Service& service = node.service;
+  const std::string_view text = message_of(line);
+  if (begins_with(text, kTaken)) {
+    begin(mesh, node, text.substr(kTaken.size()));
+  } else if (begins_with(text, "Over MAX support clients!!")) {
+    if (!std::exchange(service.table_full, true)) {
+      publish(mesh, node, TableFull{});
+    }
+  } else if (begins_with(text, "Got SIGUSR1")) {
+    service.was_full = std::exchange(service.table_full, false);  // the push empties it
+  } else if (const std::string why = why_refused(service, text); service.current && !why.empty()) {
+    judge(mesh, node, *service.current, why);
+  }
+}
+
+void forget(Mesh& mesh, Node& node) {
+  for (WaitingFrame& frame : node.service.waiting) {
+    judge(mesh, node, frame, "its daemon ended first");
+  }
+  node.service = {};
+}
+
+}  // namespace
+
+void service_notices(Mesh& mesh, const Happening& seen) {
+  Node& node = seen.node;
+  if (const auto* told = seen.as<DriverTold>(); told != nullptr && told->operation != 0) {
+    take(mesh, node, *told);
+  } else if (const auto* logged = seen.as<Logged>(); logged != nullptr) {
+    read(mesh, node, logged->line);
+  } else if (const auto* power = seen.as<PowerSwitched>();
+             seen.as<DaemonEnded>() != nullptr || (power != nullptr && !power->on)) {
+    read_log(mesh, node);  // what it served is told before
+    forget(mesh, node);
+  }
+}
+
+}  // namespace lab
