@@ -96,15 +96,18 @@ class Teller:
 
     def hear(self, path, sides):
         parts = [path + ".1", path] if path != "-" and os.path.exists(path + ".1") else [path]
+        listeners = {message: [getattr(side, side.HEARS[message]) for side in sides if message in side.HEARS]
+                     for message in self.log.wanted}
         self.log.begin()
         for part in parts:
             name = name_of(os.path.basename(part)) if part != "-" else "-"
             with open(part if part != "-" else 0, "rb", closefd=part != "-") as file:
                 for number, events in self.log.read(name, file):
-                    place = f"{name}:{number}"
+                    for side in sides:
+                        side.place = name, number
                     for message, values in events:
-                        for side in sides:
-                            side.hear(place, message, values)
+                        for listener in listeners[message]:
+                            listener(*values)
 
     def findings(self, path):
         sides = base, unit = Base(), Unit()

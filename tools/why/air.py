@@ -9,6 +9,7 @@ import os
 import shutil
 import subprocess
 import sys
+import tempfile
 
 from stories import Attempt, Station
 
@@ -45,13 +46,14 @@ class Air:
             raise NoAir("tshark, which reads captures, is not installed (package tshark)")
         command = ["tshark", "-r", path, *dissector(), "-Y", "vorlent && wlan", "-T", "fields", "-E",
                    "occurrence=f", *[part for name in FIELDS for part in ("-e", name)]]
-        with subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
-                              errors="replace") as tshark:
-            for line in tshark.stdout:
-                self.take(line.rstrip("\n").split("\t"))
-            said = tshark.stderr.read()
-        if tshark.returncode:
-            self.complain(said, tshark.returncode)
+        with tempfile.TemporaryFile("w+", errors="replace") as said:  # a pipe may fill up while nobody reads it
+            with subprocess.Popen(command, stdout=subprocess.PIPE, stderr=said, text=True,
+                                  errors="replace") as tshark:
+                for line in tshark.stdout:
+                    self.take(line.rstrip("\n").split("\t"))
+            said.seek(0)
+            if tshark.returncode:
+                self.complain(said.read(), tshark.returncode)
 
     def complain(self, said, status):
         if "valid" in said and "vorlent" in said:

@@ -2,13 +2,13 @@
 import collections
 import hashlib
 
-from stories import Attempt, Side, Station, command_of, printable, says
+from stories import Attempt, Side, Station, command_of, shown, says
 
 UNITS_OPERATIONS = ("1000", "1002")
 FORGED = "a broken frame, or one that no unit sends, is dropped"
 STRANGERS_KEPT = 2000  # one by one; a flood may name any number
 OWN_KEYS = 100  # of one log
-ROWS_MOST = 64  # the table has 15; a log with a part missing seems to have more
+ROWS_MOST = 30  # the table has 15; a log with a part missing seems to have more
 CROWD_SHOWN = 40
 ODD_FRAMES = 20  # of one address; a unit whose base has started anew sends fewer
 CROWD = 6  # addresses more than this, with nothing else to tell of them, are told as one
@@ -26,7 +26,7 @@ class Base(Side):
         self.own_keys = set()  # by which a capture knows this base
 
     def add(self, text, reason=None, station=None):
-        attempt = self.rows.get(station or self.sender)
+        attempt = self.rows.get(self.sender if station is None else station)
         if attempt:
             attempt.step(self.place, text)
             # A broken frame, which anybody may have sent, takes nothing from a ready unit.
@@ -35,7 +35,7 @@ class Base(Side):
         return attempt
 
     def without_row(self, station, reason, text, is_odd=False):
-        station = printable(station)
+        station = shown(station)
         if station not in self.stations and len(self.stations) >= STRANGERS_KEPT:
             self.uncounted += 1
             return
@@ -49,9 +49,10 @@ class Base(Side):
     def leaves(self, reason, text, station=None):
         """The row is gone, and its story with it."""
         self.is_seen = True
-        attempt = self.rows.pop(station or self.sender, None)
+        station = self.sender if station is None else station
+        attempt = self.rows.pop(station, None)
         if attempt is None:
-            self.without_row(station or self.sender, reason, text, is_odd=True)
+            self.without_row(station, reason, text, is_odd=True)
             return
         attempt.step(self.place, text)
         attempt.reason = reason
@@ -72,7 +73,7 @@ class Base(Side):
         self.is_seen = True
         if station not in self.rows and len(self.rows) < ROWS_MOST:
             attempt = self.rows[station] = Attempt("base", "never-said-hello")
-            self.stations.setdefault(printable(station), []).append(attempt)
+            self.stations.setdefault(shown(station), []).append(attempt)
             self.add("probe request with the unit's element: it has a row", station=station)
 
     @says("update_candidate_table", "%s already exist in the candidate list.\n")

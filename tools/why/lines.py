@@ -3,8 +3,9 @@
 A log is read in blocks and line by line. Most lines come again and again, so what a line says is
 kept: a log costs as much as its different lines, and memory stays the same however long it is. Texts
 from the air stand in it as they came, so no expression below may take longer than its line is long.
+A byte is a character here, since nothing else is as quick; `shown` of the stories makes text of them.
 """
-import codecs
+import itertools
 import re
 
 from messages import MESSAGES
@@ -84,23 +85,19 @@ class Log:
         self.first_unknown, self.damage, self.last_form = None, [], ""
 
     def read(self, name, file):
-        """Yields (place, events of a line), an event being ((operation, format), values)."""
-        number, rest, decoder = 0, "", codecs.getincrementaldecoder("utf-8")("replace")
-        is_first = not self.known
+        """Yields (number, events) of each line that has some, an event being ((operation, format), values)."""
+        number, rest, is_first = 0, "", not self.known
         while block := file.read(BLOCK):
-            text = decoder.decode(block)
-            if "\0" in text or "\ufffd" in text:
-                self.no_text += text.count("\0") + text.count("\ufffd")
-            lines = (rest + text).split("\n")
+            lines = (rest + block.decode("latin-1")).split("\n")
             rest = lines.pop()
             if len(rest) > BLOCK:
-                lines, rest = lines + [rest], ""
+                lines.append(rest)
+                rest = ""
+            self.count_no_text(block, lines)
             if is_first and lines:
                 self.look_at_beginning(name, lines[0])
                 is_first = False
-            for line in lines:
-                number += 1
-                events = self.kept.get(line)
+            for number, line, events in zip(itertools.count(number + 1), lines, map(self.kept.get, lines)):
                 if events is None:
                     events = self.look_at(line, name, number)
                 if events is not NO_HEAD:
@@ -108,10 +105,15 @@ class Log:
                     if events:
                         yield number, events
         if rest:
-            events = self.look_at(rest, name, number + 1)
+            yield number + 1, self.look_at(rest, name, number + 1)
             if self.last_form is None or self.last_form.endswith("\n"):
                 self.damage.append(f"{name} ends in the middle of a message")
-            yield number + 1, events
+
+    def count_no_text(self, block, lines):
+        self.no_text += block.count(0)
+        if not block.isascii():
+            for line in itertools.filterfalse(str.isascii, lines):
+                self.no_text += line.encode("latin-1").decode("utf-8", "replace").count("\ufffd")
 
     def look_at_beginning(self, name, line):
         starts = HEAD.match(line.removeprefix("[onboarding]")) or line.startswith(("{", "[platform]"))

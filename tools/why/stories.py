@@ -17,6 +17,15 @@ def printable(text):
     return text if text.isprintable() else "".join(c if c.isprintable() else "?" for c in text)
 
 
+def shown(text):
+    """The text of a log, of which each character is a byte."""
+    return printable(text if text.isascii() else text.encode("latin-1", "replace").decode("utf-8", "replace"))
+
+
+def place_of(place):
+    return "{}:{}".format(*place)
+
+
 class Attempt:
     """One way of a unit, as one side saw it, up to one outcome."""
 
@@ -28,7 +37,7 @@ class Attempt:
 
     def step(self, place, text):
         """Adds what happened; a step or a round of steps that comes again is counted."""
-        text = printable(text)
+        text = shown(text)
         if self.steps and self.steps[-1][1] == text:
             self.steps[-1][2] += 1
             return
@@ -39,7 +48,7 @@ class Attempt:
                     step[2] += 1
                 return
         if len(self.steps) < STEPS_MOST:
-            self.steps.append([place, text, 1])
+            self.steps.append([place_of(place), text, 1])
         else:
             self.more_steps += 1
 
@@ -61,23 +70,17 @@ class Side:
     """Turns messages into attempts. Each rule is one method: the message, the step, the reason."""
 
     def __init__(self):
-        self.element, self.place, self.lost, self.trouble = {}, "", {}, []
+        self.element, self.place, self.lost, self.trouble = {}, ("", 0), {}, []
 
     def __init_subclass__(cls):
         methods = [(name, getattr(cls, name)) for name in dir(cls)]
         cls.HEARS = {message: name for name, method in methods for message in getattr(method, "hears", ())}
 
-    def hear(self, place, message, values):
-        name = self.HEARS.get(message)
-        if name:
-            self.place = place
-            getattr(self, name)(*values)
-
     def blame_losses(self, attempt):
         for loss, text in self.lost.items():
             if attempt.reason in LOSSES[loss]:
                 attempt.reason = loss
-                attempt.notes.append(printable(text))
+                attempt.notes.append(shown(text))
 
     @says("nvram", "NVRAM is not written: %s%s: %s\n")
     def nvram_lost(self, what, why):
@@ -106,7 +109,7 @@ class Side:
     def note_trouble(self, text):
         """What the daemon as a whole met, whichever unit it was about."""
         if len(self.trouble) < 20:
-            self.trouble.append(printable(f"{self.place}: {text}"))
+            self.trouble.append(f"{place_of(self.place)}: {shown(text)}")
 
     @says("dump_plon_ie", "prod_type: %02x\n")
     def prod_type(self, value):

@@ -2,7 +2,7 @@
 import hashlib
 
 from lines import CHANNEL_LINE
-from stories import Attempt, Side, Station, command_of, printable, says
+from stories import Attempt, Side, Station, command_of, shown, says
 
 HAS_BACKHAUL = ("credentials-stored", "credentials-empty", "ethernet-backhaul")
 TOO_LONG = "too long a value"
@@ -110,7 +110,7 @@ class Unit(Side):
     @says("act_op_1000_sender", "cmd: %s\n")
     def sent_1000(self, command):
         self.add("operation 1000 sent")
-        self.now.base = printable(command_of(command)[0]).lower()
+        self.now.base = shown(command_of(command)[0]).lower()
         self.now.facts["sent 1000"] += 1
         self.now.facts["stage"] = max(self.now.facts["stage"], 1)
 
