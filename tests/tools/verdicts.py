@@ -23,19 +23,19 @@ class Run:
     def __init__(self, folder, why):
         self.folder, self.sent, self.mode, self.gave_up = folder, collections.Counter(), {}, collections.Counter()
         self.attempts = collections.defaultdict(list)  # counts of operations from each first 1000 on
-        entered = set()
+        early = {}  # what a unit heard in a new attempt, meant for the one before: it says 1000 once its key is made
         for event in json.loads((folder / "timeline.json").read_text()):
             if event["what"] == "frame" and "operation" in event:
                 self.sent[event["unit"], event["to"], str(event["operation"])] += 1
-                if event["operation"] == 1000 and event["unit"] in entered:
-                    entered.remove(event["unit"])
-                    self.attempts[event["unit"]].append(collections.Counter())
+                if event["operation"] == 1000 and event["unit"] in early:
+                    self.attempts[event["unit"]].append(early.pop(event["unit"]))
                 for unit in {event["unit"], event["to"]} & set(self.attempts):
-                    self.attempts[unit][-1][str(event["operation"])] += 1
+                    late = unit in early and unit in event.get("heard", ())
+                    (early[unit] if late else self.attempts[unit][-1])[str(event["operation"])] += 1
             elif event["what"] == "mode":
                 self.mode[event["unit"]] = event["mode"]
                 self.gave_up[event["unit"]] += (event["before"], event["mode"]) == (1, 0)
-                entered |= {event["unit"]} if event["mode"] == 1 else set()
+                early.update({event["unit"]: collections.Counter()} if event["mode"] == 1 else {})
         self.forged = any(sender == "stranger" for sender, _, _ in self.sent)
         said = subprocess.run([why, "--json", folder, folder / "air.pcapng"], stdout=subprocess.PIPE, check=True)
         self.logs = [json.loads(line) for line in said.stdout.splitlines()]
