@@ -49,7 +49,7 @@ set(CPACK_COMPONENT_LINUX_DESCRIPTION "services of an ordinary Linux box for vor
 One owns a card of the kernel's 802.11 stack and speaks with vorlent as a
 router's driver would, one makes the unit's networks out of NVRAM.")
 set(CPACK_COMPONENT_DOCUMENTS_DESCRIPTION "documents of the onboarding daemon vorlent
-How it is built, ported to a platform, measured, and what it protects.")
+What changed, and how it is built, ported to a platform, measured, and what it protects.")
 set(CPACK_COMPONENT_DISSECTOR_DESCRIPTION "Wireshark dissector of vorlent's frames
 Shows vorlent's vendor elements and operations in a capture of the air.")
 set(CPACK_COMPONENT_LABORATORY_DESCRIPTION "whole vorlent mesh on one machine, and log reader

@@ -292,6 +292,7 @@ int main(int argc, char** argv) {
   std::error_code error;
   asked.options.tools = fs::read_symlink("/proc/self/exe", error).parent_path();
   CLI::App app("A mesh of real vorlent daemons on one machine, to look at and to break", "meshlab");
+  app.set_version_flag("--version", "meshlab " MESHLAB_VERSION);
   app.require_subcommand(1);
   add_commands(app, asked);
   try {

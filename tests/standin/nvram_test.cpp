@@ -174,7 +174,6 @@ TEST_F(Nvram, CommandDoesWhatItSays) {
       {"unset a", "0"},
       {"show", "b=x y\\\\\n0"},
       {"commit", "0"},
-      {"--version", "nvram 1.0.0\n0"},
       {"restart", "1"},
   };
   for (const auto& [arguments, printed] : cases) {

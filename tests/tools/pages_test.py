@@ -14,6 +14,7 @@ sys.path.append(str(ROOT / "tools"))
 import why_messages  # noqa: E402
 
 BUILD = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else "build").resolve()
+VERSION = re.search(r"VERSION (\S+)", (ROOT / "CMakeLists.txt").read_text().partition("project(")[2])[1]
 PAGES = {page.name[:-4]: page.read_text() for page in (ROOT / "docs/man").glob("*.scd")}
 
 FOREIGN = "tests/packaging/foreign_test.sh"
@@ -24,6 +25,11 @@ ELSEWHERE = {  # commands that do not stand in .ci/run as they are documented
     "build/meshlab run onboard --web": ("tests/lab/web_test.py", "\"--web\""),
     "script/bench --record": (".ci/run", "script/bench"),
 }
+NAMING = ("src", "platform", "lab", "tools", "script", "packaging", "cmake", "bench", "CMakeLists.txt", "CMakePresets.json")
+OTHERS = {"sysctl", "perf", "strace", "ctrl_interface"}  # what belongs to programs of others
+DOCUMENTS = [page for folder in (".", "docs", "docs/man") for page in sorted((ROOT / folder).glob("*.*"))
+             if page.suffix in (".md", ".scd")]
+MARKED = {".md": r"`([^`\n]+)`", ".scd": r"\*([^*\n]+)\*|(?<![\w\\*])_([^\n]+?)_(?!\w)"}
 
 
 def section(page, title):
@@ -71,9 +77,12 @@ class PagesTest(unittest.TestCase):
                  "wl.8": [BUILD / "linux/wl", "--help"], "vorlent-radio.8": [BUILD / "linux/vorlent-radio", "--help"],
                  "vorlent-network.8": [BUILD / "linux/vorlent-network", "--help"],
                  "vorlentctl.8": [BUILD / "vorlentctl", "approve", "--help"],
-                 "vorlent-why.1": [BUILD / "vorlent-why", "--help"]}
+                 "vorlent-why.1": [BUILD / "vorlent-why", "--help"], "wl.8": [BUILD / "linux/wl", "--help"],
+                 "vorlent-radio.8": [BUILD / "linux/vorlent-radio", "--help"]}
         for page, command in tools.items():
             if command[0].exists():
+                said = subprocess.run([command[0], "--version"], text=True, capture_output=True, check=True).stdout
+                self.assertEqual(said, f"{command[0].name} {VERSION}\n")
                 text = subprocess.run(command, text=True, capture_output=True, check=True).stdout
                 for option in set(re.findall(r"(?<![\w-])--[a-z-]+", text)) - {"--help"}:
                     self.assertIn(f"*{option}*", PAGES[page])
@@ -89,6 +98,8 @@ class PagesTest(unittest.TestCase):
             said = self.run_here(self.work / "results", example)
             self.assertIn("02:a7:00:00:00:01 credentials-sent", said)
             self.assertIn("the unit's side): installed", said)
+        said = self.run_here(self.work / "results", f"vorlent-why --daemon {BUILD}/vorlent unit-1.log")
+        self.assertIn(f"The daemon is of version {VERSION}.", said)
 
     @unittest.skipUnless((BUILD / "nvram").exists(), "another platform's libraries")
     def test_examples_of_daemon_and_store_run(self):
@@ -99,11 +110,25 @@ class PagesTest(unittest.TestCase):
         self.assertIn("Got SIGUSR1 to push BH credential.", log.read_text(errors="replace"))
 
     def test_every_command_of_the_documents_is_run(self):
-        for page in [ROOT / "README.md", *(ROOT / "docs").glob("*.md")]:
+        for page in DOCUMENTS:
             for command in re.findall(r"(?:^|`)((?:script/|cmake |build/meshlab )\w[^`\n#]*)", page.read_text(), re.M):
                 file, text = next((place for start, place in ELSEWHERE.items() if command.startswith(start)),
                                   (".ci/run", re.sub(" [A-Z]+$", "", command.strip())))
                 self.assertIn(text, (ROOT / file).read_text(), f"{page}: {command}")
+
+    def test_documents_name_nothing_that_is_not_there(self):
+        files = [file for part in NAMING for file in (ROOT / part, *(ROOT / part).rglob("*")) if file.is_file()]
+        known = set(re.findall(r"[\w-]+", "".join(f"{file} {file.read_text(errors='replace')}" for file in files)))
+        for page in DOCUMENTS:
+            text = page.read_text()
+            gone = {link for link in re.findall(r"\]\(([^)#:]+)", text) if not (page.parent / link).exists()}
+            marked = "\n".join(map("".join, re.findall(MARKED[page.suffix], text))).replace("\\", "")
+            for name in re.findall(r"(?<![\w$])-{0,2}[a-z][\w./-]+[a-z\d]\b(?!\*)", marked):
+                top, _, below = name.partition("/")
+                if not ((ROOT / name).exists() if below and top in (*NAMING, "docs", "tests", "fuzz")
+                        else name.split("/")[-1].split(".")[0] in known | OTHERS):
+                    gone.add(name)
+            self.assertEqual(gone, set(), page)
 
     def test_scripts_say_how_they_are_used(self):
         for script in sorted(set((ROOT / "script").iterdir()) - {ROOT / "script/lib.sh"}):

@@ -9,6 +9,7 @@ import argparse
 import collections
 import json
 import os
+import re
 import signal
 import stat
 import sys
@@ -55,6 +56,20 @@ def read_small(path):
             return file.read(SMALL_FILE).decode("utf-8", "replace")
     except OSError as error:
         raise Unreadable(f"{name_of(path)}: {error.strerror}") from None
+
+
+def remark_on_daemon(path):
+    """Of which version the program in this file is, by the text that it holds for this."""
+    try:
+        with open(path, "rb") as file:
+            text = re.search(rb"vorlent version ([\w.+~-]+)\0", file.read(SMALL_FILE * 64))
+    except OSError as error:
+        raise Unreadable(f"{name_of(path)}: {error.strerror}") from None
+    if text is None:
+        raise Unreadable(f"{name_of(path)}: this is no program of the daemon, or one of before 1.0.0")
+    version = text[1].decode()
+    return f"The daemon is of version {version}" + (
+        "" if version == VERSION else f", and the messages known here are those of {VERSION}")
 
 
 def judge_by_nvram(stations, nvram):
@@ -127,7 +142,10 @@ class Teller:
             judge_by_nvram(stations, dict(line.split("=", 1) for line in lines if "=" in line))
         if self.options.candidates:
             judge_by_candidates(stations, self.options.candidates)
-        return Findings(name_of(path), self.log, sides, stations)
+        found = Findings(name_of(path), self.log, sides, stations)
+        if self.options.daemon:
+            found.remarks.append(remark_on_daemon(self.options.daemon))
+        return found
 
     def judge_by_air(self, base, unit, stations, own):
         if base.is_seen:
@@ -244,6 +262,7 @@ def parse(arguments):
                         "standard input; one of them may be a capture of the air")
     parser.add_argument("--nvram", metavar="FILE", help="its NVRAM, as key=value lines")
     parser.add_argument("--candidates", metavar="FILE", help="the base's vexo_onborading.json")
+    parser.add_argument("--daemon", metavar="FILE", help="the daemon's program: of which version it is")
     parser.add_argument("--json", action="store_true", help="print a line of JSON for each log")
     parser.add_argument("--summary", action="store_true", help="print a table of reasons")
     parser.add_argument("--version", action="version", version=f"vorlent-why {VERSION}")

@@ -261,5 +261,14 @@ int main(int argc, char** argv) {
   if (strcmp(name, "wl") == 0 || strcmp(name, "vexo_service") == 0) {
     return ask_the_laboratory(name, argc, argv);
   }
+  if (argc == 2 && strcmp(argv[1], "--version") == 0) {
+    return puts("lab-agent " AGENT_VERSION) < 0;
+  }
+  if (argc != 1) {
+    const bool asked = strcmp(argv[1], "--help") == 0;
+    fputs("Usage: lab-agent [--help | --version]     meshlab starts it, in the sandbox of a unit\n",
+          asked ? stdout : stderr);
+    return asked ? 0 : 2;
+  }
   be_the_agent();
 }
