@@ -30,7 +30,7 @@ class Run:
                 if event["operation"] == 1000 and event["unit"] in early:
                     self.attempts[event["unit"]].append(early.pop(event["unit"]))
                 for unit in {event["unit"], event["to"]} & set(self.attempts):
-                    late = unit in early and unit in event.get("heard", ())
+                    late = event["operation"] > 1002 and unit in early and unit in event.get("heard", ())
                     (early[unit] if late else self.attempts[unit][-1])[str(event["operation"])] += 1
             elif event["what"] == "mode":
                 self.mode[event["unit"]] = event["mode"]
