@@ -107,7 +107,7 @@ class WebTest(unittest.TestCase):
         self.see(lambda: [self.text(name) for name in parts] == live)
         self.assertEqual(self.browser.execute_script("return run.frames.length"), frames)
         self.browser.find_element(By.CSS_SELECTOR, ".node").click()
-        self.browser.execute_script("by('slider').value = .01; by('slider').dispatchEvent(new Event('input'))")
+        self.browser.execute_script("by('slider').value = 0; by('slider').dispatchEvent(new Event('input'))")
         self.see(lambda: self.text("story") == "")
         self.browser.find_element(By.ID, "forth").click()
         self.see(lambda: "is switched on" in self.text("story"))
