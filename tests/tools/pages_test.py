@@ -26,7 +26,7 @@ ELSEWHERE = {  # commands that do not stand in .ci/run as they are documented
     "script/bench --record": (".ci/run", "script/bench"),
 }
 NAMING = ("src", "platform", "lab", "tools", "script", "packaging", "cmake", "bench", "CMakeLists.txt", "CMakePresets.json")
-OTHERS = {"sysctl", "perf", "strace", "ctrl_interface"}  # what belongs to programs of others
+OTHERS = {"sysctl", "perf", "strace", "ctrl_interface", "nmcli", "systemd-analyze", "managed", "remain_on_channel", "journalctl"}  # what belongs to programs of others
 DOCUMENTS = [page for folder in (".", "docs", "docs/man") for page in sorted((ROOT / folder).glob("*.*"))
              if page.suffix in (".md", ".scd")]
 MARKED = {".md": r"`([^`\n]+)`", ".scd": r"\*([^*\n]+)\*|(?<![\w\\*])_([^\n]+?)_(?!\w)"}
@@ -129,6 +129,10 @@ class PagesTest(unittest.TestCase):
                         else name.split("/")[-1].split(".")[0] in known | OTHERS):
                     gone.add(name)
             self.assertEqual(gone, set(), page)
+
+    def test_buildroot_has_the_version_of_the_project(self):
+        version = re.search(r"project\(vorlent VERSION ([\d.]+)", (ROOT / "CMakeLists.txt").read_text())[1]
+        self.assertIn(f"VORLENT_VERSION = {version}\n", (ROOT / "packaging/buildroot/vorlent/vorlent.mk").read_text())
 
     def test_scripts_say_how_they_are_used(self):
         for script in sorted(set((ROOT / "script").iterdir()) - {ROOT / "script/lib.sh"}):
