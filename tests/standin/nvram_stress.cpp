@@ -7,6 +7,7 @@
 // one that was written) and must not go back; after each round it must hold every write that a
 // writer has reported done, and `.saved` everything that stood there before a save that returned.
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -85,10 +86,18 @@ unsigned count_of(const standin::Values& values, unsigned writer) {
   return found == values.end() ? 0 : count_in(found->second);
 }
 
+// A call may give up on the lock where the disk keeps another one waiting; a store that stands
+// still for good ends the run.
+template <typename Call>
+void until_done(Call call) {
+  while (call() != 0) {
+  }
+}
+
 void save_and_note() {
   std::array<unsigned, kWriters> before{};
   std::copy(shared->done.begin(), shared->done.end(), before.begin());
-  require(vexoNvramConfig_save() == 0, "save failed");
+  until_done(vexoNvramConfig_save);
   for (unsigned i = 0; i < kWriters; ++i) {
     unsigned seen = shared->saved[i];
     while (seen < before[i] && !shared->saved[i].compare_exchange_weak(seen, before[i])) {
@@ -99,11 +108,12 @@ void save_and_note() {
 void write_for_ever(unsigned me) {
   for (unsigned count = shared->done[me] + 1;; ++count) {
     const std::string value = value_of(me, count);
-    require(vexoNvramConfig_set(key_of(me).c_str(), value.c_str()) == 0, "set failed");
+    until_done([&] { return vexoNvramConfig_set(key_of(me).c_str(), value.c_str()); });
     shared->done[me] = count;
-    require(count % 2 == 0 ? vexoNvramConfig_unset("shared") == 0
-                           : vexoNvramConfig_set("shared", value.c_str()) == 0,
-            "the shared key failed");
+    until_done([&] {
+      return count % 2 == 0 ? vexoNvramConfig_unset("shared")
+                            : vexoNvramConfig_set("shared", value.c_str());
+    });
     if (count % 4 == 0) {
       save_and_note();
     }
@@ -145,11 +155,13 @@ void run_round(std::mt19937& random) {
   std::array<pid_t, kWriters> writers{};
   for (unsigned i = 0; i < kWriters; ++i) {
     if ((writers[i] = ::fork()) == 0) {
+      ::prctl(PR_SET_PDEATHSIG, SIGKILL);
       write_for_ever(i);
     }
   }
   const pid_t reader = ::fork();
   if (reader == 0) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     read_until_told();
     std::_Exit(0);
   }
