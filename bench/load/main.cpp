@@ -215,18 +215,23 @@ void start(int rounds) {
   print("detached_ratio", quantile(detached, 0.5) / quantile(empty, 0.5));
 }
 
+// Runs this program again where the daemon's fixed names and its port are nobody else's.
+void start_over_in_sandbox(int argc, char** argv) {
+  setenv("VORLENT_LOAD_SANDBOX", "1", 1);
+  std::vector<char*> sandboxed = {const_cast<char*>(SOURCE_DIR "/tools/sandbox"),
+                                  const_cast<char*>(SOURCE_DIR), const_cast<char*>(BUILD_DIR)};
+  sandboxed.insert(sandboxed.end(), argv, argv + argc);
+  sandboxed[3] = const_cast<char*>(BUILD_DIR "/vorlent_load");
+  sandboxed.push_back(nullptr);
+  execv(sandboxed[0], sandboxed.data());
+  die("no sandbox");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   if (getenv("VORLENT_LOAD_SANDBOX") == nullptr) {
-    setenv("VORLENT_LOAD_SANDBOX", "1", 1);
-    std::vector<char*> sandboxed = {const_cast<char*>(SOURCE_DIR "/tools/sandbox"),
-                                    const_cast<char*>(SOURCE_DIR), const_cast<char*>(BUILD_DIR)};
-    sandboxed.insert(sandboxed.end(), argv, argv + argc);
-    sandboxed[3] = const_cast<char*>(BUILD_DIR "/vorlent_load");
-    sandboxed.push_back(nullptr);
-    execv(sandboxed[0], sandboxed.data());
-    die("no sandbox");
+    start_over_in_sandbox(argc, argv);
   }
   prctl(PR_SET_TIMERSLACK, 1);
   CLI::App app("Measures the daemon as a whole, in a sandbox of its own");
