@@ -88,6 +88,7 @@ struct Air {
   std::vector<Radio*> radios{};
   std::function<void(const Transmission&)> on_sent{};
   std::function<void(Radio&, const Told&)> on_told{};
+  std::function<void(Radio&)> on_tuned{};  // to another channel
 };
 
 void transmit(Air& air, Radio& from, int channel, Bytes bytes);

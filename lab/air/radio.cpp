@@ -167,11 +167,16 @@ void start_scan(Air& air, Radio& radio) {
 }
 
 void switch_channel(Air& air, Radio& radio, int channel, int beacons) {
+  const auto tune = [&air, &radio, channel] {
+    if (std::exchange(radio.channel, channel) != channel && air.on_tuned) {
+      air.on_tuned(radio);
+    }
+  };
   end_scan(air, radio, kScanAborted);
   if (radio.access_point) {
-    later(air, radio, kBeaconInterval * beacons, [&radio, channel] { radio.channel = channel; });
+    later(air, radio, kBeaconInterval * beacons, tune);
   } else {
-    radio.channel = channel;
+    tune();
   }
 }
 

@@ -6,8 +6,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
-#include <map>
 #include <set>
 #include <utility>
 
@@ -18,12 +18,10 @@ namespace lab {
 
 namespace {
 
-using WatchedFolders = std::map<int, Node*>;
-
-bool watch(int inotify, WatchedFolders& watched, Node& node, const char* folder,
-           std::uint32_t mask) {
-  const int number = inotify_add_watch(inotify, (node.sandbox.folder + folder).c_str(), mask);
-  watched[number] = &node;
+bool watch(Mesh& mesh, Node& node, const char* folder, std::uint32_t mask) {
+  const std::string path = node.sandbox.folder + folder;
+  const int number = inotify_add_watch(mesh.file_changes, path.c_str(), mask);
+  mesh.watched_folders[number] = &node;
   return number >= 0;
 }
 
@@ -49,16 +47,16 @@ void read_lines(Mesh& mesh, Node& node) {
   }
 }
 
-void read_file_changes(Mesh& mesh, int inotify, const WatchedFolders& watched) {
+void read_file_changes(Mesh& mesh) {
   alignas(inotify_event) std::array<char, 16384> buffer{};
-  const ssize_t length = read(inotify, buffer.data(), buffer.size());
+  const ssize_t length = read(mesh.file_changes, buffer.data(), buffer.size());
   std::set<std::pair<Node*, std::string>> changed;
   for (ssize_t at = 0; at < length;) {
     const auto* event =
         reinterpret_cast<const inotify_event*>(&buffer[static_cast<std::size_t>(at)]);
     at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
-    const auto folder = watched.find(event->wd);
-    if (folder != watched.end() && event->len > 0) {
+    const auto folder = mesh.watched_folders.find(event->wd);
+    if (folder != mesh.watched_folders.end() && event->len > 0) {
       changed.insert({folder->second, static_cast<const char*>(event->name)});
     }
   }
@@ -98,21 +96,17 @@ void read_log(Mesh& mesh, Node& node) {
 }
 
 bool prepare_boxes(Mesh& mesh) {
-  const int inotify = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
-  WatchedFolders watched;
-  for (const auto& node : mesh.nodes) {
-    if (node->kind == NodeKind::stranger) {
-      continue;
-    }
-    if (!make_folders(node->sandbox) ||
-        !watch(inotify, watched, *node, "/tmp", IN_MOVED_TO | IN_CLOSE_WRITE | IN_DELETE) ||
-        !watch(inotify, watched, *node, "/lab/log", IN_MODIFY)) {
-      return false;
-    }
-  }
-  mesh.loop.watch(inotify,
-                  [&mesh, inotify, watched] { read_file_changes(mesh, inotify, watched); });
-  return true;
+  mesh.file_changes = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
+  mesh.loop.watch(mesh.file_changes, [&mesh] { read_file_changes(mesh); });
+  return std::all_of(mesh.nodes.begin(), mesh.nodes.end(),
+                     [&](const auto& node) { return prepare_box(mesh, *node); });
+}
+
+bool prepare_box(Mesh& mesh, Node& node) {
+  return node.kind == NodeKind::stranger ||
+         (make_folders(node.sandbox) &&
+          watch(mesh, node, "/tmp", IN_MOVED_TO | IN_CLOSE_WRITE | IN_DELETE) &&
+          watch(mesh, node, "/lab/log", IN_MODIFY));
 }
 
 void collect_boxes(Mesh& mesh) {

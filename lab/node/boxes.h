@@ -9,6 +9,7 @@ struct Node;
 
 // False, with errno set, where a folder cannot be made or watched.
 bool prepare_boxes(Mesh& mesh);
+bool prepare_box(Mesh& mesh, Node& node);
 // Publishes what has come to the unit's log since.
 void read_log(Mesh& mesh, Node& node);
 // Called when children of this process may have ended.

@@ -17,6 +17,10 @@ struct Words {
     return "its table is full: who asks now gets no row before the next push";
   }
   std::string operator()(const CommandRun& run) const { return run.line; }
+  std::string operator()(const Arrived& /*none*/) const { return "arrives"; }
+  std::string operator()(const Tuned& tuned) const {
+    return "is on channel " + std::to_string(tuned.channel);
+  }
   std::string operator()(const PowerSwitched& power) const {
     return power.on        ? "is switched on"
            : power.unsaved ? "loses power, and settings that were not saved"

@@ -51,6 +51,12 @@ struct ModeEntered {
 inline bool gives_up(const ModeEntered& entered) {
   return entered.before == 1 && entered.mode == 0;
 }
+// A unit that was not there before.
+struct Arrived {};
+// The radio stays on another channel from now on; what it visits in a scan is not told.
+struct Tuned {
+  int channel;
+};
 struct NvramSet {
   std::string key;
   std::optional<std::string> value;  // none: removed
@@ -81,8 +87,8 @@ struct Fault {
 };
 
 using What = std::variant<FrameSent, DriverTold, Unserved, TableFull, CommandRun, ModeEntered,
-                          NvramSet, Logged, PowerSwitched, DaemonStarted, DaemonEnded,
-                          PlatformActed, DirectorActed, NvramTorn, Fault>;
+                          Arrived, Tuned, NvramSet, Logged, PowerSwitched, DaemonStarted,
+                          DaemonEnded, PlatformActed, DirectorActed, NvramTorn, Fault>;
 
 struct Happening {
   Time time;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstdio>
 
 namespace lab {
@@ -74,6 +75,9 @@ Mesh::Mesh() {
     publish(*this, node_of(*this, *frame.from),
             FrameSent{frame, find_station(*this, frame.frame.to)});
   };
+  air.on_tuned = [this](Radio& radio) {
+    publish(*this, node_of(*this, radio), Tuned{radio.channel});
+  };
   air.on_told = [this](Radio& radio, const Told& told) {
     Node& node = node_of(*this, radio);
     const Node* from = told.from != nullptr ? &node_of(*this, *told.from) : nullptr;
@@ -97,9 +101,21 @@ void add_base(Mesh& mesh, int number, std::optional<int> channel) {
 
 void add_unit(Mesh& mesh, int number) {
   const std::string name = "unit-" + std::to_string(number);
-  Node& unit = add_node(mesh, NodeKind::unit, name,
-                        {0x02, 0xa7, 0, 0, 0, static_cast<std::uint8_t>(number)});
+  Node& unit = add_node(mesh, NodeKind::unit, name, unit_station(number));
   unit.nvram.factory = unit_factory(name);
+}
+
+int unit_number(const std::string& name) {
+  int number = 0;
+  const char* end = name.data() + name.size();
+  const bool good = name.rfind("unit-", 0) == 0 &&
+                    std::from_chars(name.data() + 5, end, number).ptr == end && number >= 1 &&
+                    number <= kMaxUnits;
+  return good ? number : 0;
+}
+
+Mac unit_station(int number) {
+  return {0x02, 0xa7, 0, 0, 0, static_cast<std::uint8_t>(number)};
 }
 
 void add_stranger(Mesh& mesh) {

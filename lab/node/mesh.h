@@ -4,6 +4,8 @@
 #define LAB_MESH_H
 
 #include <functional>
+#include <list>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -40,8 +42,11 @@ struct Mesh {
   BoxKit kit;
   Loop loop;
   Air air{loop};
+  int file_changes = -1;                 // inotify
+  std::map<int, Node*> watched_folders;  // by inotify's numbers
   Time push_after{};  // how long the list of ready units must rest before it is pushed to
-  std::vector<std::unique_ptr<Node>> nodes;
+  // A list, since one may arrive while somebody goes through them.
+  std::list<std::unique_ptr<Node>> nodes;
   // Who learns of what happens, in this order; then platform and owners react to it.
   std::vector<std::function<void(const Happening&)>> watchers;
   std::string failure;  // of the laboratory itself, in one line
@@ -54,6 +59,9 @@ inline constexpr int kMaxBases = 4;
 void add_base(Mesh& mesh, int number, std::optional<int> channel);
 void add_unit(Mesh& mesh, int number);
 void add_stranger(Mesh& mesh);
+// That of "unit-3" is 3; 0 for any other name.
+int unit_number(const std::string& name);
+Mac unit_station(int number);
 
 void publish(Mesh& mesh, Node& node, const What& what);
 // The laboratory cannot go on: ends the run.

@@ -42,12 +42,36 @@ std::string units_text(std::size_t count) {
   return std::to_string(count) + (count == 1 ? " unit" : " units");
 }
 
+// Of those that are ready, who gets credentials at a push.
+std::vector<std::string> approved_of(const Mesh& mesh, const Owner& owner) {
+  std::vector<std::string> list;
+  for (const std::string& station : owner.ready) {
+    const auto mac = parse_mac(station);
+    const Node* unit = mac ? find_station(mesh, *mac) : nullptr;
+    if (unit != nullptr && unit->kind == NodeKind::unit &&
+        (!owner.approved || owner.approved->count(station) != 0)) {
+      list.push_back(station);
+    }
+  }
+  return list;
+}
+
+template <typename List>
+std::string with_blanks(const List& list) {
+  std::string text;
+  for (const std::string& word : list) {
+    text += (text.empty() ? "" : " ") + word;
+  }
+  return text;
+}
+
 bool shall_push(Mesh& mesh, const Node& base) {
   const Owner& owner = base.owner;
   const Time rested = mesh.loop.clock.now() - owner.ready_changed;
   const bool complete =
       owner.ready.size() >= expected_units(mesh, base) || owner.ready.size() >= kTable;
-  return owner.automatic && !owner.ready.empty() && rested >= (complete ? mesh.push_after : kQuiet);
+  return owner.automatic && !approved_of(mesh, owner).empty() &&
+         rested >= (complete ? mesh.push_after : kQuiet);
 }
 
 void tick(Mesh& mesh, Node& base) {
@@ -77,22 +101,24 @@ void request_window(Mesh& mesh, Node& base) {
 }
 
 void push(Mesh& mesh, Node& base) {
-  std::string list;
-  for (const std::string& station : base.owner.ready) {
-    const auto mac = parse_mac(station);
-    const Node* unit = mac ? find_station(mesh, *mac) : nullptr;
-    if (unit != nullptr && unit->kind == NodeKind::unit) {
-      list += (list.empty() ? "" : " ") + station;
-      base.owner.pushed.insert(station);
-    }
-  }
-  const auto count = list.empty() ? 0 : std::count(list.begin(), list.end(), ' ') + 1;
+  const auto list = approved_of(mesh, base.owner);
+  base.owner.pushed.insert(list.begin(), list.end());
   say(mesh, base,
-      "approves " + units_text(static_cast<std::size_t>(count)) +
-          " and has the credentials pushed: SIGUSR1");
+      "approves " + units_text(list.size()) + " and has the credentials pushed: SIGUSR1");
   base.owner.last_stir = mesh.loop.clock.now();
-  set_nvram(mesh, base, "candidate_satellites", list);
+  set_nvram(mesh, base, "candidate_satellites", with_blanks(list));
   signal_daemon(base.sandbox, SIGUSR1);
+}
+
+void approve(Mesh& mesh, Node& base, const std::optional<Mac>& station) {
+  auto& approved = base.owner.approved;
+  if (!station) {
+    approved.reset();
+    return;
+  }
+  approved = approved.value_or(std::set<std::string>{});
+  approved->insert(text_of(*station));
+  set_nvram(mesh, base, "candidate_satellites", with_blanks(*approved));
 }
 
 void candidates_changed(Mesh& mesh, Node& base) {

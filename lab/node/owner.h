@@ -8,6 +8,7 @@
 #ifndef LAB_OWNER_H
 #define LAB_OWNER_H
 
+#include <optional>
 #include <set>
 #include <string>
 
@@ -18,9 +19,11 @@ namespace lab {
 struct Mesh;
 
 struct Owner {
-  bool automatic = true;         // pushes by itself
-  bool opens_windows = true;     // asks for them by itself
-  std::set<std::string> ready;   // stations in the candidate file
+  bool automatic = true;        // pushes by itself
+  bool opens_windows = true;    // asks for them by itself
+  std::set<std::string> ready;  // stations in the candidate file
+  // Stations that the owner approves; where nobody was named, whoever is of this mesh.
+  std::optional<std::set<std::string>> approved;
   std::set<std::string> pushed;  // stations that have had a push and not come back to search
   Time ready_changed{};
   Time window_until{};
@@ -29,6 +32,9 @@ struct Owner {
 
 void request_window(Mesh& mesh, Node& base);
 void push(Mesh& mesh, Node& base);
+// The base's pushes are for this station, and those that were approved before, alone; for none: for
+// all again.
+void approve(Mesh& mesh, Node& base, const std::optional<Mac>& station);
 void candidates_changed(Mesh& mesh, Node& base);
 void owner_notices(Mesh& mesh, const Node& node, const ModeEntered& entered);
 // The base's daemon has ended, and with it what its owner knew of it.

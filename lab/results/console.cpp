@@ -83,6 +83,7 @@ struct Teller {
   }
   std::string operator()(const DriverTold& /*is no news*/) const { return {}; }
   std::string operator()(const Logged& /*is in the log*/) const { return {}; }
+  std::string operator()(const Tuned& /*its command tells*/) const { return {}; }
   std::string operator()(const ModeEntered& entered) const {
     return std::string(": mode ") +
            (entered.mode == kOff ? "none, " : std::to_string(entered.mode) + ", ") +

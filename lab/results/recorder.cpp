@@ -247,7 +247,13 @@ struct Writer {
   void operator()(const Logged& logged) const { add_to_log(recorder, seen, logged.line); }
   void operator()(const TableFull& /*told*/) const { write_text("daemon"); }
   void operator()(const DaemonEnded& end) const { write_text(end.crashed ? "fault" : "daemon"); }
-  void operator()(const PowerSwitched& /*told*/) const { write_text("power"); }
+  void operator()(const PowerSwitched& /*told*/) const { write_tuned("power"); }
+  void operator()(const Arrived& /*told*/) const {
+    const Json json = text_entry("arrived");
+    cJSON_AddStringToObject(json.get(), "station", text_of(seen.node.radio.mac).c_str());
+    write_entry(recorder, json);
+  }
+  void operator()(const Tuned& /*told*/) const { write_tuned("channel"); }
   void operator()(const DaemonStarted& /*told*/) const { write_text("daemon"); }
   void operator()(const PlatformActed& /*told*/) const { write_text("platform"); }
   void operator()(const DirectorActed& /*told*/) const { write_text("scenario"); }
@@ -258,6 +264,12 @@ struct Writer {
     Json json = entry(seen, what);
     cJSON_AddStringToObject(json.get(), "text", words_of(seen.what).c_str());
     return json;
+  }
+  // With the channel on which its radio is from now on.
+  void write_tuned(const char* what) const {
+    const Json json = text_entry(what);
+    cJSON_AddNumberToObject(json.get(), "channel", seen.node.radio.channel);
+    write_entry(recorder, json);
   }
   void write_text(const char* what) const { write_entry(recorder, text_entry(what)); }
 };
