@@ -123,11 +123,15 @@ std::string prepare(Run& run) {
   return open_record(run.recorder, run.options.out);
 }
 
-// For the server's threads, which know nothing else of the mesh.
+// For the server's threads, which know nothing else of the mesh; of units that may yet arrive, too.
 std::map<std::string, std::string> boxes_by_name(const Mesh& mesh) {
   std::map<std::string, std::string> boxes;
   for (const auto& node : mesh.nodes) {
     boxes[node->name] = node->sandbox.folder;
+  }
+  for (int i = 1; i <= kMaxUnits; ++i) {
+    const std::string name = "unit-" + std::to_string(i);
+    boxes[name] = mesh.kit.work + "/" + name;
   }
   return boxes;
 }
@@ -155,9 +159,9 @@ std::string open_page(Run& run) {
 }
 
 std::string write_by_hand(const Run& run) {
-  const Scenario& scenario = run.story.scenario;
+  const std::string text = read_file(run.story.scenario.file).value_or("");
   return write_file(run.recorder.folder + "/by-hand.scenario",
-                    as_played(scenario, read_file(scenario.file).value_or("")) + run.by_hand)
+                    as_played(run.story, text) + run.by_hand)
              ? ""
              : no_write(run.recorder, "by-hand.scenario");
 }

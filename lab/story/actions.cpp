@@ -75,8 +75,15 @@ constexpr std::array kActions{
     Action{"window", Argument::off, Whose::bases, open_windows},
     Action{"push", Argument::none, Whose::bases,
            [](Mesh& mesh, Node& node, Text) { push(mesh, node); }},
+    Action{"approve", Argument::units, Whose::bases,
+           [](Mesh& mesh, Node& node, Text whom) {
+             const int number = unit_number(whom);
+             approve(mesh, node, number > 0 ? std::optional(unit_station(number)) : std::nullopt);
+           }},
     Action{"hold", Argument::window, Whose::bases, hold},
     Action{"resume", Argument::none, Whose::bases, resume},
+    Action{"arrive", Argument::none, Whose::newcomer,
+           [](Mesh& mesh, Node& node, Text) { power_on(mesh, node); }},
     Action{"flood", Argument::number, Whose::stranger,
            [](Mesh& mesh, Node& node, Text rate) { start_flood(mesh, node, atoi(rate.c_str())); }}};
 

@@ -12,10 +12,11 @@ struct Mesh;
 struct Node;
 
 // Of `off` and `window`: this word or nothing.
-enum class Argument { none, time, number, signal, setting, off, window };
+enum class Argument { none, time, number, signal, setting, off, window, units };
 
-// Who can do it: whoever has a daemon, whoever has a radio (the stranger too), and so on.
-enum class Whose { daemons, radios, bases, stranger };
+// Who can do it: whoever has a daemon, whoever has a radio (the stranger too), and so on. A
+// newcomer is a unit that is not there before.
+enum class Whose { daemons, radios, bases, stranger, newcomer };
 
 struct Action {
   std::string_view name;

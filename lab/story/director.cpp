@@ -1,8 +1,12 @@
 #include "story/director.h"
 
+#include <string.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 
+#include "node/boxes.h"
 #include "story/actions.h"
 #include "story/conditions.h"
 
@@ -17,7 +21,7 @@ bool is_one_of(const Mesh& mesh, const std::string& who, const Node* node) {
 
 void take_step(Story& story, std::size_t index, Node* it) {
   story.done[index] = true;
-  carry_out(story.mesh, story.scenario.steps[index], it);
+  carry_out(story, story.scenario.steps[index], it);
 }
 
 // Whether some unit waits for the credentials and all others are in.
@@ -51,6 +55,39 @@ std::vector<const Radio*> radios_of(const Mesh& mesh, const std::string& who) {
   return radios;
 }
 
+// Anew, for whoever is there now.
+void apply_losses(Story& story) {
+  Mesh& mesh = story.mesh;
+  mesh.air.losses.clear();
+  for (const LossRule& rule : story.losses) {
+    mesh.air.losses.push_back({.loss = rule.loss,
+                               .from = radios_of(mesh, rule.from),
+                               .to = radios_of(mesh, rule.to),
+                               .begin = rule.begin,
+                               .end = rule.end});
+  }
+}
+
+// Whether the unit is not there before a step has it arrive.
+bool comes_later(const Scenario& scenario, const std::string& name) {
+  return std::any_of(scenario.steps.begin(), scenario.steps.end(), [&](const Step& step) {
+    return step.action->whose == Whose::newcomer && step.who == name;
+  });
+}
+
+// A unit more, fresh from the factory.
+void bring(Story& story, int number) {
+  Mesh& mesh = story.mesh;
+  add_unit(mesh, number);
+  Node& unit = *mesh.nodes.back();
+  apply_losses(story);
+  if (prepare_box(mesh, unit)) {
+    publish(mesh, unit, Arrived{});
+  } else {
+    fail(mesh, unit.sandbox.folder + ": " + strerror(errno));
+  }
+}
+
 // A mark on the rows of those whom it befalls: of the bases where that is everybody.
 void tell_loss(Mesh& mesh, const LossRule& rule) {
   char text[32];
@@ -74,10 +111,14 @@ void tell_loss(Mesh& mesh, const LossRule& rule) {
 
 }  // namespace
 
-void carry_out(Mesh& mesh, const Step& step, Node* it) {
+void carry_out(Story& story, const Step& step, Node* it) {
   const Action& action = *step.action;
+  Mesh& mesh = story.mesh;
+  if (action.whose == Whose::newcomer && find_node(mesh, step.who) == nullptr) {
+    bring(story, unit_number(step.who));
+  }
   for (Node* node : who_is(mesh, step.who, it)) {
-    if (action.name.rfind("power", 0) != 0) {  // that is told by itself
+    if (action.name.rfind("power", 0) != 0 && action.whose != Whose::newcomer) {  // told by itself
       publish(mesh, *node,
               DirectorActed{std::string(action.name) +
                             (step.argument.empty() ? "" : " " + step.argument)});
@@ -86,15 +127,12 @@ void carry_out(Mesh& mesh, const Step& step, Node* it) {
   }
 }
 
-void add_losses(Mesh& mesh, const Scenario& scenario) {
+void add_losses(Story& story, const Scenario& scenario) {
   for (const LossRule& rule : scenario.losses) {
-    tell_loss(mesh, rule);
-    mesh.air.losses.push_back({.loss = rule.loss,
-                               .from = radios_of(mesh, rule.from),
-                               .to = radios_of(mesh, rule.to),
-                               .begin = rule.begin,
-                               .end = rule.end});
+    tell_loss(story.mesh, rule);
+    story.losses.push_back(rule);
   }
+  apply_losses(story);
 }
 
 void make_mesh(Story& story) {
@@ -110,12 +148,14 @@ void make_mesh(Story& story) {
         wanted != scenario.channels.end() ? std::optional(wanted->second.number) : std::nullopt);
   }
   for (int i = 1; i <= scenario.units; ++i) {
-    add_unit(mesh, i);
+    if (!comes_later(scenario, "unit-" + std::to_string(i))) {
+      add_unit(mesh, i);
+    }
   }
   if (scenario.stranger) {
     add_stranger(mesh);
   }
-  add_losses(mesh, scenario);
+  add_losses(story, scenario);
 }
 
 std::vector<Node*> who_is(const Mesh& mesh, const std::string& who, Node* it) {

@@ -22,12 +22,14 @@ struct Story {
   std::vector<bool> done{};
   // By expectation and node: whether what had a time was met in it, once that is decided.
   std::map<std::pair<std::size_t, const Node*>, bool> in_time{};
+  // The scenario's, and those that came by hand.
+  std::vector<LossRule> losses{};
 };
 
 // Has those whom the step names do what it says; `it`: whom its condition was about.
-void carry_out(Mesh& mesh, const Step& step, Node* it);
+void carry_out(Story& story, const Step& step, Node* it);
 // Lets the scenario's rules of loss count, over those there are.
-void add_losses(Mesh& mesh, const Scenario& scenario);
+void add_losses(Story& story, const Scenario& scenario);
 
 // Makes the scenario's mesh, switches everything on that no step switches on, and waits for the
 // rest.

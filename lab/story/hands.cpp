@@ -3,15 +3,29 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "story/actions.h"
+
 namespace lab {
 
 namespace {
 
-// Read as a scenario of the same mesh, so that there is one grammar and one set of messages.
-Scenario read_as_scenario(const Scenario& mesh, const std::string& line, std::string& wrong) {
-  const std::string text = "units " + std::to_string(mesh.units) + "\nbases " +
-                           std::to_string(mesh.bases) + (mesh.stranger ? "\nstranger\n" : "\n") +
-                           line + "\nexpect base mode 5\n";
+int units_of(const Mesh& mesh) {
+  int highest = 0;
+  for (const Node* unit : all_of(mesh, NodeKind::unit)) {
+    highest = std::max(highest, unit_number(unit->name));
+  }
+  return highest;
+}
+
+// Read as a scenario of the same mesh, so that there is one grammar and one set of messages. Only
+// the next unit can arrive.
+Scenario read_as_scenario(const Story& story, const std::string& line, std::string& wrong) {
+  const Scenario& scenario = story.scenario;
+  const int units = units_of(story.mesh) + (line.find(" arrive") != std::string::npos ? 1 : 0);
+  const std::string text = "units " + std::to_string(std::min(units, kMaxUnits)) + "\nbases " +
+                           std::to_string(scenario.bases) +
+                           (scenario.stranger ? "\nstranger\n" : "\n") + line +
+                           "\nexpect base mode 5\n";
   Errors errors;
   Scenario read = parse_scenario(text, "order", errors);
   if (!errors.empty()) {
@@ -40,25 +54,32 @@ std::string do_by_hand(Story& story, const std::string& line, std::string& writt
   }
   const std::string order = dated(line, story.mesh.loop.clock.now());
   std::string wrong;
-  const Scenario read = read_as_scenario(story.scenario, order, wrong);
+  const Scenario read = read_as_scenario(story, order, wrong);
   if (!wrong.empty()) {
     return wrong;
   }
-  written += order + "\n";
-  add_losses(story.mesh, read);
   for (const Step& step : read.steps) {
-    carry_out(story.mesh, step, nullptr);
+    if (step.action->whose != Whose::newcomer && who_is(story.mesh, step.who).empty()) {
+      return step.who + " is not there yet";
+    }
+  }
+  written += order + "\n";
+  add_losses(story, read);
+  for (const Step& step : read.steps) {
+    carry_out(story, step, nullptr);
   }
   return {};
 }
 
-std::string as_played(const Scenario& scenario, const std::string& text) {
+std::string as_played(const Story& story, const std::string& text) {
+  const Scenario& scenario = story.scenario;
   const AirSettings& air = scenario.air;
   char settings[256];
   snprintf(settings, sizeof settings,
            "units %d\ntime-lapse %d\nloss %g%%\nduplicate %g%%\ndelay %gs\njitter %gs\nseed %llu\n",
-           scenario.units, scenario.time_lapse, air.loss * 100, air.duplicate * 100,
-           seconds(air.delay), seconds(air.jitter), static_cast<unsigned long long>(air.seed));
+           std::max(scenario.units, units_of(story.mesh)), scenario.time_lapse, air.loss * 100,
+           air.duplicate * 100, seconds(air.delay), seconds(air.jitter),
+           static_cast<unsigned long long>(air.seed));
   return text + "\n# As it was run, and by hand:\n" + settings;
 }
 

@@ -13,7 +13,7 @@ namespace lab {
 // same time. Returns what is wrong with it, or nothing.
 std::string do_by_hand(Story& story, const std::string& line, std::string& written);
 // The text of the scenario and what the command line said over it: what is done by hand follows.
-std::string as_played(const Scenario& scenario, const std::string& text);
+std::string as_played(const Story& story, const std::string& text);
 
 }  // namespace lab
 

@@ -89,6 +89,8 @@ bool can_do(const std::string& who, Whose whose) {
       return who == "stranger";
     case Whose::bases:
       return who == "it" || who.rfind("base", 0) == 0;
+    case Whose::newcomer:
+      return unit_number(who) > 0;
     case Whose::radios:
       return true;
     case Whose::daemons:
@@ -120,6 +122,12 @@ std::string take_argument(Words& words, Argument kind) {
     case Argument::setting:
       words.setting();
       return word;
+    case Argument::units:
+      if (word != "units" && unit_number(word) == 0) {
+        words.fail("one of the units, or units");
+        return {};
+      }
+      return words.take("");
   }
   return {};
 }
@@ -201,8 +209,8 @@ bool exists(const Scenario& scenario, const std::string& who) {
   if (who == "stranger") {
     return scenario.stranger;
   }
-  if (who.rfind("unit-", 0) == 0) {
-    return read_number(who.substr(5), number) && number >= 1 && number <= scenario.units;
+  if (unit_number(who) > 0) {
+    return unit_number(who) <= scenario.units;
   }
   return who.rfind("base-", 0) == 0 && read_number(who.substr(5), number) && number >= 2 &&
          number <= scenario.bases;
@@ -241,6 +249,9 @@ void check_names(const Scenario& scenario, Errors& errors) {
   for (const Step& step : scenario.steps) {
     check(step.line, step.who, step.trigger.who.empty() ? "" : "it");
     check(step.line, step.trigger.who, "");
+    if (step.action != nullptr && step.action->argument == Argument::units) {
+      check(step.line, step.argument, "units");
+    }
   }
   for (const Expectation& expected : scenario.expectations) {
     check(expected.line, expected.who, "");

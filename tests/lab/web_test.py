@@ -2,6 +2,7 @@
 and the page of the run's end tells the same story. Strangers are refused."""
 import pathlib
 import re
+import shutil
 import signal
 import subprocess
 import sys
@@ -34,8 +35,8 @@ class WebTest(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.out = pathlib.Path(folder.name, "out")
 
-    def start(self, *words):
-        run = subprocess.Popen([MESHLAB, "run", *words, "--steps", "--web", "--out", self.out],
+    def start(self, *words, by=MESHLAB):
+        run = subprocess.Popen([by, "run", *words, "--steps", "--web", "--out", self.out],
                                stdout=subprocess.PIPE, text=True)
         self.addCleanup(run.stdout.close)
         self.addCleanup(run.wait)
@@ -48,6 +49,12 @@ class WebTest(unittest.TestCase):
     def text(self, name):
         return self.browser.find_element(By.ID, name).text
 
+    def look_again(self, name):
+        """A live unit's log is judged when it is chosen."""
+        self.browser.execute_script("show(mesh.chosen)")
+        time.sleep(1)
+        return self.text(name)
+
     def press(self, text):
         self.browser.find_element(By.XPATH, f"//button[text()='{text}']").click()
 
@@ -59,16 +66,17 @@ class WebTest(unittest.TestCase):
 
     def test_a_unit_is_cut_off_and_comes_back(self):
         scenario = pathlib.Path(self.out.parent, "slow.scenario")
-        scenario.write_text("units 2\nlimit 120s\nexpect unit-2 mode 6\nexpect unit-1 logged \"never said\"\n")
+        scenario.write_text("units 2\nlimit 180s\nexpect units mode 6\nexpect unit-1 logged \"never said\"\n")
         run, url = self.start(str(scenario))
         self.assertEqual([self.status_of(url.split("?")[0]), self.status_of(url, Host="example.net:80"),
-                          self.status_of(url, Host="127.0.0.1:1")], [403, 403, 403])
+                          self.status_of(url, Host="127.0.0.1:1"), self.status_of(url[:-1] + "!")], [403] * 4)
         self.browser.get(url)
         self.see(lambda: "goes on" in self.text("title"))
         self.browser.find_elements(By.CSS_SELECTOR, ".node")[2].click()
-        self.see(lambda: self.text("state") == "6 installed satellite")
+        self.see(lambda: self.text("state") == "6 installed satellite" and self.text("channel") == "channel 6")
+        self.see(lambda: "its own log: installed" in self.look_again("why"))
         self.press("power-cut")
-        self.see(lambda: self.text("state") == "switched off")
+        self.see(lambda: self.text("state") == "switched off" and self.text("channel") == "")
         self.browser.find_element(By.ID, "play").click()  # a pause
         paused = self.text("now").split(" of ")[0]
         self.press("power-on")
@@ -77,17 +85,39 @@ class WebTest(unittest.TestCase):
         self.assertEqual(self.text("state"), "switched off")
         self.press("Live")
         self.see(lambda: self.text("state") == "6 installed satellite")
-        field = self.browser.find_element(By.CSS_SELECTOR, "#hands input")
-        field.send_keys("unit-9 mute\n")
-        self.see(lambda: "expected one of this mesh" in self.text("said"))
-        field.clear()
-        field.send_keys("loss 9% from unit-1 until 90s\n")
-        self.assertIn("is switched on", self.text("story"))
+        order = self.browser.find_element(By.CSS_SELECTOR, "#hands input[type=text]").send_keys
+        for line, answer in {"unit-9 mute": "expected one of this mesh", "unit-4 arrive": "expected one of this mesh",
+                             "unit-1 arrive # twice": "expected one line", "base hold": "base hold: done",
+                             "loss 9% from unit-1 until 170s": "until 170s: done"}.items():
+            order(Keys.CONTROL, "a")
+            order(line, Keys.ENTER)
+            self.see(lambda: answer in self.text("said"))
+        self.press("add a unit")
+        self.see(lambda: len(self.browser.find_elements(By.CSS_SELECTOR, ".node")) == 4)
+        self.browser.find_elements(By.CSS_SELECTOR, ".node")[3].click()
+        self.see(lambda: "waits for its credentials" in self.text("state"))
+        self.press("base approve")
+        self.see(lambda: "approve unit-3: done" in self.text("said"))
+        order = self.browser.find_element(By.CSS_SELECTOR, "#hands input[type=text]").send_keys
+        order("base push", Keys.ENTER)
+        self.see(lambda: self.text("state") == "6 installed satellite")
+        self.assertIn("arrives", self.text("story"))
         self.assertEqual([entry["message"] for entry in self.browser.get_log("browser") if "/order" not in entry["message"]], [])
         run.send_signal(signal.SIGINT)
         self.assertEqual(run.wait(30), 130)
-        self.assertRegex((self.out / "by-hand.scenario").read_text(),
-                         r"(?s)units 2\ntime-lapse 1\n.*seed 1\nat [0-9.]+s: unit-2 power-cut\nat [0-9.]+s: unit-2 power-on\nloss 9% from unit-1 at [0-9.]+s until 90s\n$")
+        self.see(lambda: re.search("was interrupted|does not answer", self.text("title")))
+        self.browser.get((self.out / "report.html").as_uri())
+        self.see(lambda: "was interrupted" in self.text("title") and "not yet: unit-1 logs" in self.text("verdicts"))
+        self.plays_again((self.out / "by-hand.scenario").read_text(), scenario)
+
+    def plays_again(self, text, scenario):
+        """What was done by hand is done at the same times by the scenario that was written."""
+        self.assertRegex(text, r"(?s)units 3\ntime-lapse 1\n.*seed 1\nat [0-9.]+s: unit-2 power-cut\nat [0-9.]+s: unit-2 power-on\n"
+                         r"at [0-9.]+s: base hold\nloss 9% from unit-1 at [0-9.]+s until 170s\nat [0-9.]+s: unit-3 arrive\n"
+                         r"at [0-9.]+s: base approve unit-3\nat [0-9.]+s: base push\n$")
+        scenario.write_text(text.replace('expect unit-1 logged "never said"', "expect unit-3 sent 1000 at least 1"))
+        again = subprocess.run([MESHLAB, "run", "--json", "--out", self.out, scenario], stdout=subprocess.PIPE, check=False)
+        self.assertEqual(again.returncode, 0, again.stdout)
 
     def test_the_report_is_the_same_page(self):
         run, url = self.start("silent-base")
@@ -101,6 +131,7 @@ class WebTest(unittest.TestCase):
         frames = self.browser.execute_script("return run.frames.length")
         told = [marks.send_keys(Keys.ARROW_LEFT) or self.text("tip") for _ in range(6)]
         self.assertRegex("\n".join(told), "(?s)base, .*approves 1 unit.*its daemon thaws.*base, .*its daemon is frozen")
+        self.assertIn(b"base: NOT SERVED, its daemon stands still", (self.out / "air.pcapng").read_bytes())
         run.send_signal(signal.SIGTERM)
         self.assertEqual(run.wait(30), 0)
         self.browser.get((self.out / "report.html").as_uri())
@@ -111,9 +142,36 @@ class WebTest(unittest.TestCase):
         self.see(lambda: self.text("story") == "")
         self.browser.find_element(By.ID, "forth").click()
         self.see(lambda: "is switched on" in self.text("story"))
+        self.zooms_sorts_and_searches()
         self.browser.set_window_size(360, 800)
         self.assertLessEqual(self.browser.execute_script("return document.documentElement.scrollWidth"),
                              self.browser.execute_script("return innerWidth"))
+
+    def zooms_sorts_and_searches(self):
+        rows = self.browser.find_elements(By.CSS_SELECTOR, "#sequence .frames > div")
+        self.browser.find_element(By.CSS_SELECTOR, "#near [value='10']").click()
+        near = self.browser.find_elements(By.CSS_SELECTOR, "#sequence .frames > div")
+        self.assertTrue(len(near) < len(rows) and f" of {len(rows) - 1}" in self.text("part"), self.text("part"))
+        wide = "return document.querySelector('#modes svg').getBoundingClientRect().width"
+        before = self.browser.execute_script(wide)
+        self.browser.find_element(By.CSS_SELECTOR, "#zoom [value='3']").click()
+        self.assertGreater(self.browser.execute_script(wide), 2 * before)
+        units = "return [...document.querySelectorAll('#units td:first-child')].map(cell => cell.textContent)"
+        self.assertEqual(self.browser.execute_script(units), ["unit-1", "base"], "the worst first")
+        self.press("unit")
+        self.assertEqual(self.browser.execute_script(units), ["base", "unit-1"])
+        self.browser.find_element(By.ID, "search").send_keys("stands still")
+        self.assertEqual(self.browser.execute_script(units), ["unit-1"])
+
+    def test_a_page_without_the_verdicts_says_so(self):
+        build, alone = pathlib.Path(MESHLAB).parent, self.out.parent / "alone"
+        alone.mkdir()
+        for file in ("meshlab", "nvram", "lab-agent", "liblab_timelapse.so"):
+            shutil.copy(build / file, alone)
+        run, url = self.start("--units", "1", "--daemon", build / "vorlent", build / "scenarios/onboard.scenario", by=alone / "meshlab")
+        self.browser.get(url)
+        self.see(lambda: "ended as it must" in self.text("title"))
+        self.assertIn("vorlent-why is not there", self.text("why"))
 
 
 if __name__ == "__main__":

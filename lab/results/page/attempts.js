@@ -1,7 +1,8 @@
 // Each unit's attempts to come in: from its handshake's beginning to the reason of its end, read off
 // what is told. The end of one is an entry of its story like any other.
 const newCounts = () => ({sent: {}, lost: {}, answers: {}, answersLost: {}, deaf: {}, heard: 0});
-const ways = run.units.map(() => ({attempt: 0, open: false, stored: false, gaveUp: 0, ends: [], ...newCounts()}));
+const newWay = () => ({attempt: 0, open: false, stored: false, gaveUp: 0, ends: [], ...newCounts()});
+const ways = run.units.map(newWay);
 const times = count => count === 1 ? 'once' : count + ' times';
 
 function follow(entry) {

@@ -52,16 +52,38 @@ function moveHint(chart, event) {
   say(next, box.left + Math.min(box.width / 2, 80), box.bottom - 6);
 }
 
-function hearHints(id, name) {
-  const chart = by(id), target = event => event.target.closest('.hinted');
-  chart.tabIndex = 0;
-  chart.setAttribute('role', 'group');
-  chart.setAttribute('aria-label', `${name}: the arrow keys go from one to the next`);
+function hearPointer(chart) {
+  const target = event => event.target.closest('.hinted');
   const point = event => { const one = target(event); if (one) say(one, event.clientX, event.clientY); else hush(); };
   chart.addEventListener('pointermove', event => { if (event.pointerType !== 'touch') point(event); });
   chart.addEventListener('pointerleave', event => { if (event.pointerType !== 'touch') hush(); });
   chart.addEventListener('click', point);
   chart.addEventListener('dblclick', event => { const one = target(event); if (one) hints.get(one).act?.(); });
+}
+
+function hearHints(id, name) {
+  const chart = by(id);
+  chart.tabIndex = 0;
+  chart.setAttribute('role', 'group');
+  chart.setAttribute('aria-label', `${name}: the arrow keys go from one to the next`);
+  hearPointer(chart);
   chart.addEventListener('keydown', event => moveHint(chart, event));
   chart.addEventListener('blur', hush);
+}
+// What a touch has brought goes with the next touch elsewhere.
+document.addEventListener('pointerdown', event => { if (!event.target.closest('.hinted')) hush(); });
+
+// Draws it anew and leaves the watcher where he was: how far it is scrolled, which of its buttons has
+// the focus, which hint is told.
+function redraw(id, draw) {
+  const box = by(id), {scrollLeft, scrollTop} = box, told = '.hinted', buttons = 'button';
+  const at = (what, is) => [...box.querySelectorAll(what)].findIndex(is);
+  const focus = at(buttons, one => one === document.activeElement), seen = at(told, one => one.classList.contains('seen'));
+  const height = box.offsetHeight;
+  box.style.minHeight = height + 'px';
+  draw(box);
+  box.style.minHeight = '';
+  Object.assign(box, {scrollLeft, scrollTop});
+  if (focus >= 0) box.querySelectorAll(buttons)[focus]?.focus({preventScroll: true});
+  if (seen >= 0) box.querySelectorAll(told)[seen]?.classList.add('seen');
 }

@@ -3,6 +3,7 @@ const speed = () => mesh.following ? mesh.clock?.rate ?? 1 : +by('speed').value;
 function goTo(time) {
   const to = Math.max(0, Math.min(time, run.seconds));
   if (to < mesh.view) forget();
+  if (to !== mesh.view) mesh.moved = true;
   mesh.view = to;
   while (mesh.at < run.entries.length && run.entries[mesh.at].t <= mesh.view) apply(run.entries[mesh.at++]);
 }
@@ -31,9 +32,17 @@ function frame(now) {
   by('slider').max = run.seconds;
   by('slider').value = mesh.view;
   by('now').textContent = `${mesh.view.toFixed(2)} of ${run.seconds.toFixed(0)} s`;
-  if (mesh.frames % 15 === 0) tellLog();
+  if (mesh.frames % 15 === 0) everyQuarter();
   if (shownEntries !== mesh.at) { shownEntries = mesh.at; tellStory(); }
   requestAnimationFrame(frame);
+}
+
+function everyQuarter() {
+  tellLog();
+  if (!mesh.moved) return;
+  mesh.moved = false;
+  showMoment();
+  if (by('near').value > 1) drawChosen();
 }
 
 function drawCharts() {
@@ -58,9 +67,16 @@ function settle() {
   show(mesh.byHand ? mesh.chosen : worstFirst()[0]);
 }
 
+// Nobody tells anything any more, and nobody has said how the run ended.
+function loseTouch() {
+  mesh.clock = null;
+  by('title').textContent = `Scenario ${run.name}: meshlab does not answer, what is here goes to ${seconds(run.seconds)}`;
+}
+
 function watch() {
   const stream = new EventSource('stream' + location.search);
   let late = 0;
+  stream.onerror = loseTouch;
   stream.onmessage = event => {
     const entry = JSON.parse(event.data);
     if (entry.what === 'now') {
@@ -95,9 +111,10 @@ function wire() {
   by('slider').addEventListener('input', () => { unfollow(); goTo(+by('slider').value); });
   by('reasons').addEventListener('toggle', tellWhy);
   by('logs').addEventListener('toggle', tellLog);
-  by('zoom').addEventListener('change', drawModes);
+  by('zoom').addEventListener('change', zoomModes);
   by('search').addEventListener('input', () => { table.search = by('search').value.toLowerCase(); drawTable(); });
   addEventListener('resize', drawCharts);
+  hearHints('story', 'What happened to it');
   hearHints('modes', 'Modes and causes');
   hearHints('sequence', 'Frames');
 }

@@ -92,13 +92,14 @@ function drawLegend(used) {
   }
 }
 
-function drawModes() {
-  by('modes').textContent = '';
+const drawModes = () => redraw('modes', fillModes);
+function fillModes(box) {
   const nodes = run.live ? run.units.map((unit, i) => i).filter(i => !isStranger(i)) : worstFirst();
   if (run.units.some(n => n.kind === 'stranger')) nodes.push(run.units.findIndex(n => n.kind === 'stranger'));
   const zoom = +by('zoom').value, axis = makeAxis(), left = 64, width = (roomIn('modes', 300) - left - 24) * zoom;
   const row = nodes.length > 16 ? 18 : 26, height = nodes.length * row;
-  const chart = svg('svg', {width: left + width + 20, height: height + (axis.breaks.length ? 42 : 24)}, by('modes'));
+  box.textContent = '';
+  const chart = svg('svg', {width: left + width + 20, height: height + (axis.breaks.length ? 42 : 24)}, box);
   drawTicks(chart, axis, left, width, height);
   const used = new Set();
   nodes.forEach((i, k) => {
@@ -114,4 +115,18 @@ function drawModes() {
     svg('text', {x, y: height + 32, 'text-anchor': 'middle'}, chart, '+' + span(cut.skipped));
   }
   drawLegend(used);
+  Object.assign(modes, {axis, left, width, line: svg('line', {y1: 0, y2: height, stroke: 'var(--ink)', 'stroke-dasharray': '2 2'}, chart)});
+  showMoment();
+}
+
+// A line where the moment is that is looked at; a change of the zoom leaves it in sight.
+const modes = {};
+const momentAt = () => modes.left + modes.axis.at(mesh.view) * modes.width;
+function showMoment() {
+  modes.line.setAttribute('x1', momentAt());
+  modes.line.setAttribute('x2', momentAt());
+}
+function zoomModes() {
+  drawModes();
+  by('modes').scrollLeft = momentAt() - by('modes').clientWidth / 2;
 }

@@ -35,12 +35,13 @@ function placeLines(shown, room) {
   return {at: new Map(shown.map((i, k) => [i, 30 + k * gap])), width: 60 + (shown.length - 1) * gap};
 }
 
-function drawSequence(all) {
-  const frames = all.slice(0, mostFrames), box = by('sequence');
-  box.textContent = '';
+function drawSequence(all, box) {
+  const frames = all.slice(0, mostFrames);
   const shown = run.units.map((n, i) => i).filter(i =>
     frames.some(f => f.from === i || f.to === i) || run.units[i].kind === 'base');
-  const lines = placeLines(shown, roomIn('sequence', 300)), list = html('div', box, undefined, 'frames');
+  const lines = placeLines(shown, roomIn('sequence', 300));
+  box.textContent = '';
+  const list = html('div', box, undefined, 'frames');
   list.style.setProperty('--arrows', lines.width + 'px');
   const heads = html('div', list, undefined, 'heads');
   html('time', heads, 's');
@@ -51,19 +52,31 @@ function drawSequence(all) {
   if (all.length > mostFrames) html('p', box, `These are the first ${mostFrames} of ${all.length}; all are in air.pcapng.`);
 }
 
-function drawChosen() {
-  const who = by('who').value, which = +by('which').value;
-  const about = f => (who === 'all' || f.from === +who || f.to === +who) && (!which || f.op === which);
-  drawSequence(run.frames.filter(f => about(f) && (isStranger(+who) || !isStranger(f.from))));
+// The part of the run that a zoom leaves, around the moment that is looked at, in the time of the
+// charts, whose idle stretches are cut.
+function partInView() {
+  const zoom = +by('near').value, axis = makeAxis(), half = .5 / zoom;
+  const middle = Math.max(half, Math.min(1 - half, axis.at(mesh.view)));
+  return t => zoom === 1 || Math.abs(axis.at(t) - middle) <= half;
 }
 
+function drawChosen() {
+  const who = by('who').value, which = +by('which').value, isNear = partInView();
+  const about = f => (who === 'all' || f.from === +who || f.to === +who) && (!which || f.op === which);
+  const all = run.frames.filter(f => about(f) && (isStranger(+who) || !isStranger(f.from)));
+  const frames = all.filter(f => isNear(f.t));
+  by('part').textContent = frames.length === all.length ? '' : `${frames.length} of ${all.length}` +
+    (frames.length ? `, from ${seconds(frames[0].t)} to ${seconds(frames[frames.length - 1].t)}` : '');
+  redraw('sequence', box => drawSequence(frames, box));
+}
+
+const offerFrames = (value, text) => { html('option', by('who'), text).value = value; };
 function fillSelect() {
   const select = by('who');
-  const add = (value, text) => { const o = html('option', select, text); o.value = value; };
-  add('all', 'all units');
-  run.units.forEach((node, i) => { if (node.kind !== 'base') add(i, node.unit); });
+  offerFrames('all', 'all units');
+  run.units.forEach((node, i) => { if (node.kind !== 'base') offerFrames(i, node.unit); });
   const ours = run.frames.filter(f => !isStranger(f.from)).length;
   const few = run.units.length <= 9 && ours <= 400 && innerWidth >= 700;
   select.value = few ? 'all' : worstFirst().find(i => run.units[i].kind === 'unit');
-  for (const id of ['who', 'which']) by(id).addEventListener('change', drawChosen);
+  for (const id of ['who', 'which', 'near']) by(id).addEventListener('change', drawChosen);
 }

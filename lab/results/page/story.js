@@ -1,13 +1,18 @@
 // The one that is looked at: what it is, what happened to it, and what can be done to it.
 function showState() {
-  const channel = mesh.nodes[mesh.chosen].channel;
+  const channel = channelOf(mesh.chosen);
   by('state').textContent = stateOf(mesh.chosen);
-  by('state').title = channel ? `it sent last on channel ${channel}` : '';
+  by('channel').textContent = channel && `channel ${channel}`;
 }
 
 const isAbout = (entry, name) => entry.unit === name || entry.what === 'unserved' && entry.from === name;
 function tellStory() {
-  const name = run.units[mesh.chosen].unit, list = by('story'), lines = [];
+  redraw('story', fillStory);
+  tellSettings();
+  tellLog();
+}
+function fillStory(list) {
+  const name = run.units[mesh.chosen].unit, lines = [];
   for (let k = mesh.at - 1; k >= 0 && lines.length < 120; --k) {
     if (isAbout(run.entries[k], name)) lines.push(run.entries[k]);
   }
@@ -17,10 +22,8 @@ function tellStory() {
     html('time', item, entry.t.toFixed(3));
     item.append((entry.unit === name ? '' : entry.unit + ': ') + words(entry));
     item.className = (entry.what === 'attempt' ? 'end ' : '') + (isBad(entry) ? 'bad' : entry.what === 'unserved' ? 'deaf' : '');
-    if (entry.note) item.title = decoded(entry.body);
+    if (entry.note) hint(item, () => `${entry.note}\n${decoded(entry.body)}`);
   }
-  tellSettings();
-  tellLog();
 }
 
 function tellSettings() {
@@ -46,10 +49,13 @@ function tellLog() {
 }
 
 function show(i) {
-  mesh.nodes[mesh.chosen].group.classList.remove('chosen');
+  const before = mesh.nodes[mesh.chosen].group, now = mesh.nodes[i].group;
+  before.classList.remove('chosen');
+  before.setAttribute('tabindex', -1);
   mesh.chosen = i;
   by('whose').value = i;
-  mesh.nodes[i].group.classList.add('chosen');
+  now.classList.add('chosen');
+  now.setAttribute('tabindex', 0);
   showState();
   tellStory();
   tellWhy();
@@ -64,27 +70,4 @@ function lookAt(i, time) {
   show(i);
   by('unit').scrollIntoView({block: 'nearest'});
   mesh.nodes[i].group.focus({preventScroll: true});
-}
-
-// What a watcher can do to the one that is looked at, as a scenario would have it.
-function offerHands() {
-  const bar = by('hands');
-  bar.textContent = '';
-  if (!run.live) return;
-  const unit = run.units[mesh.chosen], of = {base: ['window', 'push', 'hold', 'resume', 'freeze', 'thaw', 'kill', 'power-cut', 'power-on'],
-    unit: ['power-cut', 'power-on', 'mute', 'unmute', 'kill', 'freeze', 'thaw'], stranger: ['power-on', 'flood 50', 'power-cut']};
-  for (const action of of[unit.kind]) html('button', bar, action).addEventListener('click', () => order(`${unit.unit} ${action}`));
-  const free = html('input', bar);
-  free.type = 'text';
-  free.placeholder = 'loss 20%';
-  free.setAttribute('aria-label', 'An order in the words of a scenario');
-  free.addEventListener('keydown', event => { if (event.key === 'Enter') order(free.value); });
-}
-
-async function order(line) {
-  by('said').textContent = '';
-  try {
-    const answer = await fetch('order' + location.search, {method: 'POST', body: line});
-    if (!answer.ok) by('said').textContent = `${line}: ${await answer.text()}`;
-  } catch { by('said').textContent = 'meshlab does not answer'; }
 }

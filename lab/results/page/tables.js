@@ -46,7 +46,7 @@ const columns = [
   ['installed after', i => after(run.units[i].installed), i => -(run.units[i].installed ?? 1e9), true],
   ['frames', i => run.units[i].frames, i => -run.units[i].frames, true],
   ['resent', i => run.units[i].resent, i => -run.units[i].resent, true],
-  ['memory', i => (run.units[i].peak_kib / 1024).toFixed(1) + ' MiB', i => -run.units[i].peak_kib, true],
+  ['memory', i => run.live ? '–' : (run.units[i].peak_kib / 1024).toFixed(1) + ' MiB', i => -run.units[i].peak_kib, true],
 ];
 const table = {by: -1, up: true, search: ''};
 
@@ -63,9 +63,10 @@ function sortBy(k) {
   by('units').querySelectorAll('th button')[k].focus();
 }
 
-function drawTable() {
-  by('units').textContent = '';
-  const list = html('table', by('units')), heads = html('tr', list, undefined, 'heads');
+const drawTable = () => redraw('units', fillTable);
+function fillTable(box) {
+  box.textContent = '';
+  const list = html('table', box), heads = html('tr', list, undefined, 'heads');
   columns.forEach(([name, , , isNumber], k) => {
     const head = html('th', heads, undefined, isNumber ? 'n' : '');
     head.setAttribute('aria-sort', table.by !== k ? 'none' : table.up ? 'ascending' : 'descending');
