@@ -119,6 +119,7 @@ bool still_there(Log& log, std::size_t length) {
 // Says on standard error why messages are dropped, once until that has changed.
 void tell(Log& log, int error) {
   if (std::exchange(log.told_error, error) != error) {
+    const KeepErrno keep;
     static_cast<void>(
         std::fprintf(stderr, "cannot write %s: %s\n", log.path.c_str(), std::strerror(error)));
   }
@@ -139,11 +140,11 @@ bool open_log(Log& log) {
 }
 
 // Moves the full file away. Processes that share it take turns, and whoever comes second finds
-// another file at the path: to move that one too would destroy what the first has just saved.
+// another file at the path: to move that one too would destroy what the first has just saved. None
+// of them takes as long as the wait for the lock may: what holds it then is no roll-over, and to
+// respect it would have each message wait, and lose it.
 bool roll_over(Log& log) {
-  if (!standin::lock_exclusively(log.file)) {
-    return false;
-  }
+  static_cast<void>(standin::lock_exclusively(log.file));
   const std::string old = log.path + ".1";
   if (stands_at_its_path(log) && ::rename(log.path.c_str(), old.c_str()) != 0 && errno != ENOENT) {
     ::flock(log.file.get(), LOCK_UN);
@@ -178,6 +179,7 @@ void append(Log& log, std::string_view message) {
     return;
   }
   if (!make_room(log, message.size())) {
+    tell(log, errno);
     return;
   }
   const std::size_t written = standin::write_all(log.file, message);

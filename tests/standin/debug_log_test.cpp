@@ -50,9 +50,24 @@ TEST_F(DebugLog, RollsOverAtItsBoundAndLosesNothing) {
   }
   std::filesystem::remove(path + ".1");
   std::filesystem::create_directory(path + ".1");
+  testing::internal::CaptureStderr();
   log(std::string(1000, '!'));
+  log(std::string(1000, '!'));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "cannot write " + path + ": Is a directory\n");
   EXPECT_EQ(read_file(path), current);
   EXPECT_EQ((shell("flock -n " + path + " true"), status), 0) << "others may write on";
+}
+
+TEST_F(DebugLog, AForeignLockDelaysTheRollOverOnceAndLosesNothing) {
+  shared_debug_log_init("me", "log", 10);
+  log("1234567890");
+  shell("flock " + path + " sleep 9 & sleep 0.1");
+  const auto begin = std::chrono::steady_clock::now();
+  for (int i = 0; i < 4; ++i) {
+    log("abcdefghij");
+  }
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(4));
+  EXPECT_EQ(read_file(path) + read_file(path + ".1"), "abcdefghijabcdefghij");
 }
 
 TEST_F(DebugLog, KeepsItsBoundBesideAnotherProcess) {
