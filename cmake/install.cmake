@@ -72,7 +72,7 @@ if(TARGET vorlent-radio)
           RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT linux)
   install(PROGRAMS platform/linux/service/vexo_service
           DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT linux)
-  install_pages(linux vorlent-radio.8 vorlent-network.8 wl.8)
+  install_pages(linux vorlent-radio.8 vorlent-network.8 wl.8 vexo_service.8)
   foreach(service vorlent-radio vorlent-network)
     if(VORLENT_UNIT_DIR)
       install_with(linux packaging/systemd/${service}.service ${VORLENT_UNIT_DIR} ${service}.service
