@@ -14,7 +14,7 @@ namespace lab {
 namespace {
 
 constexpr Time kWindow = 60s;
-constexpr Time kQuiet = 40s;        // longer than any handshake that still gets somewhere
+constexpr Time kQuiet = 40s;        // longer than a unit tries to get one answer
 constexpr std::size_t kTable = 15;  // what a base's table holds
 
 // Units that this base may yet hear from before it pushes.
