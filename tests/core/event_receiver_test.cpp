@@ -1,7 +1,10 @@
 // The receiver and its socket, beyond the datagrams that transcripts show.
 #include <fcntl.h>
+#include <sys/select.h>
 #include <sys/socket.h>
 #include <unistd.h>
+
+#include <chrono>
 
 #include "core/event_socket.h"
 #include "support/daemon_test.h"
@@ -43,10 +46,15 @@ TEST_F(EventReceiverTest, SilenceInterruptionAndFailureAreTold) {
   EXPECT_EQ(event_recvr(ONBOARD_MODE_BASE, event_fd, brief), -1);
   EXPECT_EQ(messages(), "");
   close(event_fd);
-  for (const long bad_microseconds : {0L, -1L, 0L, -1L}) {  // each kind is logged once
-    timeval again{.tv_sec = 0, .tv_usec = bad_microseconds};
+  const auto begin = std::chrono::steady_clock::now();
+  for (const long microseconds : {20000L, -1L, 20000L, -1L}) {  // each kind is logged once
+    timeval again{.tv_sec = 0, .tv_usec = microseconds};
     EXPECT_EQ(event_recvr(ONBOARD_MODE_BASE, event_fd, again), -1);
   }
+  timeval last{.tv_sec = 0, .tv_usec = 20000};
+  EXPECT_EQ(event_recvr(ONBOARD_MODE_BASE, FD_SETSIZE, last), -1);
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(60))
+      << "a wait that fails is slept out, or the loop would take the processor";
   EXPECT_EQ(messages(), "select failed: Bad file descriptor\nselect failed: Invalid argument\n");
   EXPECT_THAT(platform().log, testing::StartsWith("[event_recvr]["));
   forget();

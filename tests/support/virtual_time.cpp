@@ -63,8 +63,10 @@ int __wrap_clock_gettime(clockid_t clock, timespec* time) {
   return 0;
 }
 
-int __wrap_timerfd_create(int clock, int /*flags*/) {
-  if (platform().fails("timerfd_create") || clock != CLOCK_MONOTONIC) {
+// One that blocks would stop the daemon where it reads what is no longer due.
+int __wrap_timerfd_create(int clock, int flags) {
+  if (platform().fails("timerfd_create") || clock != CLOCK_MONOTONIC ||
+      (flags & TFD_NONBLOCK) == 0) {
     errno = EMFILE;
     return -1;
   }
