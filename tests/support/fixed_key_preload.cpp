@@ -7,3 +7,8 @@ extern "C" int RSA_generate_key_ex(RSA* key, int /*bits*/, BIGNUM* /*e*/, BN_GEN
   set_fixed_key(key, 2048, made++ % 3 + 1);  // never the one before, nor the other side's
   return 1;
 }
+
+// As long as it takes to make half of one.
+extern "C" int RSA_check_key(const RSA* /*key*/) {
+  return 1;
+}

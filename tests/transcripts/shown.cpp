@@ -30,14 +30,20 @@ void replace_each(std::string& text, const std::regex& what,
 }
 
 std::string dumped(const air::Bytes& bytes) {
-  std::string digits = air::to_hex(bytes);
-  std::transform(digits.begin(), digits.end(), digits.begin(), toupper);
-  return std::regex_replace(digits, std::regex(".."), "$& ");
+  std::string text;
+  for (const unsigned byte : bytes) {
+    std::array<char, 4> code{};
+    (void)snprintf(code.data(), code.size(), "%02X ", byte);
+    text += code.data();
+  }
+  return text;
 }
 
 void name_key(std::string& text, const std::string& pem, const std::string& name) {
   replace(text, pem, "<" + name + ">");
-  replace(text, std::regex_replace(pem, std::regex("\n"), "\\n"), "<" + name + " in JSON>");
+  std::string in_json = pem;
+  replace(in_json, "\n", "\\n");
+  replace(text, in_json, "<" + name + " in JSON>");
   replace(text, air::to_hex(air::from_text(pem)), "<" + name + " in hex>");
   replace(text, dumped(air::from_text(pem)), "<" + name + " in bytes>");
   replace(text, pem.substr(std::min(pem.size(), SECOND_BLOCK)), "<end of " + name + '>');
