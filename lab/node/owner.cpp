@@ -95,7 +95,7 @@ void tick(Mesh& mesh, Node& base) {
 }  // namespace
 
 void request_window(Mesh& mesh, Node& base) {
-  say(mesh, base, "asks for an onboarding window: onboarding_soap_active becomes 1");
+  say(mesh, base, "asks for an onboarding window: vorlentctl open");
   base.owner.window_until = mesh.loop.clock.now() + kWindow;
   set_nvram(mesh, base, "onboarding_soap_active", "1");
 }
@@ -104,7 +104,8 @@ void push(Mesh& mesh, Node& base) {
   const auto list = approved_of(mesh, base.owner);
   base.owner.pushed.insert(list.begin(), list.end());
   say(mesh, base,
-      "approves " + units_text(list.size()) + " and has the credentials pushed: SIGUSR1");
+      "approves " + units_text(list.size()) + " and pushes the credentials" +
+          (list.empty() ? ": SIGUSR1" : ": vorlentctl approve"));
   base.owner.last_stir = mesh.loop.clock.now();
   set_nvram(mesh, base, "candidate_satellites", with_blanks(list));
   signal_daemon(base.sandbox, SIGUSR1);

@@ -33,37 +33,38 @@ const char* mode_name(int mode) {
   }
 }
 
-std::string operation_words(int operation, const std::string& bytes) {
+// A step has to fit into the 80 columns of a terminal, and so have all words below.
+const char* operation_words(int operation) {
   switch (operation) {
     case 1000:
-      return "asks to join and shows its element";
+      return "asks to join, shows its element";
     case 1001:
-      return "answers with its public key, in clear (" + bytes + " bytes)";
+      return "gives its public key, in clear";
     case 1002:
-      return "sends its own public key, encrypted for the base (" + bytes + " bytes)";
+      return "gives its own key, encrypted";
     case 1003:
-      return "sends the backhaul credentials, encrypted for this unit alone (" + bytes + " bytes)";
+      return "gives the credentials, encrypted";
     default:
-      return "has the unit's key: wait up to 15 minutes for the credentials";
+      return "has its key: wait up to 15 minutes";
   }
 }
 
 std::string command_words(const Node& node, const std::string& command) {
   if (command.rfind("wl add_ie 16", 0) == 0) {
-    return "carries its element in its probe requests from now on: a unit looks for a mesh";
+    return "looks for a mesh: its probe requests carry its element";
   }
   if (command.rfind("wl add_ie 3 ", 0) == 0) {
-    return "opens its window: beacons and probe responses carry the base's element for 60 s";
+    return "opens its window: its beacons carry the element for 60 s";
   }
   if (command.rfind("wl del_ie 3 ", 0) == 0) {
-    return "closes its window: the base's element is gone from the air";
+    return "closes its window: the element is gone from the air";
   }
   if (command.rfind("wl csa", 0) == 0) {
-    return "has found a base's element in its scan and moves to channel " +
+    return "has found a base in its scan and moves to channel " +
            std::to_string(node.radio.channel);
   }
   if (command == "vexo_service restart") {
-    return "has saved its NVRAM and asks the platform to restart its services";
+    return "has saved its NVRAM and asks for a restart of its services";
   }
   return {};
 }
@@ -77,9 +78,8 @@ struct Teller {
       return {};  // the stranger's come by the hundred, and none is what it says
     }
     return " -> " + (sent.to != nullptr ? sent.to->name : "a stranger") + ": " +
-           std::to_string(frame.operation) + ", " +
-           operation_words(frame.operation, std::to_string(frame.frame.body.size())) +
-           (frame.resent ? " (sent again)" : "") + (sent.missed() ? " (LOST)" : "");
+           std::to_string(frame.operation) + ", " + operation_words(frame.operation) +
+           (frame.resent ? " (again)" : "") + (sent.missed() ? " (LOST)" : "");
   }
   std::string operator()(const DriverTold& /*is no news*/) const { return {}; }
   std::string operator()(const Logged& /*is in the log*/) const { return {}; }
@@ -144,16 +144,16 @@ void print_table(const Story& story) {
     longest = std::max(longest, outcome(node).size());
   }
   const int width = static_cast<int>(longest);
-  printf("\n%-8s %-*s %11s %10s %7s %7s %9s\n", "unit", width, "outcome", "credentials",
-         "installed", "frames", "resent", "memory");
+  printf("\n%-8s %-*s %11s %9s %6s %6s %4s\n", "unit", width, "outcome", "credentials", "installed",
+         "frames", "resent", "MiB");
   for (const Node* node : members(story.mesh)) {
     const Journey journey = journey_of(story.journeys, *node);
-    printf("%-8s %-*s %11s %10s %7d %7d %5.1f MiB\n", node->name.c_str(), width,
-           outcome(node).c_str(), since(journey.powered, journey.credentials).c_str(),
+    printf("%-8s %-*s %11s %9s %6d %6d %4.1f\n", node->name.c_str(), width, outcome(node).c_str(),
+           since(journey.powered, journey.credentials).c_str(),
            since(journey.powered, journey.installed).c_str(), journey.frames, journey.resent,
            static_cast<double>(node->sandbox.peak_kib) / 1024);
   }
-  printf("(times count from power-on; frames are those of the handshake)\n\n");
+  printf("(times from power-on; frames of the handshake; the daemon's memory at most)\n\n");
 }
 
 void print_verdicts(const Story& story) {
@@ -279,7 +279,7 @@ void print_result(Console& console, const Story& story, int exit_status,
   } else {
     print_verdicts(story);
   }
-  printf("Results: %s/air.pcapng, timeline.json, report.html and each unit's .nvram and .log\n",
+  printf("Results in %s:\n  report.html, air.pcapng, timeline.json, each unit's .nvram and .log\n",
          folder.c_str());
 }
 
