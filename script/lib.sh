@@ -28,14 +28,15 @@ need_packages() {
   done
   [ ${#missing[@]} -gt 0 ] || return 0
   local as_root=()
+  local by_hand="an administrator has to run:
+apt-get install --no-install-recommends ${missing[*]}"
   [ "$(id -u)" = 0 ] || as_root=(sudo)
   [ "$(id -u)" = 0 ] || command -v sudo >/dev/null ||
-    die "packages are missing, and there is no sudo; an administrator has to run:
-apt-get install --no-install-recommends ${missing[*]}"
+    die "packages are missing, and there is no sudo; $by_hand"
   say "Installing from Debian: ${missing[*]}"
-  "${as_root[@]}" apt-get update -qq
-  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq \
-    --no-install-recommends "${missing[@]}" >/dev/null
+  { "${as_root[@]}" apt-get update -qq && "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null; } ||
+    die "packages are missing, and they could not be installed, see above; $by_hand"
 }
 
 # Prints the address and the suite of the host's own Debian archive, without its update archives,
