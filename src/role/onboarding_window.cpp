@@ -3,15 +3,41 @@
 #include "core/context.h"
 #include "core/log.h"
 #include "core/nvram.h"
+#include "core/retry_pause.h"
 #include "core/shell.h"
 #include "core/timer_list.h"
 #include "role/wl_elements.h"
 
 namespace {
 
+constexpr const char* REQUEST = "onboarding_soap_active";
+
 constexpr int WINDOW_SECONDS = 60;
 
+bool request_stays = false;  // it has been served, and NVRAM could not be written
+RetryPause stay_pause;
+
+void publish_served_request(const char* window_state) {
+  request_stays = !nvram_set(REQUEST, "0");
+  nvram_set("onboarding_active_state", window_state);
+  begin(stay_pause);
+}
+
 }  // namespace
+
+bool window_is_requested() {
+  if (!nvram_is(REQUEST, "1")) {
+    request_stays = false;
+    return false;
+  }
+  if (!request_stays) {
+    return true;
+  }
+  if (is_over(stay_pause)) {
+    publish_served_request(context.onboarding_active != 0 ? "2" : "0");
+  }
+  return false;
+}
 
 int start_window_timer() {
   TimerEntry entry{};
@@ -25,8 +51,7 @@ int router_start_onboarding() {
   ONBOARD_LOG("%s\n", ADD_BASE_ELEMENT.data());
   const int timer = start_window_timer();
   ONBOARD_LOG("add timer: %d for candidate action frame handshake in 60 secs.\n", timer);
-  nvram_set("onboarding_soap_active", "0");
-  nvram_set("onboarding_active_state", "2");
+  publish_served_request("2");
   context.onboarding_active = 1;
   return timer;
 }

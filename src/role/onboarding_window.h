@@ -7,6 +7,11 @@
 #ifndef VORLENT_ROLE_ONBOARDING_WINDOW_H
 #define VORLENT_ROLE_ONBOARDING_WINDOW_H
 
+// True while NVRAM holds a request that has not been served. One that has been, and could not be
+// taken back, would open the window anew each turn: it is taken back here, and the window's state
+// published, once a second at the most.
+bool window_is_requested();
+
 // Arms the timer that closes the window. Returns its descriptor, or -1.
 int start_window_timer();
 

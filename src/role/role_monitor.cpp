@@ -115,7 +115,7 @@ void onboarding_window_check() {
   if (context.onboarding_active != 0 && onboarding_timer_fd == -1 && may_ask_again()) {
     onboarding_timer_fd = start_window_timer();  // or the window would stay open
   }
-  if (!nvram_is("onboarding_soap_active", "1")) {
+  if (!window_is_requested()) {
     return;
   }
   if (context.onboarding_active != 0) {

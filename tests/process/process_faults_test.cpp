@@ -71,6 +71,27 @@ TEST_F(ProcessTest, NothingIsLostInSilenceWhereNothingCanBeWritten) {
   EXPECT_THAT(read_file("/tmp/vexo_nvram.saved"), testing::HasSubstr("restart_all_processes=1\n"));
 }
 
+TEST_F(ProcessTest, AWindowsRequestThatCannotBeTakenBackIsServedOnce) {
+  base_nvram();
+  nvram("set onboarding_soap_active=1");
+  std::filesystem::create_directory("/tmp/vexo_nvram.tmp");
+  ASSERT_EQ(launch(), 0);
+  ASSERT_TRUE(comes_true([&] { return find_daemon() > 0; }));
+  for (int turn = 0; turn < 9; ++turn) {
+    send_event({0});
+  }
+  await("/tmp/commands", "wl add_ie 3");
+  ASSERT_TRUE(comes_true(
+      [] { return lines_with("/tmp/vorlent_dbg.log", "Unknown recved ether type") == 9; }));
+  EXPECT_EQ(lines_with("/tmp/commands", "wl add_ie 3"), 1U);
+  std::filesystem::remove("/tmp/vexo_nvram.tmp");
+  await("/tmp/vexo_nvram", "onboarding_active_state=2\n");
+  await("/tmp/vexo_nvram", "onboarding_soap_active=0\n");
+  EXPECT_EQ(lines_with("/tmp/commands", "wl del_ie 3"), 0U);
+  nvram("set onboarding_soap_active=1");
+  EXPECT_TRUE(comes_true([] { return lines_with("/tmp/commands", "wl add_ie 3") == 2; }));
+}
+
 TEST_F(ProcessTest, WhatComesWhileACommandHangsIsServedAfterwards) {
   base_nvram();
   start("5");
