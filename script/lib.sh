@@ -47,6 +47,9 @@ debian_archive() {
     die "apt knows no Debian archive with a component main; see /etc/apt/sources.list"
 }
 
+# What the daemon may be at most, for whatever processor: bytes of its stripped file, libraries needed.
+most_bytes=150000 most_libraries=5
+
 lab_packages=(g++ cmake ninja-build pkg-config libssl-dev libcjson-dev libcli11-dev libcpp-httplib-dev bubblewrap)
 build_packages=("${lab_packages[@]}" libgtest-dev libgmock-dev libnl-genl-3-dev libpcap-dev libwpa-client-dev)
 
