@@ -111,21 +111,15 @@ class Teller:
 
     def hear(self, path, sides):
         parts = [path + ".1", path] if path != "-" and os.path.exists(path + ".1") else [path]
-        listeners = {message: [getattr(side, side.HEARS[message]) for side in sides if message in side.HEARS]
-                     for message in self.log.wanted}
-        self.log.begin()
+        self.log.begin({message: [getattr(side, side.HEARS[message]) for side in sides if message in side.HEARS]
+                        for message in self.log.wanted})
         for part in parts:
             name = name_of(os.path.basename(part)) if part != "-" else "-"
             with open(part if part != "-" else 0, "rb", closefd=part != "-") as file:
-                for number, events in self.log.read(name, file):
-                    for side in sides:
-                        side.place = name, number
-                    for message, values in events:
-                        for listener in listeners[message]:
-                            listener(*values)
+                self.log.read(name, file)
 
     def findings(self, path):
-        sides = base, unit = Base(), Unit()
+        sides = base, unit = Base(self.log.place), Unit(self.log.place)
         try:
             self.hear(path, sides)
         except OSError as error:

@@ -4,12 +4,8 @@ The log has no time stamps and the capture has, so the two are laid side by side
 sent itself: its log and the capture have exactly the same frames of that, in the same order.
 """
 import collections
-import hashlib
 import os
-import shutil
-import subprocess
 import sys
-import tempfile
 
 from stories import Attempt, Station
 
@@ -41,6 +37,9 @@ class Air:
     """The operations of a capture, and the channels on which units and bases were heard."""
 
     def __init__(self, path):
+        import shutil  # these three only here: most logs come without a capture, and they take long to load
+        import subprocess
+        import tempfile
         self.frames, self.units, self.bases, self.warning = [], {}, {}, None
         if not shutil.which("tshark"):
             raise NoAir("tshark, which reads captures, is not installed (package tshark)")
@@ -69,7 +68,7 @@ class Air:
         heard = (self.units if sender == "unit" else self.bases).setdefault(unit if sender == "unit" else base, set())
         heard.update([int(channel)] if channel.isdigit() else [])
         if operation:
-            digest = hashlib.sha256(data.replace(":", "").encode()).hexdigest() if data else None
+            digest = hash(data.replace(":", "")) if data else None
             self.frames.append(Frame(float(time), operation, unit, base, sender, digest))
 
     def sender_of(self, digests, sender):

@@ -1,6 +1,5 @@
 """The stations of a base's log."""
 import collections
-import hashlib
 
 from stories import Attempt, Side, Station, command_of, shown, says
 
@@ -17,8 +16,8 @@ CROWD = 6  # addresses more than this, with nothing else to tell of them, are to
 class Base(Side):
     """Each row of the candidate table is an attempt; what comes without a row is one as well."""
 
-    def __init__(self):
-        super().__init__()
+    def __init__(self, place):
+        super().__init__(place)
         self.rows = {}  # the candidate table, in its order
         self.stations = {}  # attempts, by station
         self.pushing, self.full, self.valid, self.ours, self.sender = [], False, False, False, "?"
@@ -122,7 +121,7 @@ class Base(Side):
         station, length, key = command_of(command)
         self.is_seen = True
         if len(self.own_keys) < OWN_KEYS:
-            self.own_keys.add(hashlib.sha256(key.encode()).hexdigest())
+            self.own_keys.add(hash(key))
         attempt = self.add(f"operation 1001 sent, with a key of {length} bytes",
                            "never-sent-its-key" if length else "key-not-usable", station)
         if attempt:

@@ -6,17 +6,19 @@ from the air stand in it as they came, so no expression below may take longer th
 A byte is a character here, since nothing else is as quick; `shown` of the stories makes text of them.
 """
 import itertools
+import operator
 import re
 
 from messages import MESSAGES
 
 HEAD = re.compile(r"\[([a-zA-Z_]\w*)\]\[\d{1,9}\]")  # on standard output behind "[onboarding]"
-BLOCK = 1 << 20
+BLOCK = 1 << 18
 LONGEST = 8192  # of one message; what is behind it is not looked at
 KEPT_LINE, KEPT_LINES = 200, 20000
 CHANNEL = re.compile(r"channel: (\d{1,10})$")
 CHANNEL_LINE = ("", "channel: %d\n")  # the one second line of a message that somebody wants
 NO_HEAD = ()  # what a line says that is a message's second or later one
+MISSED = ("", "")  # the message of what no source says
 CONVERSION = re.compile(r"((?:%(?:\.\*)?s)+)|%0?\d?l?([dxX])")
 NUMBERS = {"d": r"(-?\d{1,10})", "x": "([0-9a-f]{1,8})", "X": "([0-9A-F]{1,8})"}
 
@@ -46,22 +48,27 @@ class Speaker:
     def __init__(self, name):
         # A text that may be anything comes last.
         self.forms = sorted(MESSAGES.get(name, []) + MESSAGES["*"], key=lambda form: form[0] == "%")
-        named = [f"(?P<m{i}>{pattern_of(form)})" for i, form in enumerate(self.forms)]
-        self.any = re.compile("|".join(named), re.S)
+        # Most first lines are always the same, and need no expression.
+        self.same, self.others = {}, []
+        for form in self.forms:
+            first, line_feed, _ = form.partition("\n")
+            if line_feed and "%" not in first:
+                self.same.setdefault(first.rstrip(), form)
+            else:
+                self.others.append((first.partition("%")[0].rstrip(), form))
+        self.expressions = {}
 
     def understand(self, text):
         """The format of the text and its values; None where this operation says no such thing."""
-        found = self.any.match(text, 0, LONGEST)
-        if not found:
-            return None, ()
-        group = self.any.groupindex[found.lastgroup]
-        count = self.any.groups - group
-        values = []
-        for value in found.groups()[group:group + count]:
-            if value is None:
-                break
-            values.append(value)
-        return self.forms[int(found.lastgroup[1:])], tuple(values)
+        if same := self.same.get(text.rstrip()):
+            return same, ()
+        for begin, form in self.others:
+            if text.startswith(begin):
+                if form not in self.expressions:
+                    self.expressions[form] = re.compile(pattern_of(form), re.S)
+                if found := self.expressions[form].match(text, 0, LONGEST):
+                    return form, found.groups()
+        return None, ()
 
     def is_cut(self, text):
         """Whether the text is the beginning of something that this operation says."""
@@ -72,21 +79,25 @@ class Log:
     """Reads one log after the other; `wanted` holds the (operation, format) that somebody wants."""
 
     def __init__(self, wanted):
-        self.wanted, self.speakers, self.kept, self.pieces = wanted, {}, {}, {}
+        self.wanted, self.speakers, self.kept = wanted, {}, {}
+        self.place = ["", 0]  # the part of the log, and the number of the line
         # A rule for what no source says any longer would be silent for ever.
         missing = [(speaker, form) for speaker, form in wanted if (speaker, form) != CHANNEL_LINE and
                    form not in MESSAGES.get(speaker, []) + MESSAGES["*"]]
         assert not missing, f"no source says {missing}"
-        self.begin()
+        self.begin({})
 
-    def begin(self):
-        """Before the first part of a log."""
+    def begin(self, listeners):
+        """Before the first part of a log; `listeners` are those of each message."""
+        self.listeners = listeners | {MISSED: [self.miss]}
         self.known, self.unknown, self.no_text = False, 0, 0
-        self.first_unknown, self.damage, self.last_form = None, [], ""
+        self.first_unknown, self.damage = None, []
 
     def read(self, name, file):
-        """Yields (number, events) of each line that has some, an event being ((operation, format), values)."""
-        number, rest, is_first = 0, "", not self.known
+        """Calls the listeners with the values of each message; `place` is where it stands."""
+        rest, is_first = "", not self.known
+        self.place[:] = name, 0
+        number = 1
         while block := file.read(BLOCK):
             lines = (rest + block.decode("latin-1")).split("\n")
             rest = lines.pop()
@@ -97,17 +108,30 @@ class Log:
             if is_first and lines:
                 self.look_at_beginning(name, lines[0])
                 is_first = False
-            for number, line, events in zip(itertools.count(number + 1), lines, map(self.kept.get, lines)):
-                if events is None:
-                    events = self.look_at(line, name, number)
-                if events is not NO_HEAD:
-                    self.known = True
-                    if events:
-                        yield number, events
+            self.tell(lines, number)
+            number += len(lines)
         if rest:
-            yield number + 1, self.look_at(rest, name, number + 1)
-            if self.last_form is None or self.last_form.endswith("\n"):
+            self.tell([rest], number)
+            last = self.last_form(rest)
+            if last is None or last.endswith("\n"):
                 self.damage.append(f"{name} ends in the middle of a message")
+
+    def tell(self, lines, number):
+        """Looks at each different line once; those that say nothing to anybody cost next to nothing."""
+        if len(self.kept) > KEPT_LINES:
+            self.kept.clear()
+        different, kept, place, listeners = set(lines), self.kept, self.place, self.listeners
+        new = {line: self.look_at(line) if "[" in line or line.startswith("channel: ") else NO_HEAD
+               for line in different.difference(kept)}
+        kept.update(new)
+        self.known = self.known or any(kept[line] is not NO_HEAD for line in different)
+        for place[1], events in filter(operator.itemgetter(1), enumerate(map(kept.get, lines), number)):
+            for message, values in events:
+                for listener in listeners[message]:
+                    listener(*values)
+        for line in new:
+            if len(line) > KEPT_LINE:
+                del kept[line]
 
     def count_no_text(self, block, lines):
         self.no_text += block.count(0)
@@ -120,48 +144,36 @@ class Log:
         if not starts and HEAD.search(line, 0, LONGEST) is None and line.strip("\0"):
             self.damage.append(f"{name} begins in the middle of a message")
 
-    def look_at(self, line, name, number):
-        parts = HEAD.split(line) if "[" in line else [line]
-        events, is_clean = [], True
+    def look_at(self, line):
+        parts = HEAD.split(line)
+        if len(parts) == 1:
+            found = CHANNEL.match(line)
+            return [(CHANNEL_LINE, found.groups())] if found else NO_HEAD
+        events = []
         for speaker, text in zip(parts[1::2], parts[2::2]):
             form, values = self.understand(speaker, text)
-            self.last_form = form
             if form is None:
-                is_clean = False
-                self.miss(speaker, text, f"{name}:{number}")
-            else:
-                self.known = True
-                if (speaker, form) in self.wanted:
-                    events.append(((speaker, form), values))
-        if len(parts) == 1:
-            self.last_form = ""
-            found = CHANNEL.match(line)
-            events = [(CHANNEL_LINE, found.groups())] if found else NO_HEAD
-        if is_clean and len(line) < KEPT_LINE:
-            if len(self.kept) > KEPT_LINES:
-                self.kept.clear()
-            self.kept[line] = events
+                events.append((MISSED, (speaker, text)))
+            elif (speaker, form) in self.wanted:
+                events.append(((speaker, form), values))
         return events
 
-    def understand(self, name, text):
-        said = self.pieces.get((name, text))
-        if said is None:
-            speaker = self.speakers.get(name)
-            if speaker is None:
-                if name not in MESSAGES:
-                    return None, ()
-                speaker = self.speakers[name] = Speaker(name)
-            said = speaker.understand(text)
-            if len(text) < KEPT_LINE:
-                if len(self.pieces) > KEPT_LINES:
-                    self.pieces.clear()
-                self.pieces[name, text] = said
-        return said
+    def last_form(self, line):
+        """The format of the line's last message; none of what is no message, or of an unknown one."""
+        parts = HEAD.split(line)
+        return self.understand(*parts[-2:])[0] if len(parts) > 1 else ""
 
-    def miss(self, name, text, place):
+    def understand(self, name, text):
+        if name not in self.speakers:
+            if name not in MESSAGES:
+                return None, ()
+            self.speakers[name] = Speaker(name)
+        return self.speakers[name].understand(text)
+
+    def miss(self, name, text):
         if name in self.speakers and self.speakers[name].is_cut(text):
-            self.damage.append(f"{place}: a message is cut")
+            self.damage.append("{}:{}: a message is cut".format(*self.place))
             del self.damage[20:]
         else:
             self.unknown += 1
-            self.first_unknown = self.first_unknown or place
+            self.first_unknown = self.first_unknown or "{}:{}".format(*self.place)

@@ -5,6 +5,7 @@ import re
 ELEMENT = ("prod_type", "prod_id", "plon_vie_data")  # the values that decide
 STEPS_MOST = 40  # of one attempt; more tell nobody anything
 LONGEST_CYCLE = 5
+HEX = re.compile("[0-9a-f]{4}")
 # What could not be written, and the reasons that it is the reason behind.
 LOSSES = {
     "nvram-not-written": ("credentials-stored", "ethernet-backhaul", "in-progress", "restarted"),
@@ -19,11 +20,13 @@ def printable(text):
 
 def shown(text):
     """The text of a log, of which each character is a byte."""
-    return printable(text if text.isascii() else text.encode("latin-1", "replace").decode("utf-8", "replace"))
+    if text.isascii():
+        return text if text.isprintable() else printable(text)
+    return printable(text.encode("latin-1", "replace").decode("utf-8", "replace"))
 
 
 def place_of(place):
-    return "{}:{}".format(*place)
+    return f"{place[0]}:{place[1]}"
 
 
 class Attempt:
@@ -37,18 +40,18 @@ class Attempt:
 
     def step(self, place, text):
         """Adds what happened; a step or a round of steps that comes again is counted."""
-        text = shown(text)
-        if self.steps and self.steps[-1][1] == text:
-            self.steps[-1][2] += 1
+        text, steps = shown(text), self.steps
+        if steps and steps[-1][1] == text:
+            steps[-1][2] += 1
             return
-        for size in range(2, min(LONGEST_CYCLE, (len(self.steps) + 1) // 2) + 1):
-            if self.steps[-size][1] == text and self.is_round(size, text):
-                del self.steps[len(self.steps) - size + 1:]
-                for step in self.steps[-size:]:
+        for size in range(2, min(LONGEST_CYCLE, (len(steps) + 1) // 2) + 1):
+            if steps[-size][1] == text and self.is_round(size, text):
+                del steps[len(steps) - size + 1:]
+                for step in steps[-size:]:
                     step[2] += 1
                 return
-        if len(self.steps) < STEPS_MOST:
-            self.steps.append([place_of(place), text, 1])
+        if len(steps) < STEPS_MOST:
+            steps.append([place_of(place), text, 1])
         else:
             self.more_steps += 1
 
@@ -69,8 +72,9 @@ def says(speaker, form):
 class Side:
     """Turns messages into attempts. Each rule is one method: the message, the step, the reason."""
 
-    def __init__(self):
-        self.element, self.place, self.lost, self.trouble = {}, ("", 0), {}, []
+    def __init__(self, place):
+        self.place = place  # in the log that is read
+        self.element, self.lost, self.trouble = {}, {}, []
 
     def __init_subclass__(cls):
         methods = [(name, getattr(cls, name)) for name in dir(cls)]
@@ -129,8 +133,11 @@ class Side:
 
 def command_of(command):
     """The station, the number of data bytes and the data of a command that sends a frame."""
-    words = re.match(r"wl actframe (\S{1,17}) \w{14}(?:([0-9a-f]{4})([0-9a-f]*))?", command)
-    return (words[1], int(words[2] or "0", 16), words[3] or "") if words else ("?", 0, "")
+    words = command.split(" ", 4)  # wl actframe STATION FRAME [CHANNEL]
+    if len(words) < 4 or words[1] != "actframe" or not 1 <= len(words[2]) <= 17:
+        return "?", 0, ""
+    length, data = words[3][14:18], words[3][18:]
+    return words[2], int(length, 16) if HEX.fullmatch(length) else 0, data
 
 
 class Station:

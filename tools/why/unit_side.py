@@ -1,6 +1,4 @@
 """The attempts of an un-configured unit's log."""
-import hashlib
-
 from lines import CHANNEL_LINE
 from stories import Attempt, Side, Station, command_of, shown, says
 
@@ -13,8 +11,8 @@ ATTEMPTS_TOLD = 200  # of one log, the latest
 class Unit(Side):
     """Each search is an attempt, from its beginning to what ends it."""
 
-    def __init__(self):
-        super().__init__()
+    def __init__(self, place):
+        super().__init__(place)
         self.now, self.closed, self.target_shown, self.forgotten = None, [], False, 0
         self.own_ciphers = set()  # by which a capture knows this unit
 
@@ -138,7 +136,7 @@ class Unit(Side):
         self.add(f"operation 1002 sent, {length} bytes encrypted with the base's key",
                  "in-progress" if length else "key-not-usable")
         if len(self.own_ciphers) < OWN_CIPHERS:
-            self.own_ciphers.add(hashlib.sha256(cipher.encode()).hexdigest())
+            self.own_ciphers.add(hash(cipher))
         self.now.facts["sent 1002"] += 1
 
     @says("act_op_1004_handler", "extend 15 minutes for waiting 1003...\n")
