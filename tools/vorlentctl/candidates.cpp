@@ -7,10 +7,9 @@
 
 #include <array>
 #include <cctype>
-#include <fstream>
-#include <iterator>
 #include <memory>
 
+#include "own_file.h"
 #include "platform_onboarding.h"
 
 namespace ctl {
@@ -43,9 +42,17 @@ std::string base64(const unsigned char* bytes, int size) {
 
 }  // namespace
 
-std::string read_whole(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
+std::string read_own(const std::string& path) {
+  std::string text;
+  const int file = open_own_to_read(path.c_str());
+  std::array<char, 4096> piece{};
+  for (ssize_t got = 0; file >= 0 && (got = read(file, piece.data(), piece.size())) > 0;) {
+    text.append(piece.data(), static_cast<std::size_t>(got));
+  }
+  if (file >= 0) {
+    close(file);
+  }
+  return text;
 }
 
 std::string as_address(std::string_view text) {
@@ -61,6 +68,9 @@ std::string as_address(std::string_view text) {
 }
 
 std::string fingerprint(const std::string& pem) {
+  if (pem.empty()) {
+    return "";
+  }
   const Bio bio(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
   const Key key(bio ? PEM_read_bio_PUBKEY(bio.get(), nullptr, nullptr, nullptr) : nullptr);
   unsigned char* der = nullptr;
@@ -75,7 +85,7 @@ std::string fingerprint(const std::string& pem) {
 
 std::vector<Candidate> read_candidates() {
   std::vector<Candidate> out;
-  const Json document(cJSON_Parse(read_whole(kCandidateFile).c_str()));
+  const Json document(cJSON_Parse(read_own(kCandidateFile).c_str()));
   const cJSON* entry = nullptr;
   cJSON_ArrayForEach(entry, cJSON_GetObjectItemCaseSensitive(document.get(), "candidates")) {
     const std::string address = as_address(text_of(entry, "mac"));

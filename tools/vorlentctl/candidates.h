@@ -21,13 +21,16 @@ struct Candidate {
 std::vector<Candidate> read_candidates();
 
 // "SHA256:..." over the key itself, so that it does not depend on how the text is broken into
-// lines; "no public key" where the text is none. It came from the air.
+// lines; "no public key" where the text is none, as it came from the air, and empty for an empty
+// one.
 std::string fingerprint(const std::string& pem);
 
 // "aa:bb:cc:dd:ee:ff" in lower case, or an empty text for what is no address.
 std::string as_address(std::string_view text);
 
-std::string read_whole(const std::string& path);
+// What the daemon has written there: an empty text where it has not, or where what stands there is
+// somebody else's, for in /tmp anybody may plant one.
+std::string read_own(const std::string& path);
 
 }  // namespace ctl
 

@@ -1,8 +1,12 @@
 #include "daemon_process.h"
 
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -27,12 +31,22 @@ std::optional<long> number_in(std::string_view text) {
   return error == std::errc() ? std::optional(value) : std::nullopt;
 }
 
-std::optional<pid_t> as_daemon(const std::string& text) {
+Found as_daemon(const std::string& text, const std::string& source) {
   const auto pid = number_in(text);
-  if (!pid || *pid <= 1 || first_line("/proc/" + std::to_string(*pid) + "/comm") != "vorlent") {
-    return std::nullopt;
+  if (!pid || *pid <= 1) {
+    return {std::nullopt, source + " names no process"};
   }
-  return static_cast<pid_t>(*pid);
+  const std::string process = "process " + std::to_string(*pid) + " of " + source;
+  const std::string name = first_line("/proc/" + std::to_string(*pid) + "/comm");
+  return name == "vorlent" ? Found{static_cast<pid_t>(*pid), ""}
+         : name.empty()    ? Found{std::nullopt, process + " has ended"}
+                           : Found{std::nullopt, process + " is another program"};
+}
+
+Found in_file(const std::string& path) {
+  std::ifstream file(path);
+  return file ? as_daemon(first_line(path), path)
+              : Found{std::nullopt, path + ": " + strerror(errno)};
 }
 
 struct ClosePipe {
@@ -64,13 +78,20 @@ std::optional<long> one_shot(const fs::path& fdinfo) {
 
 }  // namespace
 
-std::optional<pid_t> find_daemon(const std::string& pid_file) {
+Found find_daemon(const std::string& pid_file) {
   const char* named = pid_file.empty() ? getenv("VORLENT_PID_FILE") : pid_file.c_str();
-  if (named != nullptr) {
-    return as_daemon(first_line(named));
+  if (named != nullptr && *named != '\0') {
+    return in_file(named);
   }
-  return as_daemon(fs::is_directory("/run/systemd/system") ? main_pid_of_unit()
-                                                           : first_line("/var/run/vorlent.pid"));
+  return fs::is_directory("/run/systemd/system")
+             ? as_daemon(main_pid_of_unit(), "the unit vorlent.service")
+             : in_file("/var/run/vorlent.pid");
+}
+
+std::optional<uid_t> user_of(pid_t daemon) {
+  struct stat status {};
+  const bool there = stat(("/proc/" + std::to_string(daemon)).c_str(), &status) == 0;
+  return there ? std::optional(status.st_uid) : std::nullopt;
 }
 
 std::optional<long> seconds_left(pid_t daemon) {

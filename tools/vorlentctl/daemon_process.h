@@ -9,10 +9,18 @@
 
 namespace ctl {
 
+struct Found {
+  std::optional<pid_t> daemon;
+  std::string why_not;  // where there is none, in words
+};
+
 // The daemon by the file `pid_file` or, where that is empty, by the one that VORLENT_PID_FILE
 // names, by its systemd unit, or by /var/run/vorlent.pid where there is no systemd. A process of
 // another name is never taken for it, however the number came about.
-std::optional<pid_t> find_daemon(const std::string& pid_file);
+Found find_daemon(const std::string& pid_file);
+
+// The user whose process it is; none where it has ended.
+std::optional<uid_t> user_of(pid_t daemon);
 
 // Seconds until the one timer of the daemon that expires once and not again: the base's window, or
 // a unit's wait for its credentials. The kernel tells it of every open timer, so that the daemon

@@ -107,7 +107,7 @@ Story read_story(std::string_view log) {
 std::string read_log() {
   const char* folder = getenv("VEXO_LOG_DIR");
   const std::string path = std::string(folder == nullptr ? "/tmp" : folder) + "/vorlent_dbg.log";
-  return read_whole(path + ".1") + read_whole(path);
+  return read_own(path + ".1") + read_own(path);
 }
 
 }  // namespace ctl

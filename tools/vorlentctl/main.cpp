@@ -5,13 +5,13 @@
 
 namespace {
 
-struct Command {
+struct Named {
   const char* name;
   const char* what;
-  int (*run)(const ctl::Choice& choice);
+  ctl::Command command;
 };
 
-constexpr Command kCommands[] = {
+constexpr Named kCommands[] = {
     {"status", "what this unit is, who is on the way in, and what it waits for", ctl::show_status},
     {"open", "open the base's window for 60 seconds", ctl::open_window},
     {"candidates", "units that are ready for their credentials", ctl::show_candidates},
@@ -25,14 +25,17 @@ int main(int argc, char** argv) {
   ctl::Choice choice;
   CLI::App app("Looks at the onboarding daemon and takes units in", "vorlentctl");
   app.set_version_flag("--version", "vorlentctl " VORLENTCTL_VERSION);
-  app.require_subcommand(1);
+  app.require_subcommand(0, 1);
   app.fallthrough();
   app.add_option("--pid-file", choice.pid_file, "where the daemon's process is named");
-  int (*run)(const ctl::Choice&) = nullptr;
-  for (const Command& command : kCommands) {
-    CLI::App* sub = app.add_subcommand(command.name, command.what);
+  app.failure_message([](const CLI::App*, const CLI::Error& wrong) {
+    return std::string("vorlentctl: ") + wrong.what() + "\nRun with --help for more information.\n";
+  });
+  ctl::Command asked = nullptr;
+  for (const Named& named : kCommands) {
+    CLI::App* sub = app.add_subcommand(named.name, named.what);
     sub->add_flag("--json", choice.json, "print JSON and nothing else");
-    sub->callback([&run, &command] { run = command.run; });
+    sub->callback([&asked, &named] { asked = named.command; });
   }
   CLI::App* approve = app.get_subcommand("approve");
   auto* group = approve->add_option_group("units")->require_option(1);
@@ -40,8 +43,11 @@ int main(int argc, char** argv) {
   group->add_flag("--all", choice.all, "all that are ready now");
   try {
     app.parse(argc, argv);
+    if (asked == nullptr) {
+      throw CLI::RequiredError("A command (see --help)");
+    }
   } catch (const CLI::ParseError& wrong) {
     return app.exit(wrong) == 0 ? ctl::kDone : ctl::kWrongUse;
   }
-  return run(choice);
+  return ctl::run(choice, asked);
 }

@@ -1,6 +1,7 @@
 #include "owner.h"
 
 #include <cjson/cJSON.h>
+#include <pwd.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -30,10 +31,6 @@ __attribute__((format(printf, 2, 3))) int fail(int status, const char* format, .
   fputc('\n', stderr);
   va_end(arguments);
   return status;
-}
-
-int no_daemon() {
-  return fail(kNoDaemon, "the daemon does not run here: no unit and no pid file names it");
 }
 
 int no_base(const Status& status) {
@@ -126,7 +123,11 @@ std::vector<Candidate> chosen(const Choice& choice, const std::vector<Candidate>
       fail(kFailed, "%s: no unit of that address is ready; nobody was sent anything", text.c_str());
       return {};
     }
-    out.push_back(*found);
+    const bool again = std::any_of(out.begin(), out.end(),
+                                   [&](const Candidate& it) { return it.address == address; });
+    if (!again) {
+      out.push_back(*found);
+    }
   }
   return out;
 }
@@ -144,42 +145,58 @@ bool put_on_the_list(const std::vector<Candidate>& units) {
          });
 }
 
-int push(pid_t daemon, const std::vector<Candidate>& ready) {
+int push(pid_t daemon) {
   if (kill(daemon, SIGUSR1) != 0) {
     return fail(kFailed, "the daemon (process %d): %s", daemon, strerror(errno));
   }
   if (!comes_true([] { return !std::filesystem::exists(kCandidateFile); })) {
     return fail(kFailed, "the daemon has not sent the credentials; its log says why");
   }
+  return kDone;
+}
+
+int tell_who_was_served(const Choice& choice, std::vector<Candidate> ready) {
+  for (Candidate& unit : ready) {
+    unit.approved = check_mac_in_candidate_satellite(unit.address.c_str()) != 0;
+  }
+  if (choice.json) {
+    return print_json(candidates_json(ready));
+  }
   for (const Candidate& unit : ready) {
-    const bool served = check_mac_in_candidate_satellite(unit.address.c_str()) != 0;
     printf("%s  %s\n", unit.address.c_str(),
-           served ? "was sent its credentials"
-                  : "is not approved and has lost its place; it asks again within 15 minutes");
+           unit.approved
+               ? "was sent its credentials"
+               : "is not approved and has lost its place; it asks again within 15 minutes");
   }
   return kDone;
 }
 
+int no_daemon(const Choice& choice, Command command, const std::string& why_not) {
+  if (choice.json && command == show_status) {
+    print_status_json(read_status(std::nullopt));
+  }
+  return fail(kNoDaemon, "the daemon does not run here: %s", why_not.c_str());
+}
+
+int other_user(uid_t user) {
+  const passwd* entry = getpwuid(user);
+  const std::string name = entry == nullptr ? std::to_string(user) : entry->pw_name;
+  return fail(kFailed, "the daemon runs as %s, and so must this command", name.c_str());
+}
+
 }  // namespace
 
-int show_status(const Choice& choice) {
-  const Status status = read_status(find_daemon(choice.pid_file));
+int show_status(const Choice& choice, pid_t daemon) {
+  const Status status = read_status(daemon);
   if (choice.json) {
-    const int printed = print_status_json(status);
-    return status.daemon ? printed : kNoDaemon;
-  }
-  if (!status.daemon) {
-    return no_daemon();
+    return print_status_json(status);
   }
   print_status(status);
   return kDone;
 }
 
-int open_window(const Choice& choice) {
-  const Status status = read_status(find_daemon(choice.pid_file));
-  if (!status.daemon) {
-    return no_daemon();
-  }
+int open_window(const Choice& choice, pid_t daemon) {
+  const Status status = read_status(daemon);
   if (!is_base(status.mode)) {
     return no_base(status);
   }
@@ -193,10 +210,10 @@ int open_window(const Choice& choice) {
   if (!comes_true(opened)) {
     return fail(kFailed, "the daemon has not opened its window");
   }
-  return show_status(choice);
+  return show_status(choice, daemon);
 }
 
-int show_candidates(const Choice& choice) {
+int show_candidates(const Choice& choice, pid_t /*daemon*/) {
   const std::vector<Candidate> candidates = read_candidates();
   if (choice.json) {
     return print_json(candidates_json(candidates));
@@ -213,11 +230,8 @@ int show_candidates(const Choice& choice) {
   return kDone;
 }
 
-int approve(const Choice& choice) {
-  const Status status = read_status(find_daemon(choice.pid_file));
-  if (!status.daemon) {
-    return no_daemon();
-  }
+int approve(const Choice& choice, pid_t daemon) {
+  const Status status = read_status(daemon);
   if (!is_base(status.mode)) {
     return no_base(status);
   }
@@ -231,20 +245,29 @@ int approve(const Choice& choice) {
         kFailed,
         "the platform does not list what was approved: on a maker's platform, approve there");
   }
-  const int pushed = push(*status.daemon, ready);
-  return choice.json && pushed == kDone ? print_json(candidates_json(units)) : pushed;
+  const int pushed = push(daemon);
+  return pushed == kDone ? tell_who_was_served(choice, ready) : pushed;
 }
 
-int have_them_wait(const Choice& choice) {
-  const auto daemon = find_daemon(choice.pid_file);
-  if (!daemon) {
-    return no_daemon();
-  }
-  if (kill(*daemon, SIGUSR2) != 0) {
-    return fail(kFailed, "the daemon (process %d): %s", *daemon, strerror(errno));
+int have_them_wait(const Choice& choice, pid_t daemon) {
+  if (kill(daemon, SIGUSR2) != 0) {
+    return fail(kFailed, "the daemon (process %d): %s", daemon, strerror(errno));
   }
   puts(choice.json ? "{}" : "Every station was told to wait up to 15 minutes.");
   return kDone;
+}
+
+int run(const Choice& choice, Command command) {
+  const Found found = find_daemon(choice.pid_file);
+  const auto user = found.daemon ? user_of(*found.daemon) : std::nullopt;
+  if (!user) {
+    return no_daemon(choice, command, found.daemon ? "it has just ended" : found.why_not);
+  }
+  if (*user != geteuid()) {
+    return other_user(*user);
+  }
+  const int status = command(choice, *found.daemon);
+  return fflush(stdout) == 0 ? status : fail(kFailed, "standard output: %s", strerror(errno));
 }
 
 }  // namespace ctl

@@ -5,7 +5,6 @@
 
 #include <sys/types.h>
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,11 +22,16 @@ struct Choice {
   std::vector<std::string> addresses;
 };
 
-int show_status(const Choice& choice);
-int open_window(const Choice& choice);
-int show_candidates(const Choice& choice);
-int approve(const Choice& choice);
-int have_them_wait(const Choice& choice);
+using Command = int (*)(const Choice& choice, pid_t daemon);
+
+int show_status(const Choice& choice, pid_t daemon);
+int open_window(const Choice& choice, pid_t daemon);
+int show_candidates(const Choice& choice, pid_t daemon);
+int approve(const Choice& choice, pid_t daemon);
+int have_them_wait(const Choice& choice, pid_t daemon);
+
+// Does what the command says with the running daemon.
+int run(const Choice& choice, Command command);
 
 }  // namespace ctl
 

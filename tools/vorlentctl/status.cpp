@@ -114,16 +114,17 @@ Status read_status(std::optional<pid_t> daemon) {
     return status;
   }
   const Story story = read_story(read_log());
-  status.window_open =
+  const bool opened =
       is_base(status.mode) && vexoNvramConfig_match("onboarding_active_state", "2") != 0;
-  if (status.window_open || status.mode == 1) {
+  if (opened || status.mode == 1) {
     status.seconds_left = seconds_left(*daemon);
   }
+  status.window_open = opened && status.seconds_left;  // a killed daemon leaves the setting behind
   if (is_base(status.mode)) {
     status.stations = stations_of(story);
   }
   if (is_base(status.mode) || status.mode == 1) {
-    status.fingerprint = fingerprint(read_whole(kOwnKeyFile));
+    status.fingerprint = fingerprint(read_own(kOwnKeyFile));
   }
   status.waits_for = awaited(status, story);
   return status;
