@@ -40,5 +40,6 @@ says 0 "told to wait" vorlentctl wait
 for signal in SIGUSR1 SIGUSR2; do
   until grep -qa "Got $signal" /tmp/vorlent_dbg.log; do sleep 0.1; done
 done
-kill -KILL "$(cat /tmp/pid)" && vorlent >/dev/null
+kill -KILL "$(cat /tmp/pid)"
+until vorlent >/dev/null 2>&1; do sleep 0.1; done
 until [[ $(vorlentctl status 2>&1) == *"window:    closed"* ]]; do sleep 0.1; done
