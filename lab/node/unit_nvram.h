@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "standin/nvram_file.h"
+#include "standin/nvram_text.h"
 
 namespace lab {
 

@@ -10,8 +10,8 @@
 #include <string>
 #include <string_view>
 
-#include "nvram_file.h"
 #include "nvram_store.h"
+#include "nvram_text.h"
 
 namespace {
 

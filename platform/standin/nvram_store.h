@@ -20,7 +20,7 @@
 
 #include <string_view>
 
-#include "nvram_file.h"
+#include "nvram_text.h"
 
 namespace standin {
 

@@ -23,7 +23,7 @@
 #include <string>
 #include <thread>
 
-#include "nvram_file.h"
+#include "nvram_text.h"
 #include "support/files.h"
 #include "vexo_nvram.h"
 

@@ -1,5 +1,5 @@
 // The NVRAM file of the stand-in: any text can be read, and a change touches its own key only.
-#include "nvram_file.h"
+#include "nvram_text.h"
 
 #include "harness.h"
 

@@ -9,8 +9,8 @@
 // - A carriage return is an ordinary character of the value.
 // - A change touches the lines of its own key only. A person's notes between the settings, and
 //   lines that make no sense, stay byte for byte: to write the parsed map back would lose them.
-#ifndef STANDIN_NVRAM_FILE_H
-#define STANDIN_NVRAM_FILE_H
+#ifndef STANDIN_NVRAM_TEXT_H
+#define STANDIN_NVRAM_TEXT_H
 
 #include <map>
 #include <string>

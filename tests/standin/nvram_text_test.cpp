@@ -1,5 +1,5 @@
 // What is written is read again: the fuzz target and its corpus hold that for any text.
-#include "nvram_file.h"
+#include "nvram_text.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@ using namespace std::string_literals;
 using standin::parse_values;
 using standin::Values;
 
-TEST(NvramFile, ReadsEveryKindOfLine) {
+TEST(NvramText, ReadsEveryKindOfLine) {
   const struct {
     std::string text;
     Values values;
@@ -28,7 +28,7 @@ TEST(NvramFile, ReadsEveryKindOfLine) {
   }
 }
 
-TEST(NvramFile, ChangesTheLinesOfItsKeyAlone) {
+TEST(NvramText, ChangesTheLinesOfItsKeyAlone) {
   const std::string text = "# note\na=1\nab=\\x\na=2\nno end";
   EXPECT_EQ(standin::with_value(text, "a", "3"), "# note\nab=\\x\na=3\nno end");
   EXPECT_EQ(standin::with_value(text, "b", "4"), text + "\nb=4\n");

@@ -1,4 +1,4 @@
-#include "nvram_file.h"
+#include "nvram_text.h"
 
 #include <cstddef>
 
