@@ -8,11 +8,13 @@
 
 #include <utility>
 
+#include "standin/atomic_file.h"
+
 namespace lab {
 
 namespace {
 
-std::optional<std::string> read_whole(const Fd& file) {
+std::optional<std::string> read_whole(const UniqueFd& file) {
   struct stat status {};
   std::string text;
   if (!file.open() || fstat(file.get(), &status) != 0) {
@@ -27,19 +29,20 @@ std::optional<std::string> read_whole(const Fd& file) {
 
 }  // namespace
 
-Fd open_in_box(const std::string& box, const std::string& name, int flags) {
-  const Fd folder = standin::open_file(box.c_str(), O_PATH | O_DIRECTORY);
+UniqueFd open_in_box(const std::string& box, const std::string& name, int flags) {
+  const UniqueFd folder = standin::open_file(box.c_str(), O_PATH | O_DIRECTORY);
   open_how how{};
   how.flags = static_cast<std::uint64_t>(flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
   how.mode = (flags & O_CREAT) != 0 ? standin::kPrivateFile : 0;
   how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
-  Fd file(static_cast<int>(syscall(SYS_openat2, folder.get(), name.c_str(), &how, sizeof how)));
+  UniqueFd file(
+      static_cast<int>(syscall(SYS_openat2, folder.get(), name.c_str(), &how, sizeof how)));
   struct stat status {};
   if (file.open() && fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode)) {
     return file;
   }
   errno = file.open() ? EINVAL : errno;
-  return Fd();
+  return UniqueFd();
 }
 
 std::optional<std::string> read_in_box(const std::string& box, const std::string& name) {
@@ -50,9 +53,9 @@ bool replace_in_box(const std::string& box, const std::string& name, std::string
   return standin::replace_file(box + "/" + name, box + "/new", "", text, false);
 }
 
-Fd lock_in_box(const std::string& box, const std::string& name) {
-  Fd file = open_in_box(box, name, O_RDWR | O_CREAT);
-  return file.open() && standin::lock_exclusively(file) ? std::move(file) : Fd();
+UniqueFd lock_in_box(const std::string& box, const std::string& name) {
+  UniqueFd file = open_in_box(box, name, O_RDWR | O_CREAT);
+  return file.open() && standin::lock_exclusively(file) ? std::move(file) : UniqueFd();
 }
 
 std::optional<std::string> read_file(const std::string& path) {

@@ -16,16 +16,14 @@
 
 namespace lab {
 
-using standin::Fd;
-
 inline constexpr std::size_t kMaxBoxFile = 64U << 20U;
 
-Fd open_in_box(const std::string& box, const std::string& name, int flags);
+UniqueFd open_in_box(const std::string& box, const std::string& name, int flags);
 std::optional<std::string> read_in_box(const std::string& box, const std::string& name);
 // In one step, so that nobody sees half of it.
 bool replace_in_box(const std::string& box, const std::string& name, std::string_view text);
 // The lock that writers take turns by. Whoever holds it for two seconds keeps it.
-Fd lock_in_box(const std::string& box, const std::string& name);
+UniqueFd lock_in_box(const std::string& box, const std::string& name);
 
 // A file of the host.
 std::optional<std::string> read_file(const std::string& path);

@@ -66,7 +66,7 @@ bool read_until_end(int fd, std::chrono::steady_clock::time_point deadline, std:
   }
 }
 
-bool fill(const Fd& file, std::string_view text) {
+bool fill(const UniqueFd& file, std::string_view text) {
   while (!text.empty()) {
     const ssize_t length = write(file.get(), text.data(), text.size());
     if (length <= 0) {
@@ -81,12 +81,12 @@ bool fill(const Fd& file, std::string_view text) {
 
 std::optional<std::string> output_of(const std::vector<std::string>& words, std::string_view input,
                                      int seconds) {
-  const Fd in(memfd_create("input", MFD_CLOEXEC));
+  const UniqueFd in(memfd_create("input", MFD_CLOEXEC));
   std::array<int, 2> ends{};
   if (!in.open() || !fill(in, input) || pipe2(ends.data(), O_CLOEXEC) != 0) {
     return std::nullopt;
   }
-  const Fd out(ends[0]);
+  const UniqueFd out(ends[0]);
   const pid_t pid = start(words, in.get(), ends[1]);
   const int why = errno;
   close(ends[1]);

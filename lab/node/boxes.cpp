@@ -25,7 +25,7 @@ bool watch(Mesh& mesh, Node& node, const char* folder, std::uint32_t mask) {
   return number >= 0;
 }
 
-bool is_same_file(const Fd& a, const Fd& b) {
+bool is_same_file(const UniqueFd& a, const UniqueFd& b) {
   struct stat first {};
   struct stat second {};
   return fstat(a.get(), &first) == 0 && fstat(b.get(), &second) == 0 &&
@@ -88,7 +88,7 @@ void box_ended(Mesh& mesh, Node& node) {
 // A full log is moved away and begun anew; what had come to the old one is read first.
 void read_log(Mesh& mesh, Node& node) {
   read_lines(mesh, node);
-  Fd current = open_in_box(node.sandbox.folder, kLog, O_RDONLY);
+  UniqueFd current = open_in_box(node.sandbox.folder, kLog, O_RDONLY);
   if (current.open() && !is_same_file(current, node.sandbox.log)) {
     node.sandbox.log = std::move(current);
     read_lines(mesh, node);

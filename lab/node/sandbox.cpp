@@ -260,7 +260,7 @@ void start_daemon(const BoxKit& kit, Sandbox& box) {
 
 long pairs_taken(const Sandbox& box) {
   struct stat status {};
-  const Fd counter = open_in_box(box.folder, "lab/keys", O_RDONLY);
+  const UniqueFd counter = open_in_box(box.folder, "lab/keys", O_RDONLY);
   return counter.open() && fstat(counter.get(), &status) == 0 ? status.st_size : 0;
 }
 

@@ -40,7 +40,7 @@ struct Sandbox {
   bool frozen = false;  // the daemon stands still
   long peak_kib = 0;
   int first_pair = 0;    // of the store, for its daemon
-  Fd log;                // the debug log, where it is followed
+  UniqueFd log;          // the debug log, where it is followed
   std::string log_line;  // its last one, not yet ended
   // What comes out of it.
   std::function<void()> on_ready;

@@ -41,7 +41,7 @@ void put(Mesh& mesh, Node& node, const char* file, std::string_view text) {
 void rewrite(Mesh& mesh, Node& node, const char* to,
              const std::function<std::string(const std::string&)>& change) {
   const std::string& box = node.sandbox.folder;
-  const Fd turn = lock_in_box(box, std::string(kNvram) + ".lock");
+  const UniqueFd turn = lock_in_box(box, std::string(kNvram) + ".lock");
   const auto text = turn.open() ? read_in_box(box, kNvram) : std::nullopt;
   if (text) {
     put(mesh, node, to, change(*text));

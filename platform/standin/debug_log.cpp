@@ -34,7 +34,6 @@
 
 namespace {
 
-using standin::Fd;
 using standin::KeepErrno;
 using standin::Lookout;
 
@@ -52,7 +51,7 @@ struct Log {
   Lookout file_look{CLOCK_MONOTONIC, 20'000};
   Lookout path_look = standin::path_lookout();
   int told_error = 0;  // Why messages are dropped.
-  Fd file;
+  UniqueFd file;
 };
 
 // The log of a program; a process writes one or two, so that a walk finds it at once.
@@ -75,7 +74,7 @@ void follow_folder(Log& log) {
     folder = "/tmp";
   }
   if (log.folder != folder) {
-    log.file.reset();
+    log.file = UniqueFd();
     log.folder = folder;
     log.path = log.folder + '/' + log.name;
   }

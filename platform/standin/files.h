@@ -1,5 +1,5 @@
-// Descriptors and whole-file operations for the stand-in: reading a file up to a bound, writing
-// all of a text, and replacing a file so that nobody ever sees half of it.
+// Files for the stand-in: opening and locking one, reading it up to a bound, writing all of a text,
+// and telling when to look at one again. atomic_file.h replaces one.
 //
 // Every descriptor is closed on exec, since the daemon runs shell commands, and stands above the
 // three standard ones: in a process that was started with those closed, a file would otherwise
@@ -18,27 +18,9 @@
 #include <string>
 #include <string_view>
 
+#include "unique_fd.h"
+
 namespace standin {
-
-// Owns one descriptor.
-class Fd {
- public:
-  Fd() = default;
-  explicit Fd(int number) : number_(number) {}
-  Fd(Fd&& other) noexcept : number_(other.release()) {}
-  Fd& operator=(Fd&& other) noexcept;
-  Fd(const Fd&) = delete;
-  Fd& operator=(const Fd&) = delete;
-  ~Fd() { reset(); }
-
-  [[nodiscard]] bool open() const { return number_ >= 0; }
-  [[nodiscard]] int get() const { return number_; }
-  [[nodiscard]] int release() noexcept;
-  void reset() noexcept;
-
- private:
-  int number_ = -1;
-};
 
 // Puts errno back when it goes: a caller's reason for a failure must survive a log line about it.
 class KeepErrno {
@@ -74,28 +56,20 @@ inline Lookout path_lookout() {
 
 constexpr mode_t kPrivateFile = 0600;
 
-[[nodiscard]] Fd open_file(const char* path, int flags, mode_t mode = kPrivateFile);
+[[nodiscard]] UniqueFd open_file(const char* path, int flags, mode_t mode = kPrivateFile);
 
 // Reads a regular file to its end into `text`; EFBIG when it has more than `limit` bytes.
-[[nodiscard]] bool read_all(const Fd& file, std::size_t limit, std::string& text);
+[[nodiscard]] bool read_all(const UniqueFd& file, std::size_t limit, std::string& text);
 
 // Writes all of `text` unless something is in the way, and returns how much it has written.
-[[nodiscard]] std::size_t write_all(const Fd& file, std::string_view text);
+[[nodiscard]] std::size_t write_all(const UniqueFd& file, std::string_view text);
 
 // Opens or makes a file with a fixed name that must be ours, or `owner`'s; see own_file.h.
-[[nodiscard]] Fd open_own(const char* path, int flags, uid_t owner);
+[[nodiscard]] UniqueFd open_own(const char* path, int flags, uid_t owner);
 
 // Waits up to 2 seconds for the exclusive lock of an open file, so that nobody who holds it stops
 // us for good; it goes with the descriptor.
-[[nodiscard]] bool lock_exclusively(const Fd& file);
-
-// Replaces `path` by a file that holds `text`, by way of the file `temporary` in the same folder,
-// which must be nobody else's at the time. A leftover of that name is removed, and so is the new
-// one when anything fails; `path` is then as before. Owner and mode are those of `model`, if there
-// is such a file, so that a command run by root does not lock a store's owner out.
-// With `synced`, file and folder are on the disk when it returns.
-[[nodiscard]] bool replace_file(const std::string& path, const std::string& temporary,
-                                const char* model, std::string_view text, bool synced);
+[[nodiscard]] bool lock_exclusively(const UniqueFd& file);
 
 }  // namespace standin
 

@@ -12,6 +12,7 @@
 #include <string>
 #include <utility>
 
+#include "atomic_file.h"
 #include "files.h"
 
 namespace standin {
@@ -23,7 +24,7 @@ constexpr std::size_t kMaxStore = 16U << 20U;
 
 struct Cache {
   std::string path;
-  Fd file;  // The file that was parsed; closed when that was no file at all.
+  UniqueFd file;  // The file that was parsed; closed when that was no file at all.
   struct stat status {};
   bool whole = true;  // False: only the beginning was read.
   Lookout path_look = path_lookout();
@@ -99,7 +100,7 @@ bool is_absent(int error) {
 
 // Opens the store at `path` and reads it; an absent file gives a closed descriptor and no text.
 // With EFBIG, `text` is more than the beginning that a store may have.
-bool read_store(const char* path, Fd& file, struct stat& status, std::string& text) {
+bool read_store(const char* path, UniqueFd& file, struct stat& status, std::string& text) {
   text.clear();
   file = open_file(path, O_RDONLY | O_NONBLOCK);
   if (!file.open()) {
@@ -115,7 +116,7 @@ bool read_store(const char* path, Fd& file, struct stat& status, std::string& te
   return read_all(file, kMaxStore, text);
 }
 
-void take(Fd file, const struct stat& status, Values values) {
+void take(UniqueFd file, const struct stat& status, Values values) {
   Cache& kept = cache();
   kept.file = std::move(file);
   kept.status = status;
@@ -137,13 +138,13 @@ bool is_known(const char* path) {
 
 bool refresh(const char* path) {
   if (cache().path != path) {
-    take(Fd(), {}, {});
+    take(UniqueFd(), {}, {});
     cache().path = path;
   }
   if (is_known(path)) {
     return true;
   }
-  Fd file;
+  UniqueFd file;
   struct stat status {};
   std::string text;
   const bool whole = read_store(path, file, status, text);
@@ -169,8 +170,8 @@ uid_t owner_of(const std::string& path) {
 }
 
 // The writers' lock file. Only its owner can open it: whoever else could, could hold it.
-Fd open_lock(const std::string& path, uid_t owner) {
-  Fd file = open_own(path.c_str(), O_RDONLY, owner);
+UniqueFd open_lock(const std::string& path, uid_t owner) {
+  UniqueFd file = open_own(path.c_str(), O_RDONLY, owner);
   struct stat status {};
   if (file.open() && ::fstat(file.get(), &status) == 0) {
     const KeepErrno keep;
@@ -183,13 +184,13 @@ Fd open_lock(const std::string& path, uid_t owner) {
 
 // Waits for the writers' lock. The lock file may have been removed while we waited, and the next
 // writer would then lock another one: only a lock on the file that stands there counts.
-Fd lock_store(const std::string& store) {
+UniqueFd lock_store(const std::string& store) {
   const std::string path = store + ".lock";
   for (;;) {
-    Fd file = open_lock(path, owner_of(store));
+    UniqueFd file = open_lock(path, owner_of(store));
     if (!file.open() || !lock_exclusively(file)) {
       static_cast<void>(report(Trouble::kLock, path));
-      return Fd();
+      return UniqueFd();
     }
     struct stat held {};
     struct stat there {};
@@ -205,11 +206,11 @@ Fd lock_store(const std::string& store) {
 template <class Change>
 bool change_store(Change change) {
   const std::string path = store_path();
-  const Fd lock = lock_store(path);
+  const UniqueFd lock = lock_store(path);
   if (!lock.open()) {
     return false;
   }
-  Fd file;
+  UniqueFd file;
   struct stat status {};
   std::string text;
   if (!read_store(path.c_str(), file, status, text)) {
@@ -259,11 +260,11 @@ bool remove_key(std::string_view key) {
 
 bool save_values() {
   const std::string path = store_path();
-  const Fd lock = lock_store(path);
+  const UniqueFd lock = lock_store(path);
   if (!lock.open()) {
     return false;
   }
-  Fd file;
+  UniqueFd file;
   struct stat status {};
   std::string text;
   return read_store(path.c_str(), file, status, text) &&

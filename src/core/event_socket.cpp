@@ -15,7 +15,7 @@
 #include "core/driver_event.h"
 #include "core/log.h"
 #include "core/mode_table.h"
-#include "core/unique_fd.h"
+#include "unique_fd.h"
 
 namespace {
 

@@ -13,8 +13,8 @@
 #include <cstring>
 
 #include "core/retry_pause.h"
-#include "core/unique_fd.h"
 #include "own_file.h"
+#include "unique_fd.h"
 
 namespace {
 
@@ -40,7 +40,7 @@ void write_pid_file() {
   if (path == nullptr) {
     return;
   }
-  const UniqueFd file(create_own_file(path, 0644));
+  const UniqueFd file = create_own_file(path, 0644);
   if (file.open()) {
     (void)dprintf(file.get(), "%ld\n", static_cast<long>(getpid()));
   }

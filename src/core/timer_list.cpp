@@ -15,7 +15,7 @@
 
 #include "core/log.h"
 #include "core/retry_pause.h"
-#include "core/unique_fd.h"
+#include "unique_fd.h"
 
 namespace {
 

@@ -14,7 +14,6 @@
 #include <memory>
 
 #include "core/shell.h"
-#include "core/unique_fd.h"
 #include "own_file.h"
 
 namespace {
@@ -40,7 +39,7 @@ int no_pass_phrase(char* /*buf*/, int /*size*/, int /*rwflag*/, void* /*user*/) 
 
 // A new file in place of whatever stands there: one that somebody else made would stay theirs.
 Bio create_key_file(const char* path, mode_t mode) {
-  UniqueFd file(create_own_file(path, mode));
+  UniqueFd file = create_own_file(path, mode);
   Bio bio(file.open() ? BIO_new_fd(file.get(), BIO_CLOSE) : nullptr);
   if (bio != nullptr) {
     (void)file.release();
@@ -93,7 +92,7 @@ OwnKey own_key;
 
 // Reads the file, and parses it unless it holds the bytes that it held before.
 RSA* read_private_key() {
-  const UniqueFd file(open_own_to_read(RSA_PRI_FILE));
+  const UniqueFd file = open_own_to_read(RSA_PRI_FILE);
   decltype(own_key.pem) pem;
   const std::size_t size = file.open() ? read_to_end(file.get(), pem) : 0;
   const bool whole = size <= pem.size();
@@ -238,7 +237,7 @@ int rsa_gen_key_pair() {
 }
 
 int read_pub_key_to_memory(std::span<std::uint8_t> buf, std::uint16_t& len) {
-  const UniqueFd file(open_own_to_read(RSA_PUB_FILE));
+  const UniqueFd file = open_own_to_read(RSA_PUB_FILE);
   if (!file.open()) {
     (void)printf("file:%s open failed.\n", RSA_PUB_FILE);
     return -1;

@@ -13,7 +13,6 @@
 #include "core/bytes.h"
 #include "core/log.h"
 #include "core/told_failure.h"
-#include "core/unique_fd.h"
 #include "own_file.h"
 
 CandidateTable candidate_table{};
@@ -115,7 +114,7 @@ void tell(const char* speaker, bool done) {
 // By way of a second file, so that readers see the old list or the new one, and nothing that stands
 // at the file's place is written through. One that cannot be made is not told of.
 void write_file(ByteView text) {
-  const UniqueFd file(create_own_file(CANDIDATE_ASIDE, 0666));
+  const UniqueFd file = create_own_file(CANDIDATE_ASIDE, 0666);
   if (!file.open()) {
     return;
   }

@@ -11,7 +11,6 @@
 #include "core/shell.h"
 #include "core/timer_list.h"
 #include "core/told_failure.h"
-#include "core/unique_fd.h"
 #include "own_file.h"
 
 namespace {
@@ -25,7 +24,7 @@ constexpr const char* SCAN_FILE = "/tmp/escanresults_log";
 // The shell would empty the file that a link at its place leads to, and wait at a pipe for good.
 bool prepare_scan_file() {
   static ToldFailure told;
-  const UniqueFd file(open_own_file(SCAN_FILE, O_WRONLY, 0666));
+  const UniqueFd file = open_own_file(SCAN_FILE, O_WRONLY, 0666);
   const int error = file.open() ? 0 : errno;
   if (is_news(told, error)) {
     ONBOARD_LOG_AS(AS_VORLENT_IE_SCAN, "no scan: %s cannot be made: %s\n", SCAN_FILE,

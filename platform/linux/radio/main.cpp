@@ -32,7 +32,7 @@ void turn(radio::Radio& radio, radio::RequestSocket& requests) {
   std::vector<pollfd> wanted{{requests.fd(), POLLIN, 0},
                              {radio.kernel.event_fd(), POLLIN, 0},
                              {radio.monitor.fd(), POLLIN, 0}};
-  for (const radio::Descriptor& client : requests.clients()) {
+  for (const UniqueFd& client : requests.clients()) {
     wanted.push_back({client.get(), POLLIN, 0});
   }
   if (poll(wanted.data(), wanted.size(), wait_until(radio::next_due(radio))) < 0) {
@@ -50,7 +50,7 @@ void turn(radio::Radio& radio, radio::RequestSocket& requests) {
   }
   for (std::size_t i = 3; i < wanted.size(); ++i) {
     if (wanted[i].revents != 0) {
-      requests.read(wanted[i].fd, [&](radio::Descriptor client, std::string_view message) {
+      requests.read(wanted[i].fd, [&](UniqueFd client, std::string_view message) {
         radio::serve(radio, std::move(client), message);
       });
     }

@@ -152,7 +152,7 @@ void say(const char* format, ...) {
 
 bool open(Radio& radio, std::string& why) {
   const std::string& interface = radio.places.interface;
-  radio.daemon = Descriptor(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  radio.daemon = UniqueFd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   if (!radio.kernel.open(interface, why)) {
     return false;
   }

@@ -7,12 +7,12 @@
 #include <string_view>
 
 #include "../wire/request.h"
-#include "descriptor.h"
 #include "hostapd.h"
 #include "monitor.h"
 #include "nl80211.h"
 #include "request_socket.h"
 #include "sending.h"
+#include "unique_fd.h"
 
 namespace radio {
 
@@ -29,7 +29,7 @@ struct Radio {
   Interface interface;
   Monitor monitor;
   Hostapd hostapd;
-  Descriptor daemon;  // the event port
+  UniqueFd daemon;  // the event port
   Elements elements;
   Clock::time_point next_look{};
   int stays_on = 0;  // MHz; 0: wherever the kernel likes
@@ -63,7 +63,7 @@ Clock::time_point next_due(const Radio& radio);
 void stop_staying(Radio& radio);
 
 // Serves one request of `wl`, and answers it now or when it is known what came of it.
-void serve(Radio& radio, Descriptor client, std::string_view message);
+void serve(Radio& radio, UniqueFd client, std::string_view message);
 
 // One line for the journal.
 __attribute__((format(printf, 1, 2))) void say(const char* format, ...);

@@ -22,7 +22,7 @@ bool RequestSocket::open(const char* path, std::string& why) {
   }
   memcpy(&address.sun_path[0], path, strlen(path));
   unlink(path);
-  listener_ = Descriptor(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  listener_ = UniqueFd(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   const mode_t before = umask(0177);  // nobody else may ask, from the first moment on
   const bool bound =
       bind(listener_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
@@ -35,8 +35,8 @@ bool RequestSocket::open(const char* path, std::string& why) {
 }
 
 void RequestSocket::accept() {
-  Descriptor client(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-  if (!client) {
+  UniqueFd client(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+  if (!client.open()) {
     return;
   }
   if (clients_.size() == kClientsMax) {
@@ -45,16 +45,15 @@ void RequestSocket::accept() {
   clients_.push_back(std::move(client));
 }
 
-void RequestSocket::read(int client,
-                         const std::function<void(Descriptor, std::string_view)>& take) {
+void RequestSocket::read(int client, const std::function<void(UniqueFd, std::string_view)>& take) {
   const auto found = std::find_if(clients_.begin(), clients_.end(),
-                                  [&](const Descriptor& it) { return it.get() == client; });
+                                  [&](const UniqueFd& it) { return it.get() == client; });
   if (found == clients_.end()) {
     return;
   }
   std::array<char, kMessageMax> message{};
   const ssize_t size = recv(client, message.data(), message.size(), MSG_TRUNC);
-  Descriptor taken = std::move(*found);
+  UniqueFd taken = std::move(*found);
   clients_.erase(found);
   if (size > static_cast<ssize_t>(message.size())) {
     answer(taken, false, "too much text");
@@ -63,7 +62,7 @@ void RequestSocket::read(int client,
   }
 }
 
-void answer(const Descriptor& client, bool done, const std::string& text) {
+void answer(const UniqueFd& client, bool done, const std::string& text) {
   const std::string message = std::string(1, done ? '\0' : '\1') + text;
   static_cast<void>(send(client.get(), message.data(), message.size(), MSG_NOSIGNAL));
 }

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "descriptor.h"
+#include "unique_fd.h"
 
 namespace radio {
 
@@ -22,18 +22,18 @@ class RequestSocket {
   void accept();
 
   // The clients that have not said anything yet.
-  const std::vector<Descriptor>& clients() const { return clients_; }
+  const std::vector<UniqueFd>& clients() const { return clients_; }
 
   // Reads the message of the client with this descriptor, which then belongs to the caller; a
   // client that has gone is forgotten.
-  void read(int client, const std::function<void(Descriptor, std::string_view)>& take);
+  void read(int client, const std::function<void(UniqueFd, std::string_view)>& take);
 
  private:
-  Descriptor listener_;
-  std::vector<Descriptor> clients_;
+  UniqueFd listener_;
+  std::vector<UniqueFd> clients_;
 };
 
-void answer(const Descriptor& client, bool done, const std::string& text);
+void answer(const UniqueFd& client, bool done, const std::string& text);
 
 }  // namespace radio
 

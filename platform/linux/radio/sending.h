@@ -5,15 +5,15 @@
 #include <chrono>
 #include <vector>
 
-#include "descriptor.h"
 #include "nl80211.h"
+#include "unique_fd.h"
 
 namespace radio {
 
 using Clock = std::chrono::steady_clock;
 
 struct Sending {
-  Descriptor client;
+  UniqueFd client;
   Datagram frame;
   bool to_group;  // nobody acknowledges that
   int frequency;

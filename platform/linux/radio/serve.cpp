@@ -87,7 +87,7 @@ int frequency_for(const Radio& radio, const Request& request) {
   return radio.interface.frequency != 0 ? radio.interface.frequency : radio.stays_on;
 }
 
-void send_action(Radio& radio, Descriptor client, const Request& request) {
+void send_action(Radio& radio, UniqueFd client, const Request& request) {
   radio.interface = radio.kernel.interface().value_or(radio.interface);
   const int frequency = frequency_for(radio, request);
   if (frequency == 0) {
@@ -109,7 +109,7 @@ void send_action(Radio& radio, Descriptor client, const Request& request) {
 
 }  // namespace
 
-void serve(Radio& radio, Descriptor client, std::string_view message) {
+void serve(Radio& radio, UniqueFd client, std::string_view message) {
   const Request request = read_request(split(message));
   Outcome outcome{};
   switch (request.wish) {

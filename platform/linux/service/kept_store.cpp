@@ -27,13 +27,10 @@ bool copy_content(int from, int to) {
 // All of it, or nothing: the file comes to its name when it is whole and on the disk.
 bool replace(const std::string& from, const std::string& to) {
   const std::string part = to + ".new";
-  const int source = open_own_to_read(from.c_str());
-  const int target = create_own_file(part.c_str(), 0600);
-  const bool whole = source >= 0 && target >= 0 && copy_content(source, target) &&
-                     fsync(target) == 0 && rename(part.c_str(), to.c_str()) == 0;
-  close(source);
-  close(target);
-  return whole;
+  const UniqueFd source = open_own_to_read(from.c_str());
+  const UniqueFd target = create_own_file(part.c_str(), 0600);
+  return source.open() && target.open() && copy_content(source.get(), target.get()) &&
+         fsync(target.get()) == 0 && rename(part.c_str(), to.c_str()) == 0;
 }
 
 bool same(const struct stat& one, const struct stat& other) {
@@ -51,7 +48,7 @@ void KeptStore::bring_back() const {
   if (lstat(live_.c_str(), &unused) == 0 || replace(kept_, live_)) {
     return;
   }
-  close(open_own_file(live_.c_str(), O_WRONLY, 0600));
+  static_cast<void>(open_own_file(live_.c_str(), O_WRONLY, 0600));
 }
 
 void KeptStore::look() {

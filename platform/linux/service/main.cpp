@@ -40,9 +40,9 @@ void say(const std::string& text) {
 
 // Whole or not at all; nobody else reads it, since it holds the network's key.
 bool write_file(const char* path, const std::string& text) {
-  const int fd = create_own_file(path, 0600);
-  const bool whole = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-  close(fd);
+  const UniqueFd file = create_own_file(path, 0600);
+  const bool whole =
+      write(file.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
   if (!whole) {
     say(std::string(path) + " cannot be written");
   }
