@@ -5,17 +5,21 @@ set -euo pipefail
 fail() { echo "FAILED: $*" >&2; exit 1; }
 work=$2/install root=$2/install/root
 rm -rf "$work"
-cmake -S "$1" -B "$work" -DVORLENT_TESTS=OFF -DCMAKE_INSTALL_SBINDIR=/opt/sbin -DVORLENT_UNIT_DIR=/lib/systemd \
+cmake -S "$1" -B "$work" -DVORLENT_TESTS=OFF -DCMAKE_INSTALL_SBINDIR="/opt/s bin" -DVORLENT_UNIT_DIR=/lib/systemd \
   -DCMAKE_INSTALL_LIBEXECDIR=lib/multi/arch -DCMAKE_INSTALL_DATADIR=/else/data >"$work.log"
 (cd "$2" && find . -maxdepth 2 -type f -perm -u+x ! -path "./install/*" -exec cp --parents {} "$work" \;)
 DESTDIR=$root cmake --install "$work" --prefix /else >>"$work.log"
 links=$(find "$root" -type l)
 [ "$(wc -l <<<"$links")" = 5 ] || fail "not five links: $links"
-for link in $links; do
+while read -r link; do
   to=$(readlink "$link")
   [[ $to = /* ]] && to=$root$to || to=${link%/*}/$to
   [ -e "$to" ] || fail "$link dangles"
-done
-for file in $(sed -n 's/^ExecStart=//p' "$root/lib/systemd/vorlent.service") /else/data/vorlent/wireshark/vorlent.lua; do
-  [ -e "$root$file" ] || fail "$file is not there"
-done
+done <<<"$links"
+[ -e "$root/else/data/vorlent/wireshark/vorlent.lua" ] || fail "the dissector is not there"
+[ -e "$root/opt/s bin/vorlent" ] && grep -qx 'ExecStart="/opt/s bin/vorlent"' "$root/lib/systemd/vorlent.service" ||
+  fail "the unit does not start the daemon"
+
+# At a prefix that is relative, links lead there as well.
+(cd "$work" && cmake --install "$2" --prefix here --component dissector >>"$work.log")
+[ -e "$(echo "$work"/here/*/*/wireshark/plugins/vorlent)/vorlent.lua" ] || fail "a relative prefix"
