@@ -107,7 +107,7 @@ class PagesTest(unittest.TestCase):
             for example in examples(page):
                 self.assertEqual(self.run_here(self.work, example, *self.sandbox), expected)
         log = self.work / "vorlent_dbg.log"
-        self.assertIn("Got SIGUSR1 to push BH credential.", log.read_text(errors="replace"))
+        self.assertIn("Got SIGUSR2 to extend all candidate's timer", log.read_text(errors="replace"))
 
     def test_every_command_of_the_documents_is_run(self):
         for page in DOCUMENTS:
