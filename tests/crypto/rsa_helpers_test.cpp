@@ -1,5 +1,6 @@
 #include "crypto/rsa_helpers.h"
 
+#include <malloc.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -79,11 +80,14 @@ TEST_F(RsaHelpersTest, EncryptsAndDecryptsZeroFilledBlocksOf256) {
     EXPECT_EQ(decrypt_with(key.private_pem, encrypt(key.public_pem, pattern(size))), whole) << size;
     EXPECT_EQ(decrypt(encrypt_for(key.public_pem, pattern(size))), whole) << size;
   }
-  for (const std::string another_file : {"\n", "", ""}) {  // of the same key
-    write_file(RSA_PRI_FILE, key.private_pem + another_file);
+  std::size_t memory = 0;
+  for (std::size_t i = 0; i < 21; ++i) {  // another file each time, and the same key
+    write_file(RSA_PRI_FILE, key.private_pem + std::string(i % 2, '\n'));
     decrypt(air::Bytes(256, 0));
     EXPECT_TRUE(decryption_had_a_key());
+    memory = i == 0 ? mallinfo2().uordblks : memory;
   }
+  EXPECT_LT(mallinfo2().uordblks, memory + 60000) << "20 keys take some 100,000";
   const air::Bytes with_a_stray_byte = encrypt_for(key.public_pem, pattern(256)) + air::Bytes{0};
   EXPECT_EQ(decrypt(with_a_stray_byte), pattern(256) + air::Bytes(256));
 }
