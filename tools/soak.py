@@ -4,7 +4,8 @@
 In a sandbox with a small /tmp of its own the daemon gets random driver events, settings and signals in
 all modes, while the disk fills up, locks are held, files are planted, commands hang and descriptors run
 out. It must be alive at the end and serve a unit, with its memory and descriptors flat, its trouble told
-and not repeated, no planted file's target touched, and no setting lost.
+and not repeated, no planted file's target touched, and no setting lost. Then come floods of events, each in
+one life without trouble: what is kept of each event shows there, be it a leak to the sanitizers or not.
 
 Usage: soak.py VORLENT NVRAM FOLDER MINUTES SEED    (run by script/soak, inside the sandbox)
 """
@@ -62,6 +63,9 @@ BEGINNINGS = [SEARCHING, SEARCHING, SEARCHING, SEARCHING | {"onboarding_role": "
               SEARCHING | {"onboarding_role": "4"}, {"blank_state": "0", "multiap_mode": "3", "enable_mesh_mode": "1"},
               {"blank_state": "0", "multiap_mode": "2", "enable_mesh_mode": "2", "mesh_role": "satallite"}]
 LOADED = 16384  # KiB of a sanitized base that has used its keys
+FLOODS = {"searching unit": SEARCHING, "base": BEGINNINGS[6]}
+FLOOD = 10000  # events, after as many for the heap to get its size
+KEPT_MOST = 100  # bytes of each, which the sanitizers' heap grows by at the most where nothing is kept
 
 
 class Wrong(Exception):
@@ -82,8 +86,15 @@ class Soak:
         with open(self.folder / "stdout", "ab") as output:
             subprocess.run([self.vorlent], stdin=subprocess.DEVNULL, stdout=output, stderr=output, check=False)
         children = pathlib.Path(f"/proc/self/task/{os.getpid()}/children").read_text().split()
-        self.daemon = int(children[0]) if children else None
+        self.daemon = next((int(child) for child in children if self.is_daemon(child)), None)
         self.lives += 1
+
+    def is_daemon(self, pid):
+        """A command that a killed daemon leaves behind is our child, too."""
+        try:
+            return os.readlink(f"/proc/{pid}/exe") == os.path.realpath(self.vorlent)
+        except OSError:
+            return False  # it is over
 
     def see_to(self):
         """Starts the daemon again where it ended as it may; anything else is wrong."""
@@ -110,12 +121,12 @@ class Soak:
             pass  # nobody listens just now
 
     # What happens to any daemon.
-    def some_event(self):
+    def some_event(self, operations=(0x1001, 0x1002, 0x1003, 0x1004, 0x1005)):
         station = self.chance.choice([UNIT, BASE, self.chance.randbytes(6)])
         noise = self.chance.randbytes(self.chance.choice([0, 13, 256, 1024, 1800]))
         datagram = self.chance.choice([
             lambda: probe(station), lambda: scan_result(BASE), lambda: action(station, 0x1000, ELEMENT),
-            lambda: action(station, self.chance.choice([0x1001, 0x1002, 0x1003, 0x1004, 0x1005]), noise),
+            lambda: action(station, self.chance.choice(operations), noise),
             lambda: self.chance.randbytes(self.chance.randrange(1, 1500)),
             lambda: probe(station, noise[:200])])()
         if self.chance.random() < 0.2:
@@ -240,8 +251,8 @@ class Soak:
             raise Wrong(f"{descriptors} descriptors are open")
         self.memory.append(pages * 4)
 
-    def serve_at_the_end(self):
-        for key, value in (("multiap_mode", "3"), ("enable_mesh_mode", "1"), ("blank_state", "0")):
+    def begin_in(self, beginning):
+        for key, value in beginning.items():
             self.set(key, value)
         subprocess.run([self.nvram, "unset", "mesh_role_manual"], check=False)
         for _ in range(2):  # the first life may have been in any mode
@@ -249,6 +260,29 @@ class Soak:
                 os.kill(self.daemon, signal.SIGTERM)
                 os.waitpid(self.daemon, 0)
             self.start()
+
+    def flood(self, mode):
+        """Events as fast as they are taken. Returns how many bytes of each the daemon keeps."""
+        def send(count):
+            for i in range(count):
+                self.some_event((0x1001, 0x1002, 0x1004, 0x1005))  # 1003 may end a unit's life
+                while i % 50 == 0 and re.search(r":D988 .*? [\dA-F]{8}:(?!0{8})", pathlib.Path("/proc/net/udp").read_text()):
+                    time.sleep(0.002)
+
+        def heap():
+            status = pathlib.Path(f"/proc/{self.daemon}/status").read_text()
+            return 1024 * int(re.search(r"RssAnon:\s+(\d+)", status)[1])
+        self.begin_in(FLOODS[mode])
+        send(FLOOD)
+        before = heap()
+        send(FLOOD)
+        kept = (heap() - before) // FLOOD
+        if kept > KEPT_MOST:
+            raise Wrong(f"a {mode} keeps {kept} bytes of each event")
+        return kept
+
+    def serve_at_the_end(self):
+        self.begin_in(FLOODS["base"])
         commands = self.folder / "commands"
         deadline = time.monotonic() + 30
         while time.monotonic() < deadline:
@@ -274,10 +308,11 @@ class Soak:
         first, last = max(self.memory[:2 * third + 1]), max(self.memory[-third - 1:])
         if last > 1.25 * max(first, LOADED):  # a short run may have had no base before
             raise Wrong(f"memory grew from {first} to {last} KiB")
+        kept = ", ".join(f"{self.flood(mode)} bytes of each event kept by a {mode}" for mode in FLOODS)
         if list(self.folder.glob("sanitizer*")):
             raise Wrong("the sanitizers have something to say: " + str(next(self.folder.glob("sanitizer*"))))
         troubles = ", ".join(f"{count} {name.replace('_', ' ')}" for name, count in sorted(self.troubles.items()))
-        print(f"{self.lives} lives, {troubles}; {self.counter} settings counted; {first} to {last} KiB. All is well.")
+        print(f"{self.lives} lives, {troubles}; {self.counter} settings counted; {first} to {last} KiB; {kept}. All is well.")
 
 
 def main():
