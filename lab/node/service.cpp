@@ -38,8 +38,22 @@ void look_again(Mesh& mesh, Node& node, std::uint64_t number) {
   }
 }
 
+WaitingFrame waiting_frame(const DriverTold& told) {
+  constexpr std::size_t kPeer = 64;
+  constexpr std::size_t kData = 88;
+  constexpr std::size_t kAttrId = kData + 5;
+  WaitingFrame frame{told.from, told.operation, told.frame, told.operation == 0};
+  Mac peer{};
+  const View named = slice(told.datagram, kPeer, peer.size());
+  std::copy(named.begin(), named.end(), peer.begin());
+  frame.station = text_of(peer);
+  frame.attr_id = be16(told.datagram, kAttrId).value_or(0);
+  frame.size = slice(told.datagram, kData).size();
+  return frame;
+}
+
 void take(Mesh& mesh, Node& node, const DriverTold& told) {
-  WaitingFrame frame{told.from, told.operation, told.frame};
+  WaitingFrame frame = waiting_frame(told);
   if (!node.sandbox.daemon_runs) {
     judge(mesh, node, frame, "no daemon runs there");
   } else if (!serves_handshakes(node.platform.mode)) {
@@ -54,24 +68,52 @@ void take(Mesh& mesh, Node& node, const DriverTold& told) {
   }
 }
 
-// "1000 from STA: 02:a7:00:00:00:01": what came before it and is not in the log was passed over.
-void begin(Mesh& mesh, Node& node, std::string_view text) {
-  int operation = 0;
-  std::from_chars(text.data(), text.data() + text.size(), operation);
-  const std::string_view station = text.substr(text.rfind(' ') + 1);
+std::string_view last_word(std::string_view text) {
+  return text.substr(text.rfind(' ') + 1);
+}
+
+unsigned number_in(std::string_view text, int base) {
+  unsigned number = 0;
+  std::from_chars(text.data(), text.data() + text.size(), number, base);
+  return number;
+}
+
+// The daemon works on the first frame that is so; what came before it and is not in the log was
+// passed over.
+template <typename IsSo>
+void begin(Mesh& mesh, Node& node, IsSo is_so) {
   auto& waiting = node.service.waiting;
-  const auto frame = std::find_if(waiting.begin(), waiting.end(), [&](const auto& each) {
-    return each.operation == operation && text_of(each.from->radio.mac) == station;
-  });
+  const auto frame = std::find_if(waiting.begin(), waiting.end(), is_so);
   node.service.current.reset();
   if (frame == waiting.end()) {
-    return;  // forged
+    return;  // told before this was looked at
   }
   node.service.current = *frame;
   std::for_each(waiting.begin(), frame, [&](WaitingFrame& passed) {
     judge(mesh, node, passed, "its daemon took no notice of it");
   });
   waiting.erase(waiting.begin(), frame + 1);
+}
+
+// "1000 from STA: 02:a7:00:00:00:01"
+void begin_taken(Mesh& mesh, Node& node, std::string_view text) {
+  begin(mesh, node, [&](const WaitingFrame& each) {
+    return each.attr_id == number_in(text, 16) && each.station == last_word(text);
+  });
+}
+
+// "9 bytes from STA: 02:a7:00:00:00:01: data cut off or too large"
+void begin_dropped(Mesh& mesh, Node& node, std::string_view text) {
+  constexpr std::string_view kFrom = "STA: ";
+  constexpr std::size_t kStation = 17;
+  const std::size_t station = text.find(kFrom);
+  begin(mesh, node, [&](const WaitingFrame& each) {
+    return each.size == number_in(text, 10) && station != text.npos &&
+           text.substr(station + kFrom.size(), kStation) == each.station;
+  });
+  if (node.service.current) {
+    judge(mesh, node, *node.service.current, "the daemon drops it: it is cut off or too large");
+  }
 }
 
 bool begins_with(std::string_view text, std::string_view begin) {
@@ -105,10 +147,13 @@ std::string_view message_of(std::string_view line) {
 
 void read(Mesh& mesh, Node& node, const std::string& line) {
   constexpr std::string_view kTaken = "Got action frame with attr_id:";
+  constexpr std::string_view kDropped = "drop action frame of ";
   Service& service = node.service;
   const std::string_view text = message_of(line);
   if (begins_with(text, kTaken)) {
-    begin(mesh, node, text.substr(kTaken.size()));
+    begin_taken(mesh, node, text.substr(kTaken.size()));
+  } else if (begins_with(text, kDropped)) {
+    begin_dropped(mesh, node, text.substr(kDropped.size()));
   } else if (begins_with(text, "Over MAX support clients!!")) {
     if (!std::exchange(service.table_full, true)) {
       publish(mesh, node, TableFull{});
@@ -131,7 +176,7 @@ void forget(Mesh& mesh, Node& node) {
 
 void service_notices(Mesh& mesh, const Happening& seen) {
   Node& node = seen.node;
-  if (const auto* told = seen.as<DriverTold>(); told != nullptr && told->operation != 0) {
+  if (const auto* told = seen.as<DriverTold>(); told != nullptr && told->from != nullptr) {
     take(mesh, node, *told);
   } else if (const auto* logged = seen.as<Logged>(); logged != nullptr) {
     read(mesh, node, logged->line);

@@ -2,6 +2,7 @@
 // what `wl` refuses. And what a terminal shows of it.
 #include <sstream>
 
+#include "air/driver_event.h"
 #include "results/console.h"
 #include "wrong_use.h"
 
@@ -112,6 +113,38 @@ TEST_F(Air, APowerCutEndsWhatWasUnderWay) {
   EXPECT_LE(kinds[FrameKind::probe_request], 1);
   EXPECT_EQ(wl_of("unit-1", "escanresults").status, 1);
   EXPECT_TRUE(told["unit-1"].empty()) << "it heard of nothing";
+}
+
+TEST_F(Air, WhatAStrangerForgesGivesNoUnitAReason) {
+  std::vector<std::string> reasons;
+  mesh.watchers.emplace_back([&](const Happening& seen) {
+    if (const auto* unserved = seen.as<Unserved>()) {
+      reasons.push_back(std::to_string(unserved->frame) + ": " + unserved->why);
+    }
+  });
+  add_stranger(mesh);
+  node("base").sandbox.daemon_runs = true;
+  node("base").platform.mode = 5;
+  const Mac unit = node("unit-1").radio.mac;
+  std::uint64_t number = 0;
+  // All in the name of unit-1: two by the stranger, two by the unit itself.
+  for (const char* body :
+       {"0409027e911000000d", "0409027e9110000000", "0409027e9110000000", "0409027e911000ffff"}) {
+    const Node& from = node(number < 2 ? "stranger" : "unit-1");
+    const int operation = number < 2 ? 0 : 1000;
+    publish(mesh, node("base"),
+            DriverTold{driver_event(EventType::action_frame, 0, {}, unit, *parse_hex(body)), &from,
+                       operation, ++number});
+  }
+  const std::string taken = "[p][1]Got action frame with attr_id:1000 from STA: " + text_of(unit);
+  const std::string dropped =
+      "[p][1]drop action frame of 9 bytes from STA: " + text_of(unit) + ": data";
+  for (const std::string& line : {dropped, taken, std::string("[h][1]Invalid ie."), taken,
+                                  std::string("[h][1]Cannot find the client (x)"), dropped}) {
+    publish(mesh, node("base"), Logged{line});
+  }
+  EXPECT_THAT(reasons, ElementsAre("3: it has no row in the base's table",
+                                   "4: the daemon drops it: it is cut off or too large"));
 }
 
 TEST_F(Air, AWrongCallFailsWithAMessage) {
