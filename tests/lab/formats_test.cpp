@@ -4,6 +4,7 @@
 
 #include "air/frames.h"
 #include "node/unit_nvram.h"
+#include "results/json.h"
 #include "results/pcapng.h"
 
 namespace lab {
@@ -36,6 +37,21 @@ TEST(Nvram, ACutStoreIsKnownToBeCut) {
   EXPECT_TRUE(is_whole(whole));
   for (std::size_t length = 0; length < whole.size(); ++length) {
     EXPECT_FALSE(is_whole(whole.substr(0, length))) << length;
+  }
+}
+
+// What a log holds need not be text; the page and the timeline are.
+TEST(Json, IsTextWhateverIsPutIntoIt) {
+  const std::string bad = "\xef\xbf\xbd";
+  const std::vector<std::pair<std::string, std::string>> cases{
+      {"\xc3\xa9 \xe2\x82\xac \xf0\x9f\x93\xb6", "\xc3\xa9 \xe2\x82\xac \xf0\x9f\x93\xb6"},
+      {"a\xaa\xff", "a" + bad + bad},
+      {"\xe2\x82", bad + bad},
+      {"\xc0\xaf", bad + bad},
+      {"\xed\xa0\x80", bad + bad + bad},
+      {"\xf4\x90\x80\x80", bad + bad + bad + bad}};
+  for (const auto& [put, found] : cases) {
+    EXPECT_EQ(text_of(Json(cJSON_CreateString(put.c_str()))), "\"" + found + "\"");
   }
 }
 
