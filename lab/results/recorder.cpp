@@ -284,6 +284,9 @@ bool copy_evidence(const Recorder& recorder, Mesh& mesh) {
        {"lab/stdout.log", ".stdout"}}};
   bool whole = true;
   for (const auto& node : mesh.nodes) {
+    if (node->kind == NodeKind::stranger) {
+      continue;  // it has no box
+    }
     for (const auto& [name, suffix] : kFiles) {
       const auto text = read_in_box(node->sandbox.folder, name);
       if (text) {
