@@ -49,12 +49,6 @@ class WebTest(unittest.TestCase):
     def text(self, name):
         return self.browser.find_element(By.ID, name).text
 
-    def look_again(self, name):
-        """A live unit's log is judged when it is chosen."""
-        self.browser.execute_script("show(mesh.chosen)")
-        time.sleep(1)
-        return self.text(name)
-
     def press(self, text):
         self.browser.find_element(By.XPATH, f"//button[text()='{text}']").click()
 
@@ -74,7 +68,7 @@ class WebTest(unittest.TestCase):
         self.see(lambda: "goes on" in self.text("title"))
         self.browser.find_elements(By.CSS_SELECTOR, ".node")[2].click()
         self.see(lambda: self.text("state") == "6 installed satellite" and self.text("channel") == "channel 6")
-        self.see(lambda: "its own log: installed" in self.look_again("why"))
+        self.see(lambda: "its own log: installed" in self.text("why"))
         self.press("power-cut")
         self.see(lambda: self.text("state") == "switched off" and self.text("channel") == "")
         self.browser.find_element(By.ID, "play").click()  # a pause
@@ -105,7 +99,7 @@ class WebTest(unittest.TestCase):
         self.assertEqual([entry["message"] for entry in self.browser.get_log("browser") if "/order" not in entry["message"]], [])
         run.send_signal(signal.SIGINT)
         self.assertEqual(run.wait(30), 130)
-        self.see(lambda: re.search("was interrupted|does not answer", self.text("title")))
+        self.see(lambda: "was interrupted" in self.text("title"))
         self.browser.get((self.out / "report.html").as_uri())
         self.see(lambda: "was interrupted" in self.text("title") and "not yet: unit-1 logs" in self.text("verdicts"))
         self.plays_again((self.out / "by-hand.scenario").read_text(), scenario)

@@ -27,7 +27,7 @@ function paintFlights() {
   if (canvas.width !== size[0]) [canvas.width, canvas.height] = size;
   const pen = canvas.getContext('2d'), styles = getComputedStyle(document.documentElement);
   pen.setTransform(dots * scale, 0, 0, dots * scale, 0, 0);
-  pen.clearRect(0, 0, 1000, 540);
+  pen.clearRect(0, 0, 1000, 560);
   const flight = .6 * Math.max(speed(), .2);
   let k = run.frames.length - 1;
   while (k >= 0 && run.frames[k].t > mesh.view) --k;

@@ -82,6 +82,7 @@ function watch() {
     if (entry.what === 'now') {
       mesh.clock = {t: entry.t, rate: entry.rate, seen: performance.now()};
       run.seconds = Math.max(run.seconds, entry.t);
+      fillHead();
     } else if (entry.what === 'result') {
       Object.assign(run, entry, {live: false});
       stream.close();

@@ -14,6 +14,7 @@ function apply(entry) {
   if (!node) return;
   node.changed = true;
   if (entry.what === 'mode') Object.assign(node, {mode: entry.mode, last: 0});
+  if (entry.what === 'mode' && node === mesh.nodes[mesh.chosen]) askWhyAnew();
   if (entry.what === 'frame') node.last = entry.operation;
   if (entry.what === 'heard' && entry.operation === 1004) node.last = 1004;
   if (entry.what === 'arrived') node.there = true;
@@ -54,13 +55,14 @@ function onEllipse(share, width, height) {
 function place(i) {
   const alike = run.units.filter(n => n.kind === run.units[i].kind), k = alike.indexOf(run.units[i]);
   if (isStranger(i)) return [940, 40];
-  if (run.units[i].kind === 'base') return [500 + (k - (alike.length - 1) / 2) * 160, 270];
+  if (run.units[i].kind === 'base') return [500 + (k - (alike.length - 1) / 2) * (isFew() ? 260 : 160), 270];
   const units = alike.length, inner = units > 24 ? Math.floor(units * .38) : 0;
-  const ring = k < inner ? [k / inner, 270, 125] : [(k - inner) / (units - inner), 450, 222];
+  const ring = k < inner ? [k / inner, 270, 125] : [(k - inner) / (units - inner), isFew() ? 410 : 450, 222];
   return onEllipse(...ring);
 }
 
-const isCrowd = () => run.units.length > 24;
+const isCrowd = () => run.units.length > 24, isSome = () => run.units.length <= 16;
+const isFew = () => run.units.length <= 9 && run.units.filter(node => node.kind === 'base').length <= 2;
 function addNode(i) {
   const group = svg('g', {class: 'node', role: 'button', tabindex: -1}, by('picture').firstChild);
   const text = style => svg('text', {'text-anchor': 'middle', class: style}, group);
@@ -76,7 +78,9 @@ function addNode(i) {
 
 // Where each of them is, for as many as there are now.
 function layOut() {
-  by('picture').firstChild.classList.toggle('many', isCrowd());
+  const styles = by('picture').firstChild.classList;
+  styles.toggle('many', isCrowd());
+  styles.toggle('few', isFew());
   mesh.nodes.forEach((node, i) => {
     const [x, y] = place(i), radius = isCrowd() ? 20 : 30;
     const put = (text, down) => { text.setAttribute('x', x); text.setAttribute('y', y + down); };
@@ -100,7 +104,7 @@ function moveFocus(event) {
 }
 
 function drawMesh() {
-  by('picture').prepend(svg('svg', {viewBox: '0 0 1000 540', role: 'group', 'aria-label': 'The mesh: the arrow keys go from one to the next'}));
+  by('picture').prepend(svg('svg', {viewBox: '0 0 1000 560', role: 'group', 'aria-label': 'The mesh: the arrow keys go from one to the next'}));
   run.units.forEach((unit, i) => addNode(i));
   by('whose').addEventListener('change', () => { mesh.byHand = true; show(+by('whose').value); });
   by('picture').addEventListener('keydown', moveFocus);
@@ -111,8 +115,8 @@ function drawMesh() {
     html('i', item).style.background = `var(--m${mode})`;
     item.append(mode < 0 ? '– ' + modeNames[mode] : modeNames[mode]);
   }
-  html('span', by('mesh-legend'), '‖ frozen');
-  html('span', by('mesh-legend'), 'beside a name: its channel');
+  html('span', by('mesh-legend'), '‖ frozen, with a red ring, as is who is mute');
+  html('span', by('mesh-legend'), 'with each name: its channel');
 }
 
 function paintNode(node, i) {
@@ -121,8 +125,9 @@ function paintNode(node, i) {
   node.group.classList.toggle('frozen', node.frozen || node.mute);
   node.circle.setAttribute('fill', stranger ? 'var(--bad)' : `var(--m${node.mode})`);
   node.digit.textContent = stranger ? '!' : node.frozen ? '‖' : node.mode < 0 ? '–' : node.mode;
-  node.name.textContent = isCrowd() ? unit.replace('unit-', '') + (channel && `·${channel}`) : unit + (channel && `, ch ${channel}`);
-  node.stage.textContent = mesh.nodes.length > 9 ? '' : waiting || stage.replace(/^\d /, '');
+  node.name.textContent = isFew() ? unit + (channel && `, ch ${channel}`) : isSome() ? unit :
+    unit.replace('unit-', '') + (channel && `·${channel}`);
+  node.stage.textContent = isFew() ? waiting || stage.replace(/^\d /, '') : isSome() && channel ? `ch ${channel}` : '';
   node.group.setAttribute('aria-label', `${unit}: ${stateOf(i)}${channel && `, channel ${channel}`}`);
   if (i === mesh.chosen) showState();
 }

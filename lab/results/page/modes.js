@@ -60,6 +60,19 @@ function drawBars(chart, node, axis, place, used) {
   });
 }
 
+// Each says how much is left out; below, where there is room for it.
+function drawBreaks(chart, axis, left, width, height) {
+  let drawn = -99;
+  for (const cut of axis.breaks) {
+    const x = left + cut.x * width, group = svg('g', {}, chart);
+    svg('path', {d: `M${x - 4} 0V${height}M${x + 4} 0V${height}`, stroke: 'var(--card)', 'stroke-width': 2}, group);
+    hint(group, () => `${span(cut.skipped)} are left out, in which nothing changed`);
+    if (x - drawn < 56) continue;
+    svg('text', {x, y: height + 32, 'text-anchor': 'middle'}, group, '+' + span(cut.skipped));
+    drawn = x;
+  }
+}
+
 // Marks that would cover each other are one, with all their sentences.
 function drawMarks(chart, i, axis, place) {
   let last = null;
@@ -109,11 +122,7 @@ function fillModes(box) {
     drawBars(chart, run.units[i], axis, place, used);
   });
   nodes.forEach((i, k) => drawMarks(chart, i, axis, {left, width, row, y: k * row}));
-  for (const cut of axis.breaks) {
-    const x = left + cut.x * width;
-    svg('path', {d: `M${x - 4} 0V${height}M${x + 4} 0V${height}`, stroke: 'var(--card)', 'stroke-width': 2}, chart);
-    svg('text', {x, y: height + 32, 'text-anchor': 'middle'}, chart, '+' + span(cut.skipped));
-  }
+  drawBreaks(chart, axis, left, width, height);
   drawLegend(used);
   Object.assign(modes, {axis, left, width, line: svg('line', {y1: 0, y2: height, stroke: 'var(--ink)', 'stroke-dasharray': '2 2'}, chart)});
   showMoment();

@@ -86,6 +86,7 @@ function fillTable(box) {
 // What does not hold stands first and open, what holds is folded away where it is much.
 function listVerdicts() {
   by('verdicts').textContent = '';
+  if (run.live) { html('p', by('verdicts'), "Judged at the run's end."); return; }
   const held = run.expectations.filter(v => v.holds), failed = html('ul', by('verdicts'));
   if (run.interrupted) html('p', by('verdicts'), 'The run was interrupted: what does not hold yet might have come.');
   for (const verdict of run.expectations.filter(v => !v.holds)) {

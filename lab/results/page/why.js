@@ -40,9 +40,13 @@ function addRecord(name, record, parent) {
 }
 
 // A live unit's log is judged when it is asked for; an answer that comes late, for another, is dropped.
-let asked = 0;
+let asked = 0, due = 0;
+function askWhyAnew() {
+  if (run.live && !due) due = setTimeout(() => { due = 0; tellWhy(); }, 1500);
+}
 async function tellWhy() {
   const mine = ++asked, chosen = run.units[mesh.chosen];
+  by('until').textContent = run.live ? 'so far' : "up to the run's end";
   if (!by('reasons').open || chosen.kind === 'stranger') { by('why').textContent = ''; return; }
   const bases = chosen.kind === 'unit' ? run.units.filter(unit => unit.kind === 'base').map(unit => unit.unit) : [];
   const names = [chosen.unit, ...bases], records = await Promise.all(names.map(verdictOf));
