@@ -109,7 +109,8 @@ class WebTest(unittest.TestCase):
         self.assertRegex(text, r"(?s)units 3\ntime-lapse 1\n.*seed 1\nat [0-9.]+s: unit-2 power-cut\nat [0-9.]+s: unit-2 power-on\n"
                          r"at [0-9.]+s: base hold\nloss 9% from unit-1 at [0-9.]+s until 170s\nat [0-9.]+s: unit-3 arrive\n"
                          r"at [0-9.]+s: base approve unit-3\nat [0-9.]+s: base push\n$")
-        scenario.write_text(text.replace('expect unit-1 logged "never said"', "expect unit-3 sent 1000 at least 1"))
+        # How far each is by then depends on the machine.
+        scenario.write_text(re.sub("(?m)^expect .*\n", "", text) + "expect unit-3 sent 1000 at least 1\n")
         again = subprocess.run([MESHLAB, "run", "--json", "--out", self.out, scenario], stdout=subprocess.PIPE, check=False)
         self.assertEqual(again.returncode, 0, again.stdout)
 

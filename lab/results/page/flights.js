@@ -20,7 +20,19 @@ function paintFlight(pen, frame, way, color) {
 }
 
 // Frames in flight: each takes 0.6 s of the watcher's time from sender to receiver.
+function framesInFlight(flight) {
+  const found = [];
+  let k = run.frames.length - 1;
+  while (k >= 0 && run.frames[k].t > mesh.view) --k;
+  for (; k >= 0 && run.frames[k].t > mesh.view - flight; --k) found.push(run.frames[k]);
+  return found;
+}
+
+let flew = false;
 function paintFlights() {
+  const flight = .6 * Math.max(speed(), .2), frames = framesInFlight(flight);
+  if (!frames.length && !flew) return;  // the canvas, which is dear to paint, is empty
+  flew = frames.length > 0;
   const canvas = by('flights'), picture = by('picture').firstChild.getBoundingClientRect();
   const scale = picture.width / 1000, dots = devicePixelRatio || 1;
   const size = [picture.width, picture.height].map(length => Math.round(length * dots));
@@ -28,10 +40,5 @@ function paintFlights() {
   const pen = canvas.getContext('2d'), styles = getComputedStyle(document.documentElement);
   pen.setTransform(dots * scale, 0, 0, dots * scale, 0, 0);
   pen.clearRect(0, 0, 1000, 560);
-  const flight = .6 * Math.max(speed(), .2);
-  let k = run.frames.length - 1;
-  while (k >= 0 && run.frames[k].t > mesh.view) --k;
-  for (; k >= 0 && run.frames[k].t > mesh.view - flight; --k) {
-    paintFlight(pen, run.frames[k], (mesh.view - run.frames[k].t) / flight, name => styles.getPropertyValue(name));
-  }
+  for (const frame of frames) paintFlight(pen, frame, (mesh.view - frame.t) / flight, name => styles.getPropertyValue(name));
 }

@@ -1,4 +1,5 @@
 // Time goes on, is stopped and moved; what is told is taken and drawn.
+let figuresDue = false;
 const speed = () => mesh.following ? mesh.clock?.rate ?? 1 : +by('speed').value;
 function goTo(time) {
   const to = Math.max(0, Math.min(time, run.seconds));
@@ -8,12 +9,32 @@ function goTo(time) {
   while (mesh.at < run.entries.length && run.entries[mesh.at].t <= mesh.view) apply(run.entries[mesh.at++]);
 }
 function unfollow() { mesh.following = false; by('live').setAttribute('aria-pressed', 'false'); }
-function setPlaying(on) { mesh.playing = on; by('play').textContent = on ? 'Pause' : 'Play'; }
+function setPlaying(on) {
+  mesh.playing = on;
+  by('play').textContent = on ? 'Pause' : 'Play';
+  paintFigures();
+}
 function stepBy(way) {
   unfollow(); setPlaying(false);
   const times = run.entries.filter(e => e.what !== 'nvram').map(e => e.t);
   const next = way > 0 ? times.find(t => t > mesh.view) : times.filter(t => t < mesh.view).pop();
   goTo(next ?? (way > 0 ? run.seconds : 0));
+}
+
+// Nothing is painted where nothing has moved; figures that nobody can read so fast, now and then.
+let shownTime = '';
+function paintTime() {
+  const now = `${mesh.view} ${run.seconds} ${speed()} ${innerWidth}`;
+  if (now !== shownTime) paintFlights();
+  figuresDue ||= now !== shownTime;
+  shownTime = now;
+  if (figuresDue && mesh.frames % 6 === 0) paintFigures();
+}
+function paintFigures() {
+  figuresDue = false;
+  if (+by('slider').max !== run.seconds) by('slider').max = run.seconds;
+  by('slider').value = mesh.view;
+  by('now').textContent = `${mesh.view.toFixed(2)} of ${run.seconds.toFixed(0)} s`;
 }
 
 let shownEntries = -1, lastFrame = 0;
@@ -28,21 +49,31 @@ function frame(now) {
   }
   mesh.frames = (mesh.frames ?? 0) + 1;
   paintNodes();
-  paintFlights();
-  by('slider').max = run.seconds;
-  by('slider').value = mesh.view;
-  by('now').textContent = `${mesh.view.toFixed(2)} of ${run.seconds.toFixed(0)} s`;
+  paintTime();
   if (mesh.frames % 15 === 0) everyQuarter();
   if (shownEntries !== mesh.at) { shownEntries = mesh.at; tellStory(); }
   requestAnimationFrame(frame);
 }
 
-function everyQuarter() {
-  tellLog();
-  if (!mesh.moved) return;
-  mesh.moved = false;
+// What is drawn anew takes a tenth of the time at most, however much there is.
+const seldom = draw => {
+  let next = 0;
+  return () => {
+    const begun = performance.now();
+    if (begun < next) return false;
+    draw();
+    next = begun + 11 * (performance.now() - begun);
+    return true;
+  };
+};
+
+const followMoment = seldom(() => {
   showMoment();
   if (by('near').value > 1) drawChosen();
+});
+function everyQuarter() {
+  tellLog();
+  if (mesh.moved) mesh.moved = !followMoment();
 }
 
 function drawCharts() {
@@ -76,6 +107,8 @@ function loseTouch() {
 function watch() {
   const stream = new EventSource('stream' + location.search);
   let late = 0;
+  const drawSeldom = seldom(() => { drawTable(); drawCharts(); });
+  const drawLate = () => { late = drawSeldom() ? 0 : setTimeout(drawLate, 1000); };
   stream.onerror = loseTouch;
   stream.onmessage = event => {
     const entry = JSON.parse(event.data);
@@ -90,7 +123,7 @@ function watch() {
       settle();
     } else {
       take(entry);
-      if (!late) late = setTimeout(() => { late = 0; fillHead(); drawTable(); drawCharts(); }, 1000);
+      if (!late) late = setTimeout(drawLate, 1000);
     }
   };
 }
@@ -114,7 +147,9 @@ function wire() {
   by('logs').addEventListener('toggle', tellLog);
   by('zoom').addEventListener('change', zoomModes);
   by('search').addEventListener('input', () => { table.search = by('search').value.toLowerCase(); drawTable(); });
-  addEventListener('resize', drawCharts);
+  const repaint = () => { shownTime = ''; drawCharts(); };
+  addEventListener('resize', repaint);
+  matchMedia('(prefers-color-scheme: dark)').addEventListener('change', repaint);
   hearHints('story', 'What happened to it');
   hearHints('modes', 'Modes and causes');
   hearHints('sequence', 'Frames');

@@ -8,7 +8,6 @@ function frameStyle(frame) {
 
 function drawArrow(frame, lines, parent) {
   const picture = svg('svg', {width: lines.width}, parent), {color} = frameStyle(frame);
-  for (const line of lines.at.values()) svg('line', {x1: line, x2: line, y1: 0, y2: '100%', stroke: 'var(--faint)'}, picture);
   const from = lines.at.get(frame.from), to = lines.at.get(frame.to) ?? from + 40, way = Math.sign(to - from), y = 10;
   const tip = frame.lost ? from + (to - from) * .6 : to - way * (frame.unserved ? 8 : 2);
   svg('line', {x1: from, x2: tip, y1: y, y2: y, stroke: color, 'stroke-width': 2,
@@ -32,7 +31,7 @@ function drawFrame(frame, lines, parent) {
 // Where each station's line stands, in the columns that have room.
 function placeLines(shown, room) {
   const gap = Math.max(60, Math.min(230, Math.floor((room - 62 - 280) / Math.max(1, shown.length - 1))));
-  return {at: new Map(shown.map((i, k) => [i, 30 + k * gap])), width: 60 + (shown.length - 1) * gap};
+  return {gap, at: new Map(shown.map((i, k) => [i, 30 + k * gap])), width: 60 + (shown.length - 1) * gap};
 }
 
 function drawSequence(all, box) {
@@ -43,6 +42,7 @@ function drawSequence(all, box) {
   box.textContent = '';
   const list = html('div', box, undefined, 'frames');
   list.style.setProperty('--arrows', lines.width + 'px');
+  list.style.setProperty('--gap', lines.gap + 'px');
   const heads = html('div', list, undefined, 'heads');
   html('time', heads, 's');
   const names = svg('svg', {width: lines.width}, heads);
