@@ -51,6 +51,15 @@ TEST(Networks, NoBytesOfAnSsidOrPassPhraseReachTheProgramsAsTheyStand) {
   }
 }
 
+TEST(Networks, TheFrontNetworkHasAnInterfaceOfItsOwn) {
+  for (const auto& [name, front] : {std::pair("wlan0", "wlan0f"),
+                                    {"wlx00c0ca8fab12", "wlx00c0ca8fab1f"},
+                                    {"wlx00c0ca8fab1f", "wlx00c0ca8fab1g"}}) {
+    EXPECT_NE(with(kBase, "wl0_ifname", name).text.find(std::string("\nbss=") + front + "\n"),
+              std::string::npos);
+  }
+}
+
 TEST(Networks, NothingIsMadeOfASettingThatNoNetworkHas) {
   const auto refused = [](const char* key, const std::string& value) {
     const service::Configuration made = with(kBase, key, value);

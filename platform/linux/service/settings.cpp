@@ -109,6 +109,13 @@ std::string hostapd_network(const Network& network) {
          "\nwpa_psk=" + key_of(network) + "\n";
 }
 
+// The second network's interface, which has to have a name of its own: a longest one, as cards on
+// USB are given it by their address, may end with the "f" itself.
+std::string front_of(const std::string& interface) {
+  const std::string out = interface.substr(0, kInterfaceMax - 1) + "f";
+  return out == interface ? interface.substr(0, kInterfaceMax - 1) + "g" : out;
+}
+
 std::string hostapd_text(const Settings& settings) {
   const int channel = channel_number(settings.channel);
   std::string out = "interface=" + settings.interface + "\nctrl_interface=" + kHostapdSockets +
@@ -122,8 +129,7 @@ std::string hostapd_text(const Settings& settings) {
   }
   out += hostapd_network(settings.backhaul);
   if (!settings.front.ssid.empty()) {
-    out += "bss=" + settings.interface.substr(0, kInterfaceMax - 1) + "f\n" +
-           hostapd_network(settings.front);
+    out += "bss=" + front_of(settings.interface) + "\n" + hostapd_network(settings.front);
   }
   return out;
 }
