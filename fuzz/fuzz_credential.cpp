@@ -12,7 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   TargetBssInfo& target = context.target;
   require(context.cur_mode == ONBOARD_MODE_TEMP_SATELLITE || target.bh_ssid[0] == 0, "all or none");
   if (read_bh_credential(content, elements) && unfit_bh_setting(elements) == nullptr) {
-    store_bh_credential(elements, target);
+    set_target_credentials(elements, target);
     platform().nvram = {{"bh_ssid", target.bh_ssid.data()},
                         {"bh_wpa_psk", target.bh_password.data()},
                         {"bh_crypto", target.bh_crypto.data()},

@@ -50,7 +50,8 @@ void serve_signals() {
 }
 
 // Everything up to the main loop. Returns the exit status and says through `ready` whether the loop
-// shall run.
+// shall run. The port comes before the process detaches, so that whoever starts a second daemon is
+// told by its exit status; the number of the process comes after, since detaching changes it.
 int start(int& event_fd, bool& ready) {
   epoll_fd = init_epoll();
   const int error = open_eventfd(event_fd);
@@ -95,7 +96,7 @@ void save_before_restart() {
 }
 
 void stop(int& event_fd) {
-  close_eventfd(event_fd);
+  close_eventfd(event_fd);  // before the restart, which starts a daemon that wants the port
   if (context.need_restart != 0) {
     save_before_restart();
     run_command("vexo_service restart");

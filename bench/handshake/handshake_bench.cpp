@@ -50,7 +50,7 @@ void read_credentials(benchmark::State& state) {
   measure(state, [&] {
     CredentialElements elements{};
     if (read_bh_credential(content, elements) && unfit_bh_setting(elements) == nullptr) {
-      store_bh_credential(elements, context.target);
+      set_target_credentials(elements, context.target);
     }
   });
 }

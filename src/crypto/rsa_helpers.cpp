@@ -57,6 +57,12 @@ bool write_key_pair(BIO* pri, BIO* pub) {
          PEM_write_bio_RSA_PUBKEY(pub, key.get()) == 1;
 }
 
+void print_file(const char* path) {
+  std::array<char, 64> command{};
+  (void)snprintf(command.data(), command.size(), "cat %s", path);
+  run_command(command.data());
+}
+
 Key read_public_key(ByteView pem) {
   const Bio memory(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
   Key key(memory == nullptr
@@ -138,10 +144,6 @@ bool within_bound(ByteView data) {
   return false;
 }
 
-std::size_t fragments_of(ByteView data) {
-  return (data.size() + RSA_BLOCK - 1) / RSA_BLOCK;
-}
-
 Block zero_filled_block(ByteView data, std::size_t fragment) {
   Block block{};
   const ByteView part = clipped(data, fragment * RSA_BLOCK, RSA_BLOCK);
@@ -149,10 +151,16 @@ Block zero_filled_block(ByteView data, std::size_t fragment) {
   return block;
 }
 
-void announce_fragments(ByteView data, std::size_t fragments) {
+// How many blocks the data takes, said where it is more than one. No data counts as one.
+std::size_t announced_fragments(ByteView data) {
+  if (data.size() <= RSA_BLOCK) {
+    return 1;
+  }
+  const std::size_t fragments = (data.size() + RSA_BLOCK - 1) / RSA_BLOCK;
   (void)printf("data size (%d) is over toleration encypted size (%d)\n", text_size(data),
                static_cast<int>(RSA_BLOCK));
   (void)printf("Will seperate the data into %d fragments\n", static_cast<int>(fragments));
+  return fragments;
 }
 
 // One block of raw RSA into its place in `out`. Returns what libcrypto gave: 256, or -1.
@@ -231,8 +239,8 @@ int rsa_gen_key_pair() {
     (void)unlink(RSA_PUB_FILE);
   }
   ERR_clear_error();
-  run_command("cat /tmp/rsa_pri.pem");
-  run_command("cat /tmp/rsa_pub.pem");
+  print_file(RSA_PRI_FILE);
+  print_file(RSA_PUB_FILE);
   return error;
 }
 
@@ -263,14 +271,10 @@ int rsa_encrypt_by_pub_key(ByteView pem, ByteView data, RsaBuffer& out, std::uin
   }
   (void)printf("rsa_len:%d\n", RSA_size(key.get()));
   (void)printf("orig data(%d): %.*s\n", text_size(data), text_size(data), as_text(data));
-  const bool several = data.size() > RSA_BLOCK;
-  const std::size_t fragments = several ? fragments_of(data) : 1;
-  if (several) {
-    announce_fragments(data, fragments);
-  }
+  const std::size_t fragments = announced_fragments(data);
   for (std::size_t i = 0; i < fragments; ++i) {
     Block cipher{};
-    if (!encrypt_fragment(key.get(), data, i, several, cipher)) {
+    if (!encrypt_fragment(key.get(), data, i, fragments > 1, cipher)) {
       return refuse_block(out, "encryption");
     }
     store_block(out, i, cipher);
@@ -298,15 +302,11 @@ int rsa_decrypt_by_pri_key(ByteView cipher, RsaBuffer& out, std::uint16_t& out_l
   }
   own_key.served = true;
   (void)printf("orig ciphertext(%d)\n", text_size(cipher));
-  const bool several = cipher.size() > RSA_BLOCK;
-  const std::size_t fragments = several ? fragments_of(cipher) : 1;
-  if (several) {
-    announce_fragments(cipher, fragments);
-  }
+  const std::size_t fragments = announced_fragments(cipher);
   for (std::size_t i = 0; i < fragments; ++i) {
     Block plain{};
-    const bool done =
-        several ? decrypt_fragment(key, cipher, i, plain) : decrypt_single(key, cipher, plain);
+    const bool done = fragments > 1 ? decrypt_fragment(key, cipher, i, plain)
+                                    : decrypt_single(key, cipher, plain);
     if (!done) {
       return refuse_block(out, "decryption");
     }

@@ -134,6 +134,8 @@ void examine_scan_record(ByteView record) {
 
 }  // namespace
 
+// By the OUI under any element id, and every such element: a base has always taken units in by
+// that, while a unit takes the first vendor specific one of a scan record and no other.
 int parse_plon_ie_from_probe(const DriverEventMsg& event, const MacText& sta) {
   const ByteView elements = clipped(event.data, PROBE_ELEMENTS_AT);
   for (ByteView list = first_tlv(elements); !list.empty(); list = bcm_next_tlv(list)) {

@@ -157,6 +157,8 @@ int act_op_1002_handler(const ActionFramePayload& payload, const char* sta) {
   std::uint16_t length = 0;
   rsa_decrypt_by_pri_key(cipher, plaintext, length);
   log_sat_key_content(plaintext, length);
+  // The element by its place, before the lengths: who has a wrong one leaves the table even where
+  // the rest cannot be read.
   if (!element_accepted(sat_key_element(plaintext), VIE_DATA_SEALED)) {
     delete_node_from_candidate_table(candidate_table, sta);
     ONBOARD_LOG("Invalid ie.\n");

@@ -107,7 +107,7 @@ bool read_bh_credential(ByteView content, CredentialElements& elements) {
   return reader.ok();
 }
 
-void store_bh_credential(const CredentialElements& elements, TargetBssInfo& target) {
+void set_target_credentials(const CredentialElements& elements, TargetBssInfo& target) {
   copy_text(target.bh_ssid, elements[0].value);
   copy_text(target.bh_password, elements[1].value);
   copy_text(target.bh_crypto, elements[2].value);

@@ -40,7 +40,8 @@ TimerEntry handshake_timer(HandshakeStage stage) {
   return entry;
 }
 
-// The new timer is made before the old one is deleted, so that their numbers differ.
+// The new timer is made before the old one is deleted, so that their numbers differ. It is armed
+// after the frame that it waits on was sent: the command may take seconds of the wait otherwise.
 void arm_handshake_timer(const char* speaker, HandshakeStage stage) {
   TimerEntry entry = handshake_timer(stage);
   const int timer = add_timer(epoll_fd, entry);
@@ -181,7 +182,7 @@ int act_op_1003_handler(const ActionFramePayload& payload, const char* sta) {
   if (unfit != nullptr) {
     return drop_1003(sta, "too long a value: ", unfit);
   }
-  store_bh_credential(elements, context.target);
+  set_target_credentials(elements, context.target);
   dump_target_bss_info();
   context.target_role = ONBOARD_MODE_TEMP_SATELLITE;
   role_bakery();

@@ -130,7 +130,7 @@ void role_bakery() {
   if (context.target_role == context.cur_mode) {
     return;
   }
-  clear_timer();
+  clear_timer();  // by the row of the old mode, so before cur_mode changes
   const OnboardMode old_mode = context.cur_mode;
   context.cur_mode = context.target_role;
   enter_cur_mode();

@@ -2,7 +2,9 @@
 
 #include <fcntl.h>
 
+#include <array>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 #include "core/context.h"
@@ -41,7 +43,9 @@ int vorlent_ie_scan() {
   if (!prepare_scan_file()) {
     return -1;
   }
-  return run_command("wl escanresults > /tmp/escanresults_log");
+  std::array<char, 64> command{};
+  (void)snprintf(command.data(), command.size(), "wl escanresults > %s", SCAN_FILE);
+  return run_command(command.data());
 }
 
 void timer_cb_mesh_ie_scan_expired(int /*timer*/) {

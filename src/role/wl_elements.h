@@ -23,6 +23,7 @@ constexpr ElementCommand element_command(std::string_view words, std::uint8_t pr
   for (const char letter : words) {
     command[at++] = letter;
   }
+  static_assert(PLON_IE_SIZE - BODY_AT == 11);
   for (const char letter : {' ', '1', '1', ' '}) {
     command[at++] = letter;
   }
