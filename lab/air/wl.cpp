@@ -9,6 +9,8 @@ namespace lab {
 
 namespace {
 
+constexpr std::size_t kActionBodyMax = 1800;
+
 CommandResult usage(const std::string& text) {
   return {1, "wl: usage: wl " + text + "\n"};
 }
@@ -112,8 +114,9 @@ CommandResult send_action(Air& air, Radio& radio, const std::vector<std::string>
   if (!to) {
     return wrong("actframe: " + words[1] + ": not an address");
   }
-  if (!body || body->empty() || body->size() > 1800) {
-    return wrong("actframe: the data is not 1 to 1800 bytes in hexadecimal");
+  if (!body || body->empty() || body->size() > kActionBodyMax) {
+    return wrong("actframe: the data is not 1 to " + std::to_string(kActionBodyMax) +
+                 " bytes in hexadecimal");
   }
   if (!on) {
     return wrong("actframe: " + words[3] + ": Bad Channel");

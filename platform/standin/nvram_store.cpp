@@ -7,7 +7,6 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <utility>
@@ -116,6 +115,12 @@ bool read_store(const char* path, UniqueFd& file, struct stat& status, std::stri
   return read_all(file, kMaxStore, text);
 }
 
+bool read_text(const std::string& path, std::string& text) {
+  UniqueFd file;
+  struct stat status {};
+  return read_store(path.c_str(), file, status, text);
+}
+
 void take(UniqueFd file, const struct stat& status, Values values) {
   Cache& kept = cache();
   kept.file = std::move(file);
@@ -202,18 +207,21 @@ UniqueFd lock_store(const std::string& store) {
   }
 }
 
-// Runs `change` on the text of the store, under the lock, and puts the outcome in its place.
+// Runs `change` of a key on the text of the store, under the lock, and puts the outcome in its
+// place.
 template <class Change>
-bool change_store(Change change) {
+bool change_store(std::string_view key, Change change) {
   const std::string path = store_path();
+  if (!valid_key(key)) {
+    errno = EINVAL;
+    return report(Trouble::kChange, path);
+  }
   const UniqueFd lock = lock_store(path);
   if (!lock.open()) {
     return false;
   }
-  UniqueFd file;
-  struct stat status {};
   std::string text;
-  if (!read_store(path.c_str(), file, status, text)) {
+  if (!read_text(path, text)) {
     return report(Trouble::kChange, path);
   }
   const std::string changed = change(text);
@@ -231,11 +239,6 @@ bool change_store(Change change) {
 
 }  // namespace
 
-const char* store_path() {
-  const char* path = std::getenv("VEXO_NVRAM");
-  return path != nullptr && *path != '\0' ? path : "/tmp/vexo_nvram";
-}
-
 Snapshot live_values() {
   const KeepErrno keep;
   const bool current = refresh(store_path());
@@ -243,19 +246,11 @@ Snapshot live_values() {
 }
 
 bool set_value(std::string_view key, std::string_view value) {
-  if (!valid_key(key)) {
-    errno = EINVAL;
-    return report(Trouble::kChange, store_path());
-  }
-  return change_store([&](std::string_view text) { return with_value(text, key, value); });
+  return change_store(key, [&](std::string_view text) { return with_value(text, key, value); });
 }
 
 bool remove_key(std::string_view key) {
-  if (!valid_key(key)) {
-    errno = EINVAL;
-    return report(Trouble::kChange, store_path());
-  }
-  return change_store([&](std::string_view text) { return without_key(text, key); });
+  return change_store(key, [&](std::string_view text) { return without_key(text, key); });
 }
 
 bool save_values() {
@@ -264,10 +259,8 @@ bool save_values() {
   if (!lock.open()) {
     return false;
   }
-  UniqueFd file;
-  struct stat status {};
   std::string text;
-  return read_store(path.c_str(), file, status, text) &&
+  return read_text(path, text) &&
                  replace_file(path + ".saved", path + ".saved.tmp", path.c_str(), text, true)
              ? settled(Trouble::kSave)
              : report(Trouble::kSave, path);

@@ -21,11 +21,9 @@
 #include <string_view>
 
 #include "nvram_text.h"
+#include "store_path.h"
 
 namespace standin {
-
-// The path of the live file: VEXO_NVRAM, looked up at each call.
-[[nodiscard]] const char* store_path();
 
 struct Snapshot {
   const Values& values;  // Stays as it is until the call after the next.

@@ -7,9 +7,7 @@
 #include <poll.h>
 #include <signal.h>
 
-#include <CLI/CLI.hpp>
-#include <cstdlib>
-
+#include "../run_service.h"
 #include "radio.h"
 #include "vexo_nvram.h"
 
@@ -90,11 +88,8 @@ int run(const radio::Places& places) {
   return radio.gone ? 1 : 0;
 }
 
-int start(int argc, char** argv) {
-  radio::Places places;
+void declare_options(CLI::App& app, radio::Places& places) {
   places.interface = usual_interface();
-  CLI::App app("Owns a unit's radio and speaks with vorlent as its driver would", "vorlent-radio");
-  app.set_version_flag("--version", "vorlent-radio " VORLENT_VERSION);
   app.add_option("--interface", places.interface,
                  "The wireless interface; NVRAM's wl0_ifname, or wlan0, where it is not said");
   app.add_option("--socket", places.socket, "Where wl asks")
@@ -102,21 +97,12 @@ int start(int argc, char** argv) {
       ->envname("VORLENT_RADIO_SOCKET");
   app.add_option("--hostapd", places.hostapd, "The folder of hostapd's control sockets")
       ->capture_default_str();
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& wrong) {
-    return app.exit(wrong) == 0 ? 0 : 2;
-  }
-  return run(places);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  try {
-    return start(argc, argv);
-  } catch (const std::exception& error) {  // the libraries', or no memory
-    radio::say("vorlent-radio: %s", error.what());
-    return 1;
-  }
+  return run_service("vorlent-radio",
+                     "Owns a unit's radio and speaks with vorlent as its driver would",
+                     declare_options, run, argc, argv);
 }

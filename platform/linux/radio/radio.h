@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "../places.h"
 #include "../wire/request.h"
 #include "hostapd.h"
 #include "monitor.h"
@@ -19,8 +20,8 @@ namespace radio {
 // Where things are, as the command line says.
 struct Places {
   std::string interface;
-  std::string socket = kSocketPath;
-  std::string hostapd = "/run/vorlent/hostapd";  // the folder of its control sockets
+  std::string socket = kRadioSocket;
+  std::string hostapd = kHostapdSockets;  // the folder of its control sockets
 };
 
 struct Radio {

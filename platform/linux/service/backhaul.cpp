@@ -3,7 +3,7 @@
 #include <array>
 #include <string_view>
 
-#include "settings.h"
+#include "../places.h"
 #include "vexo_nvram.h"
 
 namespace service {
@@ -11,7 +11,7 @@ namespace service {
 bool Supplicant::joined(const std::string& interface) {
   if (!control_) {
     const std::string path = std::string(kSupplicantSockets) + "/" + interface;
-    control_.reset(wpa_ctrl_open2(path.c_str(), "/run/vorlent"));
+    control_.reset(wpa_ctrl_open2(path.c_str(), kRunFolder));
   }
   constexpr std::string_view question = "STATUS";
   std::array<char, 4096> answer{};

@@ -4,11 +4,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <ctime>
 #include <string>
 
+#include "../../standin/store_path.h"
+#include "../places.h"
+#include "../run_service.h"
 #include "backhaul.h"
 #include "kept_store.h"
 #include "own_file.h"
@@ -22,7 +24,10 @@ using service::Role;
 
 constexpr std::chrono::seconds kPause{5};  // before one that has ended is started again
 constexpr timespec kTurn{.tv_sec = 1, .tv_nsec = 0};
-constexpr const char* kFolder = "/run/vorlent";
+
+struct Options {
+  std::string kept = "/var/lib/vorlent/nvram";
+};
 
 struct Networks {
   service::Settings running;
@@ -51,7 +56,7 @@ bool write_file(const char* path, const std::string& text) {
 
 void begin(Networks& networks, const service::Configuration& configuration) {
   const bool base = networks.running.role == Role::access_point;
-  const std::string path = std::string(kFolder) + (base ? "/hostapd.conf" : "/supplicant.conf");
+  const std::string path = std::string(kRunFolder) + (base ? "/hostapd.conf" : "/supplicant.conf");
   networks.wanted = write_file(path.c_str(), configuration.text);
   if (!networks.wanted) {
     return;
@@ -93,10 +98,9 @@ void turn(Networks& networks) {
   service::follow(networks.backhaul, joined, service::Clock::now());
 }
 
-int run(const std::string& kept) {
-  mkdir(kFolder, 0700);
-  const char* named = getenv("VEXO_NVRAM");
-  service::KeptStore store(named == nullptr ? "/tmp/vexo_nvram" : named, kept);
+int run(const Options& options) {
+  mkdir(kRunFolder, 0700);
+  service::KeptStore store(standin::store_path(), options.kept);
   store.bring_back();
   sigset_t signals;
   sigemptyset(&signals);
@@ -116,26 +120,13 @@ int run(const std::string& kept) {
   return 0;
 }
 
-int start(int argc, char** argv) {
-  std::string kept = "/var/lib/vorlent/nvram";
-  CLI::App app("Makes a unit's networks out of its NVRAM", "vorlent-network");
-  app.set_version_flag("--version", "vorlent-network " VORLENT_VERSION);
-  app.add_option("--keep", kept, "where NVRAM's saved values outlive a boot");
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& wrong) {
-    return app.exit(wrong) == 0 ? 0 : 2;
-  }
-  return run(kept);
+void declare_options(CLI::App& app, Options& options) {
+  app.add_option("--keep", options.kept, "where NVRAM's saved values outlive a boot");
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  try {
-    return start(argc, argv);
-  } catch (const std::exception& error) {  // the libraries', or no memory
-    say(error.what());
-    return 1;
-  }
+  return run_service("vorlent-network", "Makes a unit's networks out of its NVRAM", declare_options,
+                     run, argc, argv);
 }

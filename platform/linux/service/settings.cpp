@@ -7,6 +7,8 @@
 #include <charconv>
 #include <string_view>
 
+#include "../places.h"
+
 namespace service {
 
 namespace {

@@ -33,9 +33,6 @@ struct Settings {
 // A base offers networks, a satellite joins one; a unit that is neither yet does nothing.
 Settings read_settings(const std::function<std::string(const char*)>& nvram);
 
-inline constexpr const char* kHostapdSockets = "/run/vorlent/hostapd";
-inline constexpr const char* kSupplicantSockets = "/run/vorlent/supplicant";
-
 struct Configuration {
   std::string text;   // for hostapd or for wpa_supplicant, by the role
   std::string wrong;  // why there is none: the setting that no network can be made of

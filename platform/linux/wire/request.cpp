@@ -84,7 +84,8 @@ Request action_request(const std::vector<std::string>& words) {
     return wrong(words[1] + ": no address such as 02:00:00:00:01:00");
   }
   if (!body || body->empty() || body->size() > kActionBodyMax) {
-    return wrong("actframe: the data is not 1 to 1800 bytes in hexadecimal");
+    return wrong("actframe: the data is not 1 to " + std::to_string(kActionBodyMax) +
+                 " bytes in hexadecimal");
   }
   const auto channel = words.size() == 4 ? number(words[3], 1, 255) : 0;
   if (!channel || (words.size() == 4 && frequency_of(*channel) == 0)) {

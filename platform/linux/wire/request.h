@@ -32,7 +32,6 @@ std::string join(const std::vector<std::string>& words);
 std::vector<std::string> split(std::string_view message);
 
 inline constexpr std::size_t kMessageMax = 8192;
-inline constexpr const char* kSocketPath = "/run/vorlent/radio.sock";
 
 extern const char* const kUsage;
 
