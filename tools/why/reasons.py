@@ -9,8 +9,8 @@ REASONS = {
     "never-heard-the-base": Reason(
         "unit",
         "The unit searched, and no scan result carried a base's element.",
-        "Open the base's window (NVRAM onboarding_soap_active=1) within the 30 "
-        "minutes of the search, and bring the two into range."),
+        "Open the base's window (vorlentctl open) within the 30 minutes of the "
+        "search, and bring the two into range."),
     "gave-up-waiting-for-1001": Reason(
         "unit",
         "The unit sent operation 1000 seven times, and the base's key did not come.",
@@ -23,8 +23,8 @@ REASONS = {
     "gave-up-waiting-for-1003": Reason(
         "unit",
         "The base had the unit's key, and no credentials came within 15 minutes.",
-        "List the unit as a candidate satellite, and send SIGUSR1 to the base's "
-        "daemon in time."),
+        "List the unit as a candidate satellite and push in time: vorlentctl approve "
+        "does both."),
     "credentials-refused": Reason(
         "unit",
         "Operation 1003 came, and its content could not be used.",
@@ -151,8 +151,8 @@ REASONS = {
     "awaiting-push": Reason(
         "base",
         "The unit is ready, and the base has not pushed the credentials yet.",
-        "List the unit as a candidate satellite, and send SIGUSR1 to the base's "
-        "daemon."),
+        "List the unit as a candidate satellite and push: vorlentctl approve does "
+        "both."),
     "refused-not-a-candidate": Reason(
         "base",
         "The unit spoke to a base that has no row for it: a push or a restart took "
@@ -166,8 +166,8 @@ REASONS = {
     "table-full": Reason(
         "base",
         "The base's table of 15 was full: the unit got no row, and no answer.",
-        "Push (SIGUSR1): that empties the table, and the unit comes in with a later "
-        "push."),
+        "Push (vorlentctl approve): that empties the table, and the unit comes in "
+        "with a later push."),
     "pushed-too-early": Reason(
         "base",
         "The push came before the unit had sent its key, and took its row.",
