@@ -44,13 +44,10 @@ std::string base64(const unsigned char* bytes, int size) {
 
 std::string read_own(const std::string& path) {
   std::string text;
-  const int file = open_own_to_read(path.c_str());
+  const UniqueFd file = open_own_to_read(path.c_str());
   std::array<char, 4096> piece{};
-  for (ssize_t got = 0; file >= 0 && (got = read(file, piece.data(), piece.size())) > 0;) {
+  for (ssize_t got = 0; file.open() && (got = read(file.get(), piece.data(), piece.size())) > 0;) {
     text.append(piece.data(), static_cast<std::size_t>(got));
-  }
-  if (file >= 0) {
-    close(file);
   }
   return text;
 }
