@@ -234,14 +234,16 @@ int rsa_gen_key_pair() {
       error = errno != 0 ? errno : EIO;  // libcrypto keeps its own reasons
     }
   }
+  ERR_clear_error();
+  // What may stand there after a failure is somebody else's, say a pipe: cat would wait at it.
   if (error != 0) {
     (void)unlink(RSA_PRI_FILE);
     (void)unlink(RSA_PUB_FILE);
+    return error;
   }
-  ERR_clear_error();
   print_file(RSA_PRI_FILE);
   print_file(RSA_PUB_FILE);
-  return error;
+  return 0;
 }
 
 int read_pub_key_to_memory(std::span<std::uint8_t> buf, std::uint16_t& len) {

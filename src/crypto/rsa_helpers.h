@@ -25,7 +25,8 @@ using RsaBuffer = std::array<std::uint8_t, RSA_DATA_MAX>;
 
 // Makes a new key pair, writes it over both files (the private one readable by its owner alone) and
 // prints both through the shell. Blocks while the key is made, a tenth of a second and at times a
-// whole one. A step that fails leaves no files. Returns 0, or the errno value of that step.
+// whole one. A step that fails leaves no files, and nothing to print. Returns 0, or the errno value
+// of that step.
 int rsa_gen_key_pair();
 
 // Reads the public key file into `buf`, which the caller has zero-filled, and its size into `len`.

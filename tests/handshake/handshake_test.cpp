@@ -64,13 +64,16 @@ TEST_F(HandshakeTest, AKeyPairThatReachedNoFilesIsMadeAgainForAHello) {
   enter_cur_mode();
   EXPECT_THAT(messages(), testing::HasSubstr("the own key pair is not written: Is a directory\n"));
   hears_probe_from(air::UNIT);
-  for (const int pairs : {0, 1, 1}) {  // at once, and a second later each
+  EXPECT_EQ(count_commands("cat"), 0) << "of what somebody else has put there, say a pipe";
+  for (const bool tried : {false, true, true}) {  // at once, and a second later each
+    write_file(RSA_PRI_FILE, "old");
     answers(0x1000, air::element(2), air::UNIT);
-    EXPECT_EQ(count_commands("cat /tmp/rsa_pub.pem"), pairs);
+    EXPECT_EQ(read_file(RSA_PRI_FILE) != "old", tried);
     EXPECT_EQ(messages().find("the own key pair"), std::string::npos);
-    std::filesystem::remove(pairs == 0 ? "" : RSA_PUB_FILE);
+    std::filesystem::remove(tried ? RSA_PUB_FILE : "");
     move_clock(1);
   }
+  EXPECT_EQ(count_commands("cat"), 2);
   EXPECT_EQ(count_commands("wl actframe " + air::UNIT_TEXT + " 0409027e91100101c3"), 1);
   answers(0x1000, air::element(2), air::UNIT);
   EXPECT_EQ(count_commands("cat"), 0);
