@@ -34,8 +34,9 @@ apt-get install --no-install-recommends ${missing[*]}"
   [ "$(id -u)" = 0 ] || command -v sudo >/dev/null ||
     die "packages are missing, and there is no sudo; $by_hand"
   say "Installing from Debian: ${missing[*]}"
-  { "${as_root[@]}" apt-get update -qq && "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-    apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null; } ||
+  # One script at a time.
+  { flock 9 && "${as_root[@]}" apt-get update -qq && "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null; } 9<"$root/script/lib.sh" ||
     die "packages are missing, and they could not be installed, see above; $by_hand"
 }
 
