@@ -1,10 +1,16 @@
 // A unit's networks: no setting of any bytes adds a line to what hostapd and wpa_supplicant read.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+#include <filesystem>
+#include <functional>
 
 #include "backhaul.h"
 #include "kept_store.h"
+#include "program.h"
 #include "settings.h"
 #include "support/files.h"
 #include "vexo_nvram.h"
@@ -60,6 +66,38 @@ TEST(Networks, TheFrontNetworkHasAnInterfaceOfItsOwn) {
   }
 }
 
+TEST(Networks, BothProgramsReadTheSameNetworks) {
+  const std::string network =
+      "ssid2=49454545\nwpa=2\nwpa_key_mgmt=WPA-PSK\nwpa_pairwise=CCMP\nrsn_pairwise=CCMP\n"
+      "wpa_psk=f42c6fc52df0ebef9ebb4b90b38a5f902e83fe1b135a70e23aed762e9710a12e\n";
+  Nvram nvram = kBase;
+  nvram["wl0_country"] = "DE";
+  nvram["wl0_ifname"] = "wlp1s0-0123456_";
+  EXPECT_EQ(
+      with(nvram, "wl0_channel", "36").text,
+      "interface=wlp1s0-0123456_\nctrl_interface=/run/vorlent/hostapd\nhw_mode=a\nchannel=36\n"
+      "ieee80211n=1\nwmm_enabled=1\ncountry_code=DE\nieee80211d=1\nuse_driver_iface_addr=1\n" +
+          network + "bss=wlp1s0-0123456f\n" + network);
+  nvram = kBase;
+  nvram["bh_akm"] = "psk psk2";
+  nvram["bh_crypto"] = "tkip+aes";
+  EXPECT_EQ(with(nvram, "wl0_ssid", "").text,
+            "interface=wlan0\nctrl_interface=/run/vorlent/hostapd\nhw_mode=g\nchannel=6\n"
+            "ieee80211n=1\nwmm_enabled=1\nssid2=49454545\nwpa=3\nwpa_key_mgmt=WPA-PSK\n"
+            "wpa_pairwise=TKIP CCMP\nrsn_pairwise=TKIP CCMP\n" +
+                network.substr(network.find("wpa_psk")));
+  nvram = kSatellite;
+  nvram["wl0_country"] = "DE";
+  for (const auto& [akm, proto] :
+       {std::pair("psk2", "RSN"), {"psk", "WPA"}, {"psk2 psk", "WPA RSN"}}) {
+    EXPECT_EQ(with(nvram, "wl1_akm", akm).text,
+              std::string(
+                  "ctrl_interface=/run/vorlent/supplicant\ncountry=DE\nnetwork={\n\tssid=49454545\n"
+                  "\tscan_ssid=1\n\tkey_mgmt=WPA-PSK\n\tproto=") +
+                  proto + "\n\tpairwise=CCMP\n\t" + network.substr(network.find("psk=f")) + "}\n");
+  }
+}
+
 TEST(Networks, NothingIsMadeOfASettingThatNoNetworkHas) {
   const auto refused = [](const char* key, const std::string& value) {
     const service::Configuration made = with(kBase, key, value);
@@ -100,10 +138,53 @@ TEST(Backhaul, TellsTheDaemonAndEndsTheInstallationWhenItHasStood) {
   EXPECT_EQ(after(20, true), "1/0");
   EXPECT_NE(read_file("/tmp/vexo_nvram.saved").find("blank_state=0\n"), std::string::npos);
 
-  service::KeptStore("/tmp/vexo_nvram", "/tmp/kept").look();
+  unlink("/tmp/vexo_nvram.saved");
+  after(21, true);
+  EXPECT_NE(access("/tmp/vexo_nvram.saved", F_OK), 0) << "told once";
+  vexoNvramConfig_save();
+
+  service::KeptStore store("/tmp/vexo_nvram", "/tmp/kept");
+  store.look();
   unlink("/tmp/vexo_nvram");
-  service::KeptStore("/tmp/vexo_nvram", "/tmp/kept").bring_back();
+  store.bring_back();
   EXPECT_STREQ(vexoNvramConfig_get("blank_state"), "0") << "after a power cut";
+  unlink("/tmp/kept");
+  store.look();
+  EXPECT_NE(access("/tmp/kept", F_OK), 0) << "written again for nothing";
+  unlink("/tmp/vexo_nvram");
+  umask(0);
+  store.bring_back();
+  EXPECT_EQ(read_file("/tmp/vexo_nvram"), "");
+  EXPECT_EQ(std::filesystem::status("/tmp/vexo_nvram").permissions(), std::filesystem::perms{0600});
+}
+
+bool comes_true(const std::function<bool()>& seen) {
+  for (int i = 0; i < 5000 && !seen(); ++i) {
+    usleep(2000);
+  }
+  return seen();
+}
+
+TEST(Program, EndsWhenItIsAskedToAndWithItsParent) {
+  const std::vector<std::string> words = {
+      "sh", "-c",
+      "trap 'rm /tmp/lives; exit' TERM; echo >/tmp/lives; while :; do sleep 0.01; done"};
+  const auto lives = [] { return access("/tmp/lives", F_OK) == 0; };
+  const auto ended = [&] { return !lives(); };
+  service::Program program;
+  program.start({"no-such-program"});
+  EXPECT_TRUE(comes_true([&] { return !program.runs(); }));
+  program.start(words);
+  EXPECT_TRUE(comes_true(lives) && program.runs());
+  program.stop();
+  EXPECT_TRUE(ended() && !program.runs());
+  if (fork() == 0) {
+    program.start(words);
+    comes_true(lives);
+    _exit(0);
+  }
+  wait(nullptr);
+  EXPECT_TRUE(comes_true(ended));
 }
 
 }  // namespace

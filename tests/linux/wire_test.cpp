@@ -70,6 +70,23 @@ TEST_F(WireTest, BaseHearsUnitsAndNobodyElse) {
   EXPECT_EQ(candidate_table[0].stage, 2);
 }
 
+// What a card says of a frame stands at places that depend on what else it says.
+TEST(RadiotapTest, IsReadWhateverFieldsItHas) {
+  for (const char* header : {"000012002e48000010028509a000e6000000",
+                             "00001e000b000080000000000000000001020304050607081000"
+                             "8509a000",
+                             "00000e000a00000010008509a000", "00000e000c000000020085090000"}) {
+    const Bytes packet = air::from_hex(header) + Bytes(40, 7);
+    const auto received = radio::strip_radiotap(packet);
+    ASSERT_TRUE(received) << header;
+    EXPECT_EQ(received->frequency, 2437) << header;
+    EXPECT_EQ(received->frame.size(), header[9] == 'c' ? 40U : 36U) << header;
+    for (std::size_t size = 0; size + 40 < packet.size(); ++size) {
+      EXPECT_FALSE(radio::strip_radiotap(radio::View(packet).first(size)));
+    }
+  }
+}
+
 TEST_F(WireTest, UnitFindsBaseOnItsChannel) {
   starts_in(ONBOARD_MODE_UNCONFIGURED);
   const Bytes elements = air::ie(0, air::from_text("home")) + air::element(1);
