@@ -75,19 +75,6 @@ bool comes_later(const Scenario& scenario, const std::string& name) {
   });
 }
 
-// A unit more, fresh from the factory.
-void bring(Story& story, int number) {
-  Mesh& mesh = story.mesh;
-  add_unit(mesh, number);
-  Node& unit = *mesh.nodes.back();
-  apply_losses(story);
-  if (prepare_box(mesh, unit)) {
-    publish(mesh, unit, Arrived{});
-  } else {
-    fail(mesh, unit.sandbox.folder + ": " + strerror(errno));
-  }
-}
-
 // A mark on the rows of those whom it befalls: of the bases where that is everybody.
 void tell_loss(Mesh& mesh, const LossRule& rule) {
   char text[32];
@@ -110,6 +97,18 @@ void tell_loss(Mesh& mesh, const LossRule& rule) {
 }
 
 }  // namespace
+
+void bring(Story& story, int number) {
+  Mesh& mesh = story.mesh;
+  add_unit(mesh, number);
+  Node& unit = *mesh.nodes.back();
+  apply_losses(story);
+  if (prepare_box(mesh, unit)) {
+    publish(mesh, unit, Arrived{});
+  } else {
+    fail(mesh, unit.sandbox.folder + ": " + strerror(errno));
+  }
+}
 
 void carry_out(Story& story, const Step& step, Node* it) {
   const Action& action = *step.action;

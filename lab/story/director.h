@@ -28,6 +28,8 @@ struct Story {
 
 // Has those whom the step names do what it says; `it`: whom its condition was about.
 void carry_out(Story& story, const Step& step, Node* it);
+// A unit more, fresh from the factory and not yet switched on.
+void bring(Story& story, int number);
 // Lets the scenario's rules of loss count, over those there are.
 void add_losses(Story& story, const Scenario& scenario);
 

@@ -1,4 +1,7 @@
 // Scenario files: what they say, and what is said of their errors.
+#include <filesystem>
+
+#include "node/boxes.h"
 #include "story/expectations.h"
 
 #include "wrong_use.h"
@@ -89,6 +92,29 @@ std::string judged(const std::string& lines, const Journey& journey, int mode, i
     how += std::string(verdict.holds ? "+" : "-") + (verdict.final ? "!" : "");
   }
   return how + (is_decided(story, judge(story)) ? " end" : "");
+}
+
+TEST(Scenario, WhoArrivesIsNotThereBefore) {
+  Errors errors;
+  const Scenario scenario = parse_scenario(
+      "units 3\nat 1s: units power-on\nat 5s: unit-2 arrive\nat 6s: base approve unit-2\n"
+      "loss 9% from units\nexpect units mode 6\n",
+      "f", errors);
+  EXPECT_THAT(errors, ::testing::IsEmpty());
+  Mesh mesh;
+  ASSERT_TRUE(mesh.loop.clock.start("/tmp/clock"));
+  Story story{mesh, scenario};
+  make_mesh(story);
+  EXPECT_EQ(find_node(mesh, "unit-2"), nullptr);
+  EXPECT_EQ(who_is(mesh, "units").size(), 2U);
+  EXPECT_EQ(mesh.air.losses.front().from.size(), 2U);
+  char folder[] = "/tmp/arrivals-XXXXXX";
+  mesh.kit.work = mkdtemp(folder);
+  ASSERT_TRUE(prepare_boxes(mesh));
+  bring(story, 2);
+  EXPECT_EQ(who_is(mesh, "units").size(), 3U);
+  EXPECT_EQ(mesh.air.losses.front().from.size(), 3U) << "the rule stands for it too";
+  std::filesystem::remove_all(folder);
 }
 
 TEST(Scenario, CountsAndTimesAreExact) {

@@ -144,9 +144,10 @@ class WebTest(unittest.TestCase):
 
     def zooms_sorts_and_searches(self):
         rows = self.browser.find_elements(By.CSS_SELECTOR, "#sequence .frames > div")
+        self.browser.execute_script("goTo(run.frames[3].t)")
         self.browser.find_element(By.CSS_SELECTOR, "#near [value='10']").click()
         near = self.browser.find_elements(By.CSS_SELECTOR, "#sequence .frames > div")
-        self.assertTrue(len(near) < len(rows) and f" of {len(rows) - 1}" in self.text("part"), self.text("part"))
+        self.assertTrue(1 < len(near) < len(rows) and f" of {len(rows) - 1}" in self.text("part"), self.text("part"))
         wide = "return document.querySelector('#modes svg').getBoundingClientRect().width"
         before = self.browser.execute_script(wide)
         self.browser.find_element(By.CSS_SELECTOR, "#zoom [value='3']").click()
@@ -157,6 +158,12 @@ class WebTest(unittest.TestCase):
         self.assertEqual(self.browser.execute_script(units), ["base", "unit-1"])
         self.browser.find_element(By.ID, "search").send_keys("stands still")
         self.assertEqual(self.browser.execute_script(units), ["unit-1"])
+        self.assertEqual([name.text for name in self.browser.find_elements(By.CSS_SELECTOR, "#modes .name")], ["unit-1"])
+        self.browser.find_element(By.ID, "sequence").send_keys(Keys.ARROW_DOWN)
+        self.assertRegex(self.text("tip"), r"Operation 100\d \w+( key)?, attr_id 0x100\d")
+        hello = self.browser.execute_script("return decoded(run.frames.find(frame => frame.op === 1000).body)")
+        self.assertIn("data_len 13\nid 0xdd, len 11, oui 02:7e:91, reserved 000000, version 3, prod_type 8, "
+                      "prod_id 2 un-configured unit", hello)
 
     def test_a_page_without_the_verdicts_says_so(self):
         build, alone = pathlib.Path(MESHLAB).parent, self.out.parent / "alone"

@@ -146,7 +146,7 @@ function wire() {
   by('reasons').addEventListener('toggle', tellWhy);
   by('logs').addEventListener('toggle', tellLog);
   by('zoom').addEventListener('change', zoomModes);
-  by('search').addEventListener('input', () => { table.search = by('search').value.toLowerCase(); drawTable(); });
+  by('search').addEventListener('input', () => { table.search = by('search').value.toLowerCase(); drawTable(); drawModes(); });
   const repaint = () => { shownTime = ''; drawCharts(); };
   addEventListener('resize', repaint);
   matchMedia('(prefers-color-scheme: dark)').addEventListener('change', repaint);

@@ -107,8 +107,9 @@ function drawLegend(used) {
 
 const drawModes = () => redraw('modes', fillModes);
 function fillModes(box) {
-  const nodes = run.live ? run.units.map((unit, i) => i).filter(i => !isStranger(i)) : worstFirst();
-  if (run.units.some(n => n.kind === 'stranger')) nodes.push(run.units.findIndex(n => n.kind === 'stranger'));
+  const all = run.live ? run.units.map((unit, i) => i).filter(i => !isStranger(i)) : worstFirst();
+  const nodes = all.filter(isSearched);
+  if (!table.search && run.units.some(n => n.kind === 'stranger')) nodes.push(run.units.findIndex(n => n.kind === 'stranger'));
   const zoom = +by('zoom').value, axis = makeAxis(), left = 64, width = (roomIn('modes', 300) - left - 24) * zoom;
   const row = nodes.length > 16 ? 18 : 26, height = nodes.length * row;
   box.textContent = '';

@@ -108,13 +108,3 @@ function words(entry) {
     default: return entry.text;
   }
 }
-
-// The frame's body, field by field, by the dissector's names.
-function decoded(body) {
-  if (!body) return '';
-  const part = (from, count) => body.slice(2 * from, 2 * (from + count));
-  const length = parseInt(part(7, 2) || '0', 16);
-  const data = part(9, length);
-  return `category ${part(0, 1)}, action ${part(1, 1)}, OUI ${part(2, 3)}, operation ${part(5, 2)}` +
-    (body.length > 14 ? `, data length ${length}, data ${data.slice(0, 96)}${data.length > 96 ? '…' : ''}` : '');
-}

@@ -50,8 +50,9 @@ const columns = [
 ];
 const table = {by: -1, up: true, search: ''};
 
+const isSearched = i => columns.some(([, shown]) => String(shown(i)).toLowerCase().includes(table.search));
 function sortedUnits() {
-  const rows = worstFirst().filter(i => columns.some(([, shown]) => String(shown(i)).toLowerCase().includes(table.search)));
+  const rows = worstFirst().filter(isSearched);
   if (table.by < 0) return rows;
   const [, shown, key = shown] = columns[table.by], way = table.up ? 1 : -1;
   return rows.sort((a, b) => way * (key(a) < key(b) ? -1 : key(a) > key(b) ? 1 : 0));
