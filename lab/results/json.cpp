@@ -81,6 +81,10 @@ void add_units(cJSON* to, const Story& story) {
     cJSON_AddNumberToObject(item, "mode", node->platform.mode);
     cJSON_AddStringToObject(item, "first_handshake", name_of(journey.first_handshake));
     cJSON_AddNumberToObject(item, "gave_up", journey.gave_up);
+    cJSON* give_ups = cJSON_AddObjectToObject(item, "give_ups");
+    for (const auto& [why, often] : journey.give_ups) {
+      cJSON_AddNumberToObject(give_ups, why.c_str(), often);
+    }
     add_since_powered(item, "credentials", journey.credentials);
     add_since_powered(item, "installed", journey.installed);
     cJSON_AddNumberToObject(item, "frames", journey.frames);

@@ -22,6 +22,7 @@ void follow(Journey& journey, const DriverTold& told) {
   if (told.operation == 0) {
     return;
   }
+  journey.unserved.clear();
   ++journey.heard_counts[static_cast<std::size_t>(told.operation - 1000)];
   journey.heard = told.operation;
   if (told.operation == 1004 && journey.first_handshake == Journey::First::running) {
@@ -29,12 +30,31 @@ void follow(Journey& journey, const DriverTold& told) {
   }
 }
 
+int awaited_by(const Journey& journey) {
+  return journey.heard == 1004 ? 1003 : journey.sent == 1002 ? 1004 : 1001;
+}
+
+std::string why_it_gave_up(const Journey& journey) {
+  const int awaited = awaited_by(journey);
+  if (journey.answered == awaited) {
+    return std::to_string(awaited) + " lost";
+  }
+  if (awaited == 1003) {
+    return "1003 not sent";
+  }
+  const std::string asked = std::to_string(awaited == 1001 ? 1000 : 1002);
+  return asked + (journey.unserved.empty() ? " lost" : " not served: " + journey.unserved);
+}
+
 void follow(Journey& journey, const ModeEntered& entered, Time time) {
   if (entered.before == kOff && entered.mode == 1) {
     return;
   }
   const bool gave_up = gives_up(entered);
-  journey.gave_up += gave_up ? 1 : 0;
+  if (gave_up) {
+    ++journey.gave_up;
+    ++journey.give_ups[why_it_gave_up(journey)];
+  }
   if (journey.first_handshake == Journey::First::running && entered.mode != 3) {
     journey.first_handshake = gave_up ? Journey::First::failed : Journey::First::spoiled;
   }
@@ -44,6 +64,8 @@ void follow(Journey& journey, const ModeEntered& entered, Time time) {
   if (entered.mode != 1) {
     journey.sent = 0;
     journey.heard = 0;
+    journey.answered = 0;
+    journey.unserved.clear();
   }
 }
 
@@ -67,6 +89,11 @@ void follow_journey(Journeys& journeys, const Mesh& mesh, const Happening& seen)
   Journey& journey = journeys[&seen.node];
   if (const auto* sent = seen.as<FrameSent>()) {
     follow(journey, *sent);
+    if (sent->to != nullptr && seen.node.kind != NodeKind::stranger && sent->frame.operation != 0) {
+      journeys[sent->to].answered = sent->frame.operation;
+    }
+  } else if (const auto* unserved = seen.as<Unserved>()) {
+    journeys[unserved->from].unserved = unserved->why;
   } else if (const auto* told = seen.as<DriverTold>()) {
     follow(journey, *told);
   } else if (const auto* entered = seen.as<ModeEntered>()) {
@@ -88,9 +115,14 @@ std::string waits_for(const Node& node, const Journey& journey) {
     case 0:
       return "a base's element in its scans";
     case 1:
-      return journey.heard == 1004  ? "1003, the credentials"
-             : journey.sent == 1002 ? "1004, after its key"
-                                    : "1001, the base's key";
+      switch (awaited_by(journey)) {
+        case 1003:
+          return "1003, the credentials";
+        case 1004:
+          return "1004, after its key";
+        default:
+          return "1001, the base's key";
+      }
     case 3:
       return "its backhaul and the end of the installation";
     case 5:

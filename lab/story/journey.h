@@ -15,7 +15,10 @@ struct Journey {
   First first_handshake = First::none;  // spoiled: the scenario cut it short
   int sent = 0;                         // last operation that it sent in this handshake
   int heard = 0;                        // last one that its daemon was told of
+  int answered = 0;                     // last one that was sent to it
+  std::string unserved{};               // why what it sent since it heard something was not served
   int gave_up = 0;
+  std::map<std::string, int> give_ups{};  // by reason
   // By operation, from 1000 on.
   std::array<int, 5> sent_counts{};
   std::array<int, 5> heard_counts{};

@@ -62,19 +62,26 @@ def time_figure(key):
     return lambda row: None if row[key][0] is None else (row[key][0], row[key][0], row[key][2])
 
 
+def count_figure(reason):
+    return lambda row: (row["give_ups"].get(reason, 0),) * 3
+
+
 def page(rows, text):
     body = ""
     for scenario in sorted({row["scenario"] for row in rows}):
         of = [row for row in rows if row["scenario"] == scenario]
         longest = max([row["all_in"][2] or 0 for row in of] + [1])
         late = max([row["credentials"][2] or 0 for row in of] + [1])
+        most = max([row["gave_up"] for row in of] + [1])
         body += (f"<h1>{html.escape(scenario)}</h1>"
                  + chart("Units that came in, with the 95 % interval", of, share_figure("in", "units"), 100, " %")
                  + chart("First handshakes that got through, with the 95 % interval", of,
                          share_figure("first_completed", "firsts"), 100, " %")
                  + chart("Until all are in: median, and the longest run", of, time_figure("all_in"), longest, " s")
                  + chart("Until a unit holds its credentials: median, and the last", of, time_figure("credentials"), late, " s")
-                 + chart("Give-ups", of, lambda row: (row["gave_up"],) * 3, max([row["gave_up"] for row in of] + [1]), ""))
+                 + chart("Give-ups", of, lambda row: (row["gave_up"],) * 3, most, "")
+                 + "".join(chart(f"Give-ups: {reason}", of, count_figure(reason), most, "")
+                           for reason in sorted({reason for row in of for reason in row["give_ups"]})))
     return (f'<!doctype html><html lang="en"><meta charset="utf-8"><meta name="viewport" '
             f'content="width=device-width"><title>Sweep</title><style>{STYLE}</style><body>{body}'
             f"<h1>Table</h1><pre>{html.escape(text)}</pre></body></html>\n")

@@ -40,9 +40,11 @@ def row_of(name, runs):
     whole = [run for run in runs if "units" in run]
     units = [unit for run in whole for unit in run["units"] if unit["unit"].startswith("unit-")]
     firsts = [unit["first_handshake"] for unit in units if unit.get("first_handshake") in ("completed", "failed")]
-    frames = collections.Counter()
+    frames, give_ups = collections.Counter(), collections.Counter()
     for run in whole:
         frames.update(run.get("frames", {}))
+    for unit in units:
+        give_ups.update(unit.get("give_ups", {}))
     return {
         "point": name, "settings": runs[0]["point"], "scenario": runs[0]["scenario"], "runs": len(runs),
         "results": dict(collections.Counter(run["result"] for run in runs)),
@@ -53,7 +55,7 @@ def row_of(name, runs):
         "all_in": [percentile([all_in(run) for run in whole if all_in(run) is not None], p) for p in (50, 90, 100)],
         "gave_up": sum(unit.get("gave_up", 0) for unit in units),
         "outcomes": dict(collections.Counter(unit["outcome"] for unit in units if "installed" not in unit)),
-        "frames": dict(frames),
+        "give_ups": dict(give_ups.most_common()), "frames": dict(frames),
     }
 
 
@@ -109,6 +111,8 @@ def table(rows):
         for result, count in sorted(row["results"].items()):
             if result in ("hung", "failed"):
                 text += f"{row['scenario']} {row['point']}: {count} of {row['runs']} runs {result}\n"
+        for reason, count in row["give_ups"].items():
+            text += f"{row['scenario']} {row['point']}: {count} give-ups: {reason}\n"
         for outcome, count in sorted(row["outcomes"].items()):
             text += f"{row['scenario']} {row['point']}: {count} not in: {outcome}\n"
     return text

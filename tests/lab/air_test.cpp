@@ -9,7 +9,7 @@
 namespace lab {
 namespace {
 
-using ::testing::ElementsAre, ::testing::EndsWith, ::testing::HasSubstr;
+using ::testing::ElementsAre, ::testing::EndsWith, ::testing::HasSubstr, ::testing::Pair;
 
 // A base on channel 6 and two units on channel 1, switched on; what each was sent and told is kept.
 class Air : public ::testing::Test {
@@ -145,6 +145,24 @@ TEST_F(Air, WhatAStrangerForgesGivesNoUnitAReason) {
   }
   EXPECT_THAT(reasons, ElementsAre("3: it has no row in the base's table",
                                    "4: the daemon drops it: it is cut off or too large"));
+}
+
+TEST_F(Air, AGiveUpHasTheReasonThatItsFramesShow) {
+  Journeys journeys;
+  mesh.watchers.emplace_back([&](const Happening& seen) { follow_journey(journeys, mesh, seen); });
+  Node& unit = node("unit-1");
+  const auto gives_up = [&] { publish(mesh, unit, ModeEntered{0, 1}); };
+  gives_up();
+  publish(mesh, node("base"), Unserved{&unit, 1000, 1, "no row"});
+  gives_up();
+  publish(mesh, node("base"), Unserved{&unit, 1000, 1, "no row"});
+  wl_of("base", "actframe " + text_of(unit.radio.mac) + " 0409027e911001");
+  gives_up();
+  publish(mesh, unit, DriverTold{{}, &node("base"), 1004, 1});
+  gives_up();
+  EXPECT_THAT(journeys[&unit].give_ups,
+              ElementsAre(Pair("1000 lost", 1), Pair("1000 not served: no row", 1),
+                          Pair("1001 lost", 1), Pair("1003 not sent", 1)));
 }
 
 TEST_F(Air, AWrongCallFailsWithAMessage) {

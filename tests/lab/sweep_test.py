@@ -19,7 +19,7 @@ seed=$5 out=$7; mkdir -p "$out"; echo "$*" >> "$CALLS"
 [ "$seed" != 9 ] || { echo "meshlab: no such scenario" >&2; exit 2; }
 echo '[{"what":"frame","operation":1000},{"what":"mode"}]' > "$out/timeline.json"
 printf '{"seed":%s,"units":[{"unit":"base"},{"unit":"unit-1","outcome":"in","first_handshake":"completed",' "$seed"
-[ "$seed" = 3 ] && echo '"gave_up":1}]}' || echo '"gave_up":0,"credentials":1.5,"installed":2.5}]}'
+[ "$seed" = 3 ] && echo '"gave_up":1,"give_ups":{"1000 lost":1}}]}' || echo '"gave_up":0,"credentials":1.5,"installed":2.5}]}'
 [ "$seed" != 3 ]
 """
 
@@ -47,7 +47,8 @@ class SweepTest(unittest.TestCase):
         self.assertEqual([results.count(word) for word in ("as expected", "failed", "hung", "not as expected")], [10, 2, 2, 2])
         self.assertIn("air       loss=10  8     83.3 % (43.6 to 97.0)", run.stdout.replace("  83.3", " 83.3"))
         self.assertIn("air loss=30: 1 of 8 runs hung", run.stdout)
-        self.assertIn("<polyline", (self.folder / "o/sweep.html").read_text())
+        self.assertIn("air loss=30: 1 give-ups: 1000 lost\n", run.stdout)
+        self.assertRegex((self.folder / "o/sweep.html").read_text(), "Give-ups: 1000 lost</h2>.*<polyline")
         kept = [line for line in lines if '"hung"' not in line]
         (self.folder / "o/runs.jsonl").write_text("".join(kept)[:-9])
         (self.folder / "calls").unlink()
