@@ -8,6 +8,7 @@
 #include <signal.h>
 
 #include "../run_service.h"
+#include "journal.h"
 #include "radio.h"
 #include "vexo_nvram.h"
 

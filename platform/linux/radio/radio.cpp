@@ -4,18 +4,15 @@
 #include <net/if.h>
 #include <sys/socket.h>
 
-#include <cstdarg>
-#include <cstdio>
 #include <cstring>
+
+#include "journal.h"
 
 namespace radio {
 
 namespace {
 
-using std::chrono::milliseconds;
-
-constexpr milliseconds kLook{1000};
-constexpr milliseconds kLate{300};  // the end of a stay was not told, or a new one is refused
+constexpr std::chrono::milliseconds kLook{1000};
 
 // A daemon that is not there misses what it misses, as with a driver. The socket is not connected:
 // it would report a daemon that was not there to the next event, and drop that.
@@ -51,18 +48,6 @@ void end_scan(Radio& radio, bool complete) {
   }
   hand_over(radio, scan_end_event(radio.interface.address,
                                   complete ? ScanEnd::complete : ScanEnd::aborted));
-}
-
-// A stay begins when the one before has ended: the kernel queues one that is asked for earlier, and
-// where it plays stays in software leaves the channel for half a second between the two.
-void renew_stay(Radio& radio) {
-  const int result = radio.kernel.stay_on(radio.stays_on, radio.stay);
-  if (result != 0 && result != radio.stay_refused) {
-    say("channel %d cannot be kept: %s", channel_of(radio.stays_on), strerror(-result));
-  }
-  radio.stay_refused = result;
-  const milliseconds stay(result == 0 ? radio.kernel.longest_stay() : 0);
-  radio.next_stay = Clock::now() + stay + kLate;
 }
 
 // One for each radio.
@@ -134,21 +119,13 @@ void look_at_interface(Radio& radio) {
 
 // Somebody else's scan or association would wait for the channel that the radio stays on.
 void give_way(Radio& radio) {
-  if (radio.stays_on != 0 && !radio.scanning) {
-    say("another program takes the radio from channel %d", channel_of(radio.stays_on));
-    stop_staying(radio);
+  if (radio.staying.frequency != 0 && !radio.scanning) {
+    say("another program takes the radio from channel %d", channel_of(radio.staying.frequency));
+    stop(radio.staying, radio.kernel);
   }
 }
 
 }  // namespace
-
-void say(const char* format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  static_cast<void>(vfprintf(stderr, format, arguments));
-  va_end(arguments);
-  static_cast<void>(fputc('\n', stderr));
-}
 
 bool open(Radio& radio, std::string& why) {
   const std::string& interface = radio.places.interface;
@@ -172,7 +149,7 @@ void close(Radio& radio) {
   if (radio.hostapd.attached() && !on_air(radio.elements, kInBeacons | kInProbeResponses).empty()) {
     radio.hostapd.set_elements({});
   }
-  stop_staying(radio);
+  stop(radio.staying, radio.kernel);
   drop_monitor(radio);
 }
 
@@ -200,9 +177,7 @@ void noticed(Radio& radio, const Notification& notice) {
       went_out(radio.sendings, notice.cookie, notice.acknowledged);
       break;
     case Notice::stay_ended:
-      if (radio.stays_on != 0 && notice.cookie == radio.stay) {
-        radio.next_stay = Clock::now();
-      }
+      ended(radio.staying, notice.cookie);
       break;
     case Notice::wanted:
       give_way(radio);
@@ -213,31 +188,18 @@ void noticed(Radio& radio, const Notification& notice) {
   }
 }
 
-void stop_staying(Radio& radio) {
-  if (radio.stays_on != 0) {
-    radio.kernel.leave(radio.stay);
-    radio.stays_on = 0;
-  }
-}
-
 void look_after(Radio& radio) {
   const Clock::time_point now = Clock::now();
   if (now >= radio.next_look) {
     radio.next_look = now + kLook;
     look_at_interface(radio);
   }
-  if (radio.stays_on != 0 && now >= radio.next_stay) {
-    renew_stay(radio);
-  }
+  look_after(radio.staying, radio.kernel);
   look_after(radio.sendings, radio.kernel);
 }
 
 Clock::time_point next_due(const Radio& radio) {
-  Clock::time_point out = radio.next_look;
-  if (radio.stays_on != 0) {
-    out = std::min(out, radio.next_stay);
-  }
-  return next_due(radio.sendings, out);
+  return next_due(radio.sendings, next_due(radio.staying, radio.next_look));
 }
 
 }  // namespace radio

@@ -13,6 +13,7 @@
 #include "nl80211.h"
 #include "request_socket.h"
 #include "sending.h"
+#include "staying.h"
 #include "unique_fd.h"
 
 namespace radio {
@@ -33,10 +34,7 @@ struct Radio {
   UniqueFd daemon;  // the event port
   Elements elements;
   Clock::time_point next_look{};
-  int stays_on = 0;  // MHz; 0: wherever the kernel likes
-  std::uint64_t stay = 0;
-  int stay_refused = 0;  // the last error that was said
-  Clock::time_point next_stay;
+  Staying staying;
   Sendings sendings;
   Mac last_from{};
   unsigned last_sequence = 0;
@@ -60,14 +58,8 @@ void noticed(Radio& radio, const Notification& notice);
 void look_after(Radio& radio);
 Clock::time_point next_due(const Radio& radio);
 
-// Leaves the channel it stays on, if it does.
-void stop_staying(Radio& radio);
-
 // Serves one request of `wl`, and answers it now or when it is known what came of it.
 void serve(Radio& radio, UniqueFd client, std::string_view message);
-
-// One line for the journal.
-__attribute__((format(printf, 1, 2))) void say(const char* format, ...);
 
 }  // namespace radio
 

@@ -2,15 +2,13 @@
 #ifndef PLATFORM_LINUX_RADIO_SENDING_H
 #define PLATFORM_LINUX_RADIO_SENDING_H
 
-#include <chrono>
 #include <vector>
 
+#include "clock.h"
 #include "nl80211.h"
 #include "unique_fd.h"
 
 namespace radio {
-
-using Clock = std::chrono::steady_clock;
 
 struct Sending {
   UniqueFd client;

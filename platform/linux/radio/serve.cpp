@@ -2,6 +2,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "journal.h"
 #include "radio.h"
 
 namespace radio {
@@ -46,7 +47,7 @@ Outcome scan(Radio& radio) {
   if (frequencies.empty()) {
     return {false, "escanresults: there is no channel on which one may send; is the country set?"};
   }
-  stop_staying(radio);
+  stop(radio.staying, radio.kernel);
   const int result = radio.kernel.scan(on_air(radio.elements, kInProbeRequests), frequencies);
   if (result == -EBUSY) {
     say("the radio is busy: no scan now; the next request tries again");
@@ -73,9 +74,8 @@ Outcome switch_channel(Radio& radio, const Request& request) {
   if (radio.scanning) {
     radio.kernel.abort_scan();
   }
-  stop_staying(radio);
-  radio.stays_on = frequency;
-  radio.next_stay = Clock::now();
+  stop(radio.staying, radio.kernel);
+  stay(radio.staying, frequency);
   return {true, ""};
 }
 
@@ -84,7 +84,7 @@ int frequency_for(const Radio& radio, const Request& request) {
   if (request.channel != 0) {
     return frequency_of(request.channel);
   }
-  return radio.interface.frequency != 0 ? radio.interface.frequency : radio.stays_on;
+  return radio.interface.frequency != 0 ? radio.interface.frequency : radio.staying.frequency;
 }
 
 void send_action(Radio& radio, UniqueFd client, const Request& request) {
@@ -97,7 +97,7 @@ void send_action(Radio& radio, UniqueFd client, const Request& request) {
   const Mac& own = radio.interface.address;
   const Datagram frame =
       build_action(request.to, own, radio.interface.access_point ? own : request.to, request.body);
-  const bool there = frequency == radio.interface.frequency || frequency == radio.stays_on;
+  const bool there = frequency == radio.interface.frequency || frequency == radio.staying.frequency;
   start(radio.sendings, radio.kernel,
         {.client = std::move(client),
          .frame = frame,
