@@ -111,6 +111,10 @@ class WhyTest(unittest.TestCase):
             "vorlent_dbg.log begins in the middle of a message", "vorlent_dbg.log:13: a message is cut",
             "vorlent_dbg.log ends in the middle of a message",
             "1 messages are of another version, the first at vorlent_dbg.log:12", "2 bytes of the log are no text"])
+        cut = ["vorlent_dbg.log ends in the middle of a message"]
+        for end, remarks in ("[act_op_1002_handler][1]pub_key(9):a key\n", []), ("[act_op_1002_handler][1]pub_key(9):a key", []), (
+                "[dump_act_frame_payload][1]data:[\n2D 2D", cut):
+            self.assertEqual(self.why((log_of(NAMES["ROW"]) + end).encode())["remarks"], remarks, end)
         self.log.with_suffix(".log.1").write_text(log_of(NAMES["KEY_SENT"]))
         self.assertEqual(self.reasons("push push_of_next push_without_key"), ["pushed-too-early"])
         run = self.run_why("--summary", self.folder, "-", input=printed)
@@ -133,7 +137,7 @@ class WhyTest(unittest.TestCase):
         capture.write_bytes(b"\n\r\r\n")
         for arguments, status, text in [
                 ([], 2, "LOG"), (["--zork\x1b", self.log], 2, "--zork?"), (["/missing"], 1, "No such file"),
-                (["/dev/null"], 1, "no message of vorlent"), ([self.log, self.log, "--nvram", bad], 2, "one log"),
+                (["--json", "--summary", self.log], 2, "not allowed with"), (["/dev/null"], 1, "no message of vorlent"), ([self.log, self.log, "--nvram", bad], 2, "one log"),
                 ([self.log, "--candidates", bad], 1, "no candidate file"),
                 ([self.log, "--candidates", self.log], 1, "no candidate file"), ([self.log, capture], 1, "package tshark")]:
             run = self.run_why(*arguments, env={"PATH": ""})

@@ -257,8 +257,9 @@ def parse(arguments):
     parser.add_argument("--nvram", metavar="FILE", help="its NVRAM, as key=value lines")
     parser.add_argument("--candidates", metavar="FILE", help="the base's vexo_onborading.json")
     parser.add_argument("--daemon", metavar="FILE", help="the daemon's program: of which version it is")
-    parser.add_argument("--json", action="store_true", help="print a line of JSON for each log")
-    parser.add_argument("--summary", action="store_true", help="print a table of reasons")
+    printed = parser.add_mutually_exclusive_group()
+    printed.add_argument("--json", action="store_true", help="print a line of JSON for each log")
+    printed.add_argument("--summary", action="store_true", help="print a table of reasons")
     parser.add_argument("--version", action="version", version=f"vorlent-why {VERSION}")
     options = parser.parse_args(arguments)
     captures = [path for path in options.paths if path != "-" and air.is_capture(path)]

@@ -214,7 +214,7 @@ class BaseWitness:
             return
         if counts.get(waiting):
             attempt.reason = "base-did-not-answer"
-            attempt.notes.append(f"{counts[waiting]} operations {waiting} of the unit stand in the capture.")
+            attempt.notes.append(f"{counts[waiting]} operations {waiting} in the unit's name stand in the capture.")
         elif waiting == "1000" and others:
             attempt.reason = "joined-another-base"
             bases = sorted({frame.base for frame in others if frame.base})

@@ -112,8 +112,7 @@ class Log:
             number += len(lines)
         if rest:
             self.tell([rest], number)
-            last = self.last_form(rest)
-            if last is None or last.endswith("\n"):
+            if not self.may_end(rest):
                 self.damage.append(f"{name} ends in the middle of a message")
 
     def tell(self, lines, number):
@@ -158,10 +157,11 @@ class Log:
                 events.append(((speaker, form), values))
         return events
 
-    def last_form(self, line):
-        """The format of the line's last message; none of what is no message, or of an unknown one."""
+    def may_end(self, line):
+        """Whether a log can end with this line and no line feed: with a message that has none."""
         parts = HEAD.split(line)
-        return self.understand(*parts[-2:])[0] if len(parts) > 1 else ""
+        form = self.understand(*parts[-2:])[0] if len(parts) > 1 else None
+        return form is not None and not form.endswith("\n")
 
     def understand(self, name, text):
         if name not in self.speakers:

@@ -136,7 +136,7 @@ REASONS = {
         "joined another base, or the base did not hear it."),
     "base-did-not-answer": Reason(
         "base",
-        "The capture has the unit's operations, and the base's log does not.",
+        "The capture has operations in the unit's name, and the base's log does not.",
         "Look whether the base's daemon runs and is not held by a command (its log "
         "tells), and whether its radio hears the unit."),
     "joined-another-base": Reason(
