@@ -61,7 +61,7 @@ TEST_F(ProcessTest, WhatItWasStartedWithDoesNotMatter) {
 }
 
 TEST_F(ProcessTest, TellsAServiceManagerItsNumberAndThatItTurns) {
-  sockaddr_un address{.sun_family = AF_UNIX, .sun_path = "/tmp/notify"};
+  sockaddr_un address{AF_UNIX, "/tmp/notify"};
   const int manager = socket(AF_UNIX, SOCK_DGRAM, 0);
   ASSERT_EQ(bind(manager, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
   setenv("NOTIFY_SOCKET", "/tmp/notify", 1);
