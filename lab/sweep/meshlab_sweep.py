@@ -17,6 +17,7 @@ import shutil
 import signal
 import subprocess
 import sys
+import threading
 import time
 
 import sweep_page
@@ -91,17 +92,33 @@ class WrongUse(Exception):
 
 
 RUNNING = set()  # what an interruption has to end
+STOPPING = threading.Event()
+GRACE = 30  # seconds that meshlab may take to end with its sandboxes
+
+
+def tell(process, number):
+    with contextlib.suppress(ProcessLookupError):
+        os.killpg(process.pid, number)
 
 
 def end(process):
-    """Ends a run; meshlab takes its sandboxes along."""
-    with contextlib.suppress(ProcessLookupError):
-        os.killpg(process.pid, signal.SIGTERM)
+    """Ends a run that hangs; meshlab takes its sandboxes along."""
+    tell(process, signal.SIGTERM)
     try:
-        process.communicate(timeout=30)
+        process.communicate(timeout=GRACE)
     except subprocess.TimeoutExpired:
-        os.killpg(process.pid, signal.SIGKILL)
+        tell(process, signal.SIGKILL)
         process.communicate()
+
+
+def end_all(waiting):
+    """Ends all runs; the threads that started them collect them, and no other may."""
+    STOPPING.set()
+    for process in list(RUNNING):
+        tell(process, signal.SIGTERM)
+    concurrent.futures.wait([future for future in waiting if not future.cancelled()], GRACE)
+    for process in list(RUNNING):
+        tell(process, signal.SIGKILL)
 
 
 def run_point(options, point, seed):
@@ -116,6 +133,8 @@ def run_point(options, point, seed):
     process = subprocess.Popen(words, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                stderr=subprocess.PIPE, text=True, errors="replace", start_new_session=True)
     RUNNING.add(process)
+    if STOPPING.is_set():
+        tell(process, signal.SIGTERM)
     try:
         said, wrong = process.communicate(timeout=options.deadline)
     except subprocess.TimeoutExpired:
@@ -200,8 +219,7 @@ def run_all(options):
                 tell_progress(done, len(todo), began)
         except BaseException:
             pool.shutdown(wait=False, cancel_futures=True)
-            for process in list(RUNNING):
-                end(process)
+            end_all(waiting)
             raise
 
 

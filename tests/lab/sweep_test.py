@@ -2,9 +2,11 @@
 import json
 import os
 import pathlib
+import signal
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 SWEEP = pathlib.Path(sys.argv.pop(1))
@@ -14,7 +16,7 @@ import sweep_table  # noqa: E402
 MESHLAB = """#!/bin/sh
 [ "$1" != keys ] || exit 0
 seed=$5 out=$7; mkdir -p "$out"; echo "$*" >> "$CALLS"
-[ "$seed" != 7 ] || sleep 60
+[ "$seed" != 7 ] || { trap 'for i in 1 2 3 4 5; do echo $i; echo $i >&2; done; exit 143' TERM; sleep 60 & wait; }
 [ "$seed" != 8 ] || kill -SEGV $$
 [ "$seed" != 9 ] || { echo "meshlab: no such scenario" >&2; exit 2; }
 echo '[{"what":"frame","operation":1000},{"what":"mode"}]' > "$out/timeline.json"
@@ -32,10 +34,11 @@ class SweepTest(unittest.TestCase):
         (self.folder / "meshlab").write_text(MESHLAB)
         (self.folder / "meshlab").chmod(0o755)
 
+        self.environment = {**os.environ, "MESHLAB": str(self.folder / "meshlab"), "CALLS": str(self.folder / "calls")}
+
     def sweep(self, *words):
-        environment = {**os.environ, "MESHLAB": str(self.folder / "meshlab"), "CALLS": str(self.folder / "calls")}
         return subprocess.run([sys.executable, "-B", SWEEP / "meshlab_sweep.py", *words], cwd=self.folder,
-                              env=environment, capture_output=True, text=True)
+                              env=self.environment, capture_output=True, text=True)
 
     def test_goes_on_behind_a_torn_line_and_counts_what_hangs_or_crashes(self):
         words = ("air", "--seeds", "1..8", "--set", "loss=10..30/20", "--deadline", "1", "--out", "o")
@@ -69,11 +72,20 @@ class SweepTest(unittest.TestCase):
         self.assertIn("as it is, ready keys: units in fell from", run.stdout, run.stderr)
 
     def test_wrong_use_is_one_line_and_runs_nothing_more(self):
-        run = self.sweep("air", "--seeds", "9", "--set", "loss=1..9", "--jobs", "1", "--out", "o")
-        self.assertEqual((run.returncode, run.stderr), (2, "meshlab: no such scenario\n"))
-        self.assertLess(len((self.folder / "calls").read_text().splitlines()), 4)
+        run = self.sweep("air", "--seeds", "7..99", "--jobs", "3", "--out", "o")
+        self.assertEqual((run.returncode, run.stderr.splitlines()[-1]), (2, "meshlab: no such scenario"))
+        self.assertLess(len((self.folder / "calls").read_text().splitlines()), 7)
         for words in (("air", "--seeds", "5..1"), ("air", "--shard", "3/2"), ("air", "--set", "x=1"), ()):
             self.assertEqual(self.sweep(*words).returncode, 2, words)
+
+    def test_an_interruption_ends_the_runs_and_says_how_to_go_on(self):
+        words = [sys.executable, "-B", SWEEP / "meshlab_sweep.py", "air", "--seeds", "7..99", "--jobs", "1", "--out", "o"]
+        sweep = subprocess.Popen(words, cwd=self.folder, env=self.environment, stderr=subprocess.PIPE, text=True)
+        while not (self.folder / "calls").exists():
+            time.sleep(0.05)
+        sweep.send_signal(signal.SIGINT)
+        self.assertEqual(sweep.communicate(timeout=20)[1], "meshlab sweep: interrupted; the same command goes on from here\n")
+        self.assertEqual((sweep.returncode, (self.folder / "o/runs.jsonl").read_text()), (130, ""))
 
     def test_intervals_and_percentiles(self):
         low, high = sweep_table.wilson(15, 15)  # by hand: 1 / (1 + 3.8415 / 15)
