@@ -293,10 +293,16 @@ int main(int argc, char** argv) {
   asked.options.tools = fs::read_symlink("/proc/self/exe", error).parent_path();
   CLI::App app("A mesh of real vorlent daemons on one machine, to look at and to break", "meshlab");
   app.set_version_flag("--version", "meshlab " MESHLAB_VERSION);
-  app.require_subcommand(1);
+  app.require_subcommand(0, 1);  // none is told below, for a wrong word is to be named first
+  app.failure_message([](const CLI::App*, const CLI::Error& wrong) {
+    return std::string("meshlab: ") + wrong.what() + "\nRun with --help for more information.\n";
+  });
   add_commands(app, asked);
   try {
     app.parse(argc, argv);
+    if (!asked.todo) {
+      throw CLI::RequiredError("A command (see --help)");
+    }
   } catch (const CLI::ParseError& wrong) {
     return app.exit(wrong) == 0 ? 0 : 2;
   }
