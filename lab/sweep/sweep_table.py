@@ -127,6 +127,8 @@ def comparison(rows, earlier):
     text = ""
     for row in rows:
         old = before.get(same(row))
+        if earlier and old is None:
+            text += f"{row['scenario']} {row['point']}: the earlier sweep has no such point\n"
         for what, hits, tries in (("units in", "in", "units"), ("first handshakes", "first_completed", "firsts")):
             if old is None or not row[tries] or not old[tries]:
                 continue

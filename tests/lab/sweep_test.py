@@ -70,6 +70,8 @@ class SweepTest(unittest.TestCase):
         self.assertEqual(record["keys"], f"from {self.folder.resolve()}/k")
         run = self.sweep("--merge", "x", "--against", "m", "--out", "y")
         self.assertIn("as it is, ready keys: units in fell from", run.stdout, run.stderr)
+        other = self.sweep("air", "--set", "loss=5", "--against", "m", "--out", "z")
+        self.assertTrue(other.stdout.endswith("air loss=5: the earlier sweep has no such point\n"), other.stdout)
 
     def test_wrong_use_is_one_line_and_runs_nothing_more(self):
         run = self.sweep("air", "--seeds", "7..99", "--jobs", "3", "--out", "o")
