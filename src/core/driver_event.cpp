@@ -6,8 +6,6 @@
 
 namespace {
 
-constexpr const char* AS_EVENT_RECVR = "event_recvr";
-
 constexpr std::size_t INTERFACE_SIZE = 16;
 constexpr std::size_t ETHER_TYPE_AT = 28;
 constexpr std::size_t SUBTYPE_AT = 30;

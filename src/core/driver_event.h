@@ -42,6 +42,8 @@ inline constexpr std::uint32_t WLC_E_ESCAN_RESULT = 69;
 
 inline constexpr std::size_t DATAGRAM_MAX = 4096;  // longer ones are cut
 
+inline constexpr const char* AS_EVENT_RECVR = "event_recvr";  // what speaks of events in the log
+
 using InterfaceName = std::array<char, 17>;  // 16 bytes of the datagram and a NUL
 
 struct DriverEventMsg {

@@ -19,8 +19,6 @@
 
 namespace {
 
-constexpr const char* AS_EVENT_RECVR = "event_recvr";
-
 constexpr int RECEIVE_BUFFER = 1 << 20;
 
 int bind_loopback(int fd) {

@@ -51,7 +51,7 @@ constexpr Told kTold[] = {
     {"[act_op_1004_sender]", "cmd: wl actframe ", reaches<5>},
     {"[delete_node_from_candidate_table]", "Remove sta ", leaves}};
 
-int number_in(std::string_view text) {
+int leading_number(std::string_view text) {
   int value = 0;
   std::from_chars(text.data(), text.data() + text.size(), value);
   return value;
@@ -80,7 +80,7 @@ void read_line(Story& story, std::string_view line) {
   } else if (function == "[sig_handler]" && starts_with(line, "Got SIGUSR1")) {
     story.stations.clear();
   } else if (function == "[act_op_tracker]") {
-    story.sent = starts_with(line, "send: ") ? number_in(line.substr(6)) : 0;
+    story.sent = starts_with(line, "send: ") ? leading_number(line.substr(6)) : 0;
   }
   for (const Told& told : kTold) {
     if (function == told.function && starts_with(line, told.text)) {

@@ -322,7 +322,7 @@ int set_up(const std::string& interface, bool up) {
     result = ioctl(fd, SIOCSIFFLAGS, &request);
   }
   const int error = result == 0 ? 0 : -errno;
-  close(fd);
+  ::close(fd);
   return error;
 }
 

@@ -5,7 +5,7 @@ namespace radio {
 namespace {
 
 constexpr std::string_view kInterface = "wl0";
-constexpr std::uint32_t kProbeRequest = 44;
+constexpr std::uint32_t kProbeRequestEvent = 44;
 constexpr std::uint32_t kActionFrame = 59;
 constexpr std::uint32_t kScanResult = 69;
 constexpr std::uint32_t kPartial = 8;  // status of a result that is one of several
@@ -69,7 +69,7 @@ Datagram heard_event(const Mac& own, const Heard& heard, int frequency) {
     out.put(heard.body);
     return out;
   }
-  Datagram out = begin(kProbeRequest, 0, own, heard.from, 16 + heard.frame.size());
+  Datagram out = begin(kProbeRequestEvent, 0, own, heard.from, 16 + heard.frame.size());
   out.put_be16(1);  // the driver's receive descriptor
   out.put_be16(chanspec(frequency));
   out.put_zeros(12);
