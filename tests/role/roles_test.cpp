@@ -1,8 +1,11 @@
 // Modes where a transcript would be a table, and what no life of the daemon leads to.
+#include <filesystem>
+
 #include "core/event_socket.h"
 #include "core/mode_table.h"
 #include "role/mode_entry.h"
 #include "role/role_monitor.h"
+#include "role/search.h"
 #include "support/daemon_test.h"
 
 namespace {
@@ -22,6 +25,17 @@ TEST_F(RolesTest, EveryChangeReplacesTheModesTimer) {
   }
   EXPECT_EQ(mode_timer_fd, 0);
   EXPECT_EQ(context.act_timer_fd, 0);
+}
+
+TEST_F(RolesTest, NoScanIsRunWhoseResultsHaveNoPlace) {
+  std::filesystem::create_directory("/tmp/escanresults_log");
+  EXPECT_EQ(vorlent_ie_scan() + vorlent_ie_scan(), -2);
+  const std::string begin =
+      "==========================================\nSearching Mesh onboarding ...\n\n";
+  EXPECT_EQ(messages(),
+            begin + "no scan: /tmp/escanresults_log cannot be made: Is a directory\n" + begin);
+  EXPECT_TRUE(platform().journal.empty());
+  std::filesystem::remove("/tmp/escanresults_log");
 }
 
 TEST_F(RolesTest, AModeOutsideTheTableIsNamedAndOtherwiseIgnored) {

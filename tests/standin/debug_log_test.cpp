@@ -1,6 +1,7 @@
 #include "shared_debug_log.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -29,7 +30,12 @@ TEST_F(DebugLog, AppendsWholeMessagesAsTheyStand) {
   const std::string large(200000, 'x');
   log(large);
   log("");
-  log("\n");
+  rlimit room{};
+  getrlimit(RLIMIT_NOFILE, &room);
+  const rlimit none{.rlim_cur = 0, .rlim_max = room.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
+  log("\n");  // without a descriptor more: the file is opened once
+  setrlimit(RLIMIT_NOFILE, &room);
   EXPECT_EQ(read_file(path), "old\n7% No such file or directory|" + large + "\n");
 }
 
