@@ -1,6 +1,8 @@
 #include "node/key_store.h"
 
+#include <openssl/bn.h>
 #include <openssl/pem.h>
+#include <openssl/rsa.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>

@@ -4,7 +4,9 @@
  * daemon is the size of a file that the laboratory reads at the end. */
 #define _GNU_SOURCE
 #include <fcntl.h>
+#include <openssl/bn.h>
 #include <openssl/pem.h>
+#include <openssl/rsa.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/stat.h>
