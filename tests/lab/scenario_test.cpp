@@ -103,13 +103,13 @@ TEST(Scenario, WhoArrivesIsNotThereBefore) {
   EXPECT_THAT(errors, ::testing::IsEmpty());
   Mesh mesh;
   ASSERT_TRUE(mesh.loop.clock.start("/tmp/clock"));
+  char folder[] = "/tmp/arrivals-XXXXXX";
+  mesh.kit.work = mkdtemp(folder);
   Story story{mesh, scenario};
   make_mesh(story);
   EXPECT_EQ(find_node(mesh, "unit-2"), nullptr);
   EXPECT_EQ(who_is(mesh, "units").size(), 2U);
   EXPECT_EQ(mesh.air.losses.front().from.size(), 2U);
-  char folder[] = "/tmp/arrivals-XXXXXX";
-  mesh.kit.work = mkdtemp(folder);
   ASSERT_TRUE(prepare_boxes(mesh));
   bring(story, 2);
   EXPECT_EQ(who_is(mesh, "units").size(), 3U);
