@@ -73,7 +73,10 @@ TEST_F(ProcessTest, NothingIsLostInSilenceWhereNothingCanBeWritten) {
   std::filesystem::remove("/tmp/vexo_nvram.saved.tmp");
   await("/tmp/commands", "vexo_service restart");
   EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::seconds(1)) << "too soon";
-  EXPECT_THAT(read_file("/tmp/vexo_nvram.saved"), testing::HasSubstr("restart_all_processes=1\n"));
+  EXPECT_THAT(read_file("/tmp/vexo_nvram.saved"),
+              testing::AllOf(testing::HasSubstr("restart_all_processes=1\n"),
+                             testing::HasSubstr("onboarding_role=0\n")))
+      << "the second was refused at the start";
 }
 
 TEST_F(ProcessTest, AWindowsRequestThatCannotBeTakenBackIsServedOnce) {
