@@ -36,7 +36,7 @@ UniqueFd open_in_box(const std::string& box, const std::string& name, int flags)
   how.mode = (flags & O_CREAT) != 0 ? standin::kPrivateFile : 0;
   how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
   UniqueFd file(
-      static_cast<int>(syscall(SYS_openat2, folder.get(), name.c_str(), &how, sizeof how)));
+      static_cast<int>(syscall(__NR_openat2, folder.get(), name.c_str(), &how, sizeof how)));
   struct stat status {};
   if (file.open() && fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode)) {
     return file;

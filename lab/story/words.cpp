@@ -1,21 +1,32 @@
 #include "story/words.h"
 
+#include <cstdlib>
+
 namespace lab {
 
-std::optional<Time> parse_time(std::string_view text) {
-  double value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  const std::string_view unit(end, static_cast<std::size_t>(text.data() + text.size() - end));
-  if (error != std::errc() || !(value >= 0 && value <= 1e6)) {
+std::optional<double> take_fraction(std::string_view& text) {
+  const std::string digits(text.substr(0, text.find_first_not_of("0123456789.")));
+  char* end = nullptr;
+  const double value = std::strtod(digits.c_str(), &end);
+  if (end == digits.c_str()) {
     return std::nullopt;
   }
-  if (unit == "ms") {
-    return from_seconds(value / 1000);
+  text.remove_prefix(static_cast<std::size_t>(end - digits.c_str()));
+  return value;
+}
+
+std::optional<Time> parse_time(std::string_view text) {
+  const std::optional<double> value = take_fraction(text);
+  if (!value || *value > 1e6) {
+    return std::nullopt;
   }
-  if (unit == "s") {
-    return from_seconds(value);
+  if (text == "ms") {
+    return from_seconds(*value / 1000);
   }
-  return unit == "min" ? std::optional(from_seconds(value * 60)) : std::nullopt;
+  if (text == "s") {
+    return from_seconds(*value);
+  }
+  return text == "min" ? std::optional(from_seconds(*value * 60)) : std::nullopt;
 }
 
 // Words are separated by blanks; a colon ends a word and is one itself; quotes hold blanks

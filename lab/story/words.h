@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -13,11 +14,21 @@
 
 namespace lab {
 
+// A fraction of digits and a point at the beginning of a text, which is shortened by it. GCC 10's
+// from_chars reads whole numbers alone.
+std::optional<double> take_fraction(std::string_view& text);
+
 // The whole text has to be the number.
 template <typename Number>
 bool read_number(std::string_view text, Number& value) {
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  return error == std::errc() && end == text.data() + text.size();
+  if constexpr (std::is_floating_point_v<Number>) {
+    const std::optional<double> fraction = take_fraction(text);
+    value = fraction.value_or(0);
+    return fraction && text.empty();
+  } else {
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return error == std::errc() && end == text.data() + text.size();
+  }
 }
 
 // "5s", "200ms", "10min".
