@@ -28,6 +28,7 @@ TEST_F(RolesTest, EveryChangeReplacesTheModesTimer) {
 }
 
 TEST_F(RolesTest, NoScanIsRunWhoseResultsHaveNoPlace) {
+  std::filesystem::remove("/tmp/escanresults_log");  // another test's
   std::filesystem::create_directory("/tmp/escanresults_log");
   EXPECT_EQ(vorlent_ie_scan() + vorlent_ie_scan(), -2);
   const std::string begin =
