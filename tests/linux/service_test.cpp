@@ -99,17 +99,24 @@ TEST(Networks, BothProgramsReadTheSameNetworks) {
 }
 
 TEST(Networks, NothingIsMadeOfASettingThatNoNetworkHas) {
-  const auto refused = [](const char* key, const std::string& value) {
-    const service::Configuration made = with(kBase, key, value);
+  std::string why;
+  const auto refused = [&](const std::string& key, const std::string& value) {
+    const service::Configuration made = with(kBase, key.c_str(), value);
+    why = made.wrong;
     return made.text.empty() && !made.wrong.empty();
   };
-  for (const char* prefix : {"bh_", "wl0_"}) {
+  for (const auto& [prefix, name] : {std::pair<std::string, std::string>("bh_", "the backhaul"),
+                                     {"wl0_", "the front network"}}) {
     for (const char* word : {"", "open", "psk2\nwpa=0", "aes\n"}) {
-      EXPECT_TRUE(refused((prefix + std::string("akm")).c_str(), word)) << word;
-      EXPECT_TRUE(refused((prefix + std::string("crypto")).c_str(), word)) << word;
+      EXPECT_TRUE(refused(prefix + "crypto", word)) << word;
+      EXPECT_EQ(why, name + ": its cipher is none of aes, tkip and tkip+aes");
+      EXPECT_TRUE(refused(prefix + "akm", word)) << word;
+      EXPECT_EQ(why, name + ": its key management is none of psk2, psk and \"psk psk2\"");
     }
-    EXPECT_TRUE(refused((prefix + std::string("wpa_psk")).c_str(), "7 bytes"));
-    EXPECT_TRUE(refused((prefix + std::string("ssid")).c_str(), std::string(33, 'x')));
+    EXPECT_TRUE(refused(prefix + "wpa_psk", "7 bytes"));
+    EXPECT_EQ(why, name + ": its pass phrase has not 8 to 63 bytes");
+    EXPECT_TRUE(refused(prefix + "ssid", std::string(33, 'x')));
+    EXPECT_EQ(why, name + ": its SSID has not 1 to 32 bytes");
   }
   for (const char* name : {"a\nb", "../x", "sixteen-letters-", "br 0"}) {
     EXPECT_TRUE(refused("wl0_ifname", name)) << name;
@@ -118,6 +125,7 @@ TEST(Networks, NothingIsMadeOfASettingThatNoNetworkHas) {
     EXPECT_TRUE(refused("wl0_channel", channel)) << channel;
   }
   EXPECT_TRUE(refused("wl0_country", "D\n") && refused("wl0_country", "DEU"));
+  EXPECT_EQ(why, "wl0_country: not two capital letters");
   const service::Configuration none = with(kSatellite, "mesh_role", "");
   EXPECT_TRUE(none.text.empty() && none.wrong.empty()) << "a unit that is nothing yet";
 }

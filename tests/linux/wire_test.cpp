@@ -63,6 +63,11 @@ TEST_F(WireTest, BaseHearsUnitsAndNobodyElse) {
   EXPECT_FALSE(on_air(kRadiotap + Bytes(3, 0)));
   EXPECT_EQ(context.candidate_count, 0);
 
+  const radio::Datagram sent = radio::build_action(air::UNIT, air::BASE, air::BASE, {});
+  EXPECT_EQ(air::to_hex(Bytes(sent.view().begin(), sent.view().end())),
+            "d0000000" + air::to_hex(Bytes(air::UNIT.begin(), air::UNIT.end())) +
+                "ac1020304050ac10203040500000");
+
   EXPECT_TRUE(on_air(kRadiotap + probe(air::UNIT) + kFcs));
   EXPECT_EQ(context.candidate_count, 1);
   EXPECT_STREQ(candidate_table[0].mac.data(), air::UNIT_TEXT.c_str());
@@ -85,6 +90,10 @@ TEST(RadiotapTest, IsReadWhateverFieldsItHas) {
       EXPECT_FALSE(radio::strip_radiotap(radio::View(packet).first(size)));
     }
   }
+}
+
+TEST(RadiotapTest, WithAWordThatIsNotThereIsNone) {
+  EXPECT_FALSE(radio::strip_radiotap(air::from_hex("0000080000000080") + Bytes(40, 7)));
 }
 
 TEST_F(WireTest, UnitFindsBaseOnItsChannel) {
@@ -125,16 +134,36 @@ TEST(RequestTest, WordsOfTheDaemonAreUnderstoodAndOthersAreNot) {
   EXPECT_EQ(action.body, air::action_frame(0x1004, {}));
   EXPECT_EQ(radio::frequency_of(action.channel), 5825);
   EXPECT_EQ(read("csa 0 5 14").channel, radio::channel_of(2484));
+  EXPECT_TRUE(read("csa 1 5 14").quiet && !read("csa 0 5 14").quiet);
   EXPECT_EQ(read("escanresults").wish, radio::Wish::scan);
-  for (const char* wrong :
-       {"", "up", "escanresults 1", "csa 2 5 6", "csa 0 256 6", "csa 0 5 15", "csa 0 5 6x",
-        "csa 0 5", "add_ie 4 11 02:7E:91 0000000308010101", "add_ie 3 12 02:7E:91 0000000308010101",
-        "add_ie 3 11 02:7E 0000000308010101", "add_ie 0 11 02:7E:91 0000000308010101",
-        "add_ie 3 11 02:7E:91 000000030801010g", "actframe ac:10:20:30:40 04",
-        "actframe ac:10:20:30:40:50: 04", "actframe ac:10:20:30:40:50 040",
-        "actframe ac:10:20:30:40:50 04 0"}) {
+  for (const auto& [wrong, why] :
+       {std::pair("", "a command is missing; see wl --help"),
+        {"up", "up: no such command; see wl --help"},
+        {"escanresults 1", "escanresults takes no arguments"},
+        {"csa 2 5 6", "2: no mode (0 go on sending until the switch, 1 fall silent)"},
+        {"csa 0 256 6", "256: no count of beacons, 0 to 255"},
+        {"csa 0 5 15", "15: no channel"},
+        {"csa 0 5 6x", "6x: no channel"},
+        {"csa 0 5", "csa takes MODE COUNT CHANNEL"},
+        {"del_ie 3", "del_ie takes FRAMES LENGTH OUI DATA"},
+        {"add_ie 4 11 02:7E:91 0000000308010101",
+         "4: association frames (4 and 8) cannot carry elements here"},
+        {"add_ie 3 12 02:7E:91 0000000308010101",
+         "0000000308010101: not 12 bytes in hexadecimal with the OUI"},
+        {"add_ie 3 11 02:7E 0000000308010101", "02:7E: no OUI such as 02:7E:91"},
+        {"add_ie 0 11 02:7E:91 0000000308010101",
+         "0: no set of frames (1 beacons, 2 probe responses, 16 probe requests)"},
+        {"add_ie 3 11 02:7E:91 000000030801010g",
+         "000000030801010g: not 11 bytes in hexadecimal with the OUI"},
+        {"actframe ac:10:20:30:40:50", "actframe takes ADDRESS DATA [CHANNEL]"},
+        {"actframe ac:10:20:30:40 04", "ac:10:20:30:40: no address such as 02:00:00:00:01:00"},
+        {"actframe ac:10:20:30:40:50: 04",
+         "ac:10:20:30:40:50:: no address such as 02:00:00:00:01:00"},
+        {"actframe ac:10:20:30:40:50 040",
+         "actframe: the data is not 1 to 1800 bytes in hexadecimal"},
+        {"actframe ac:10:20:30:40:50 04 0", "0: no channel"}}) {
     EXPECT_EQ(read(wrong).wish, radio::Wish::none) << wrong;
-    EXPECT_FALSE(read(wrong).wrong.empty()) << wrong;
+    EXPECT_EQ(read(wrong).wrong, why);
   }
   EXPECT_EQ(radio::channel_of(0) + radio::channel_of(5955) + radio::channel_of(2400), 0);
 }

@@ -55,6 +55,13 @@ TEST_F(Nvram, KeepsWholeValuesAndAbsence) {
   EXPECT_EQ(read_file(store), "");
 }
 
+TEST_F(Nvram, AnUnchangedStoreIsNotWrittenAgain) {
+  vexoNvramConfig_set("a", "1");
+  const std::string stands = shell("stat -c %i.%z " + store);
+  EXPECT_EQ(vexoNvramConfig_set("a", "1") + vexoNvramConfig_unset("b"), 0);
+  EXPECT_EQ(shell("stat -c %i.%z " + store), stands);
+}
+
 TEST_F(Nvram, SeesEveryChangeAtTheNextCall) {
   vexoNvramConfig_set("a", "1");
   command("set a=2");
@@ -185,13 +192,23 @@ TEST_F(Nvram, CommandDoesWhatItSays) {
     EXPECT_THAT(command(wrong), testing::AllOf(HasSubstr("nvram: "), HasSubstr("Usage:")));
     EXPECT_EQ(status, 2) << wrong;
   }
+  EXPECT_THAT(command("--help"), HasSubstr("\n  --help, --version\n"));
+  ::setenv("VEXO_RESTART_HOOK", "/nowhere", 1);
+  EXPECT_EQ(command("restart"),
+            "nvram: cannot run the restart hook /nowhere: No such file or directory\n");
+  EXPECT_EQ(status, 1);
   ::unsetenv("VEXO_RESTART_HOOK");
   EXPECT_THAT(command("restart"), HasSubstr("nothing is restarted"));
   EXPECT_EQ(status, 0);
   std::filesystem::create_directory(folder + "/none");
   ::setenv("VEXO_NVRAM", (folder + "/none").c_str(), 1);
-  for (const char* failing : {"get a", "set a=1", "unset a", "show", "commit"}) {
-    EXPECT_THAT(command(failing), HasSubstr("/none: Is a directory\n"));
+  for (const auto& [failing, done] : {std::pair("get a", "read"),
+                                      {"set a=1", "change"},
+                                      {"unset a", "change"},
+                                      {"show", "read"},
+                                      {"commit", "save"}}) {
+    EXPECT_THAT(command(failing), HasSubstr("nvram: cannot " + std::string(done) + " " + folder +
+                                            "/none: Is a directory\n"));
     EXPECT_EQ(status, 1) << failing;
   }
 }
