@@ -3,7 +3,8 @@
 #include <cstring>
 
 #include "core/log.h"
-#include "discovery/probe_scan.h"
+#include "discovery/probe_request.h"
+#include "discovery/scan_result.h"
 #include "handshake/act_frame_parser.h"
 
 namespace {

@@ -5,6 +5,7 @@
 #include "handshake/action_frame.h"
 #include "handshake/base_side.h"
 #include "handshake/unit_side.h"
+#include "role/mode_detection.h"
 #include "role/mode_entry.h"
 #include "role/role_monitor.h"
 

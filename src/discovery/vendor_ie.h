@@ -1,5 +1,6 @@
 // What is done with a received vendor element (core/pelion_element.h draws it), and the one walker
-// over lists of elements.
+// over lists of elements. They come from probe requests (probe_request.h) and scan results
+// (scan_result.h).
 //
 // Of a received element only oui, prod_type, prod_id and plon_vie_data decide; reserved, version
 // and ifname are never looked at. An element shorter than 13 bytes counts as if zeros followed.

@@ -1,4 +1,4 @@
-// Which mode the unit starts in, and what entering a mode does.
+// What entering a mode does.
 //
 // Every entry, also a repeated one, runs its routine anew: the element on or off the air, a new key
 // pair where the mode needs one, the first scan, and a new timer whose descriptor replaces the one
@@ -6,13 +6,6 @@
 // entry of the handshake mode lives with the unit's side of the handshake, whose timer it arms.
 #ifndef VORLENT_ROLE_MODE_ENTRY_H
 #define VORLENT_ROLE_MODE_ENTRY_H
-
-// Sets `cur_mode` and `target_role` from NVRAM. Where NVRAM names no mode both keep their value.
-int load_cur_mode();
-
-// Log that a unit not yet installed starts in its old mode again; rows of the mode table.
-void say_temp_router_resumed();
-void say_temp_satellite_resumed();
 
 // Writes the mode's digit to NVRAM `onboarding_role` and runs its entry routine; does nothing for a
 // value that is not a mode.

@@ -1,7 +1,7 @@
 // The un-configured unit's search: a scan every 5 seconds for 30 minutes.
 //
 // The results do not come back through the utility's output but as driver events, which
-// discovery/probe_scan.h looks at.
+// discovery/scan_result.h looks at.
 #ifndef VORLENT_ROLE_SEARCH_H
 #define VORLENT_ROLE_SEARCH_H
 

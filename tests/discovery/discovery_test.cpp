@@ -1,7 +1,8 @@
 // Discovery where a transcript would be a table: elements and records cut at every byte, and the
 // candidate table by itself.
 #include "discovery/candidate_table.h"
-#include "discovery/probe_scan.h"
+#include "discovery/probe_request.h"
+#include "discovery/scan_result.h"
 #include "discovery/vendor_ie.h"
 #include "support/daemon_test.h"
 

@@ -10,8 +10,8 @@
 
 #include "backhaul.h"
 #include "kept_store.h"
+#include "network_config.h"
 #include "program.h"
-#include "settings.h"
 #include "support/files.h"
 #include "vexo_nvram.h"
 

@@ -13,7 +13,7 @@
 
 #include "core/timer_list.h"
 #include "discovery/candidate_table.h"
-#include "discovery/probe_scan.h"
+#include "discovery/scan_result.h"
 #include "platform_onboarding.h"
 #include "shared_debug_log.h"
 #include "support/virtual_time.h"

@@ -31,7 +31,7 @@
 #include "core/event_socket.h"
 #include "core/signals.h"
 #include "discovery/candidate_table.h"
-#include "discovery/probe_scan.h"
+#include "discovery/scan_result.h"
 #include "support/daemon_test.h"
 #include "support/event_port.h"
 #include "transcripts/folded.h"

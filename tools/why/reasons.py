@@ -1,5 +1,6 @@
 """Every outcome: on whose side it is seen, what it means and what to do.
 
+What ends with which is decided in unit_side and base_side, then with the capture in air and stories.
 The manual page's list is made of these by the build.
 """
 import collections

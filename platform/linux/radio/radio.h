@@ -8,7 +8,7 @@
 
 #include "../places.h"
 #include "../wire/request.h"
-#include "hostapd.h"
+#include "hostapd_control.h"
 #include "monitor.h"
 #include "nl80211.h"
 #include "request_socket.h"

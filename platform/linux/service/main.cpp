@@ -13,9 +13,9 @@
 #include "../run_service.h"
 #include "backhaul.h"
 #include "kept_store.h"
+#include "network_config.h"
 #include "own_file.h"
 #include "program.h"
-#include "settings.h"
 #include "vexo_nvram.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "discovery/probe_scan.h"
+#include "discovery/scan_result.h"
 
 #include <strings.h>
 
@@ -6,7 +6,6 @@
 
 #include "core/log.h"
 #include "core/shell.h"
-#include "discovery/candidate_table.h"
 #include "discovery/target_base.h"
 #include "discovery/vendor_ie.h"
 #include "platform_onboarding.h"
@@ -16,11 +15,7 @@ bool gg_swap = false;
 
 namespace {
 
-constexpr const char* AS_PARSE_PLON_IE_FROM_PROBE = "parse_plon_ie_from_probe";
 constexpr const char* AS_UNCFG_REGISTER = "uncfg_register";
-
-// Probe request data: a 16-byte receive descriptor, the 24-byte management header, the elements.
-constexpr std::size_t PROBE_ELEMENTS_AT = 40;
 
 // Scan result data: a 12-byte header that is not read, then the record of one BSS. Offsets are from
 // the record's start; the numbers are in the driver's byte order.
@@ -60,28 +55,6 @@ BssRecord decode_record(ByteView record) {
                    .chanspec = driver_u16(record, 72),
                    .ie_offset = driver_u16(record, 116),
                    .ie_length = driver_u32(record, 120)};
-}
-
-bool has_pelion_oui(ByteView elem) {
-  return ByteReader(elem, 2).array<3>() == PELION_OUI;
-}
-
-void add_candidate(const MacText& sta) {
-  CandidateEntry entry{};
-  entry.mac = sta;
-  update_candidate_table(candidate_table, entry);
-  dump_current_support_list();
-}
-
-void examine_probe_element(ByteView elem, const MacText& sta) {
-  ONBOARD_LOG_AS(AS_PARSE_PLON_IE_FROM_PROBE, "[Pelion OUI detect]\n");
-  PelionIe ie{};
-  copy_plon_ie(elem, ie);
-  dump_plon_ie(ie);
-  if (is_advertised_by(ie, PROD_ID_UNIT)) {
-    ONBOARD_LOG_AS(AS_PARSE_PLON_IE_FROM_PROBE, "Receive Mesh onboarding Probe Request!!.\n");
-    add_candidate(sta);
-  }
 }
 
 void switch_to_channel(std::uint8_t channel) {
@@ -133,19 +106,6 @@ void examine_scan_record(ByteView record) {
 }
 
 }  // namespace
-
-// By the OUI under any element id, and every such element: a base has always taken units in by
-// that, while a unit takes the first vendor specific one of a scan record and no other.
-int parse_plon_ie_from_probe(const DriverEventMsg& event, const MacText& sta) {
-  const ByteView elements = clipped(event.data, PROBE_ELEMENTS_AT);
-  for (ByteView list = first_tlv(elements); !list.empty(); list = bcm_next_tlv(list)) {
-    const ByteView elem = front_tlv(list);
-    if (has_pelion_oui(elem)) {
-      examine_probe_element(elem, sta);
-    }
-  }
-  return 0;
-}
 
 void examine_scan_result(const DriverEventMsg& event) {
   if (event.status != SCAN_COMPLETE && event.status != SCAN_PARTIAL) {

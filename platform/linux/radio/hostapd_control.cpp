@@ -1,4 +1,4 @@
-#include "hostapd.h"
+#include "hostapd_control.h"
 
 #include <array>
 

@@ -1,4 +1,4 @@
-#include "settings.h"
+#include "network_config.h"
 
 #include <openssl/evp.h>
 
