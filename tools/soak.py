@@ -266,7 +266,10 @@ class Soak:
         def send(count):
             for i in range(count):
                 self.some_event((0x1001, 0x1002, 0x1004, 0x1005))  # 1003 may end a unit's life
+                deadline = time.monotonic() + 30
                 while i % 50 == 0 and re.search(r":D988 .*? [\dA-F]{8}:(?!0{8})", pathlib.Path("/proc/net/udp").read_text()):
+                    if time.monotonic() > deadline:
+                        raise Wrong("events are not taken")
                     time.sleep(0.002)
 
         def heap():

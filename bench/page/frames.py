@@ -13,6 +13,7 @@ import re
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 
 sys.path.append("/usr/lib/python3/dist-packages")  # where Debian keeps the bindings, whatever python3 comes first
@@ -78,10 +79,12 @@ def main(build="build", units="60"):
                                 "--out", out], stdout=subprocess.PIPE, text=True)
         try:
             browser.get(re.search(r"http\S+", run.stdout.readline())[0])
+            # The steps have to be taken, or meshlab waits for it.
+            threading.Thread(target=run.stdout.read, daemon=True).start()
             for second in (0, 1, 2):
                 measure(browser, f"while it lives, from {second * SECONDS} s")
             run.terminate()
-            run.communicate(timeout=60)
+            run.wait(60)
             browser.get(pathlib.Path(out, "report.html").as_uri())
             WebDriverWait(browser, 60).until(lambda b: b.execute_script("return mesh.frames > 3"))
             measure(browser, "its report, standing still")

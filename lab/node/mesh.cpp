@@ -111,7 +111,7 @@ int unit_number(const std::string& name) {
   const bool good = name.rfind("unit-", 0) == 0 &&
                     std::from_chars(name.data() + 5, end, number).ptr == end && number >= 1 &&
                     number <= kMaxUnits;
-  return good ? number : 0;
+  return good && name == "unit-" + std::to_string(number) ? number : 0;  // unit-01 is none
 }
 
 Mac unit_station(int number) {

@@ -291,7 +291,7 @@ bool copy_evidence(const Recorder& recorder, Mesh& mesh) {
       const auto text = read_in_box(node->sandbox.folder, name);
       if (text) {
         whole = write_file(recorder.folder + "/" + node->name + suffix, *text) && whole;
-      } else if (errno != ENOENT && node->kind != NodeKind::stranger) {  // who has no box
+      } else if (errno != ENOENT) {
         publish(mesh, *node, Fault{std::string(name) + " is left out: " + strerror(errno)});
       }
     }

@@ -60,11 +60,13 @@ void apply_losses(Story& story) {
   Mesh& mesh = story.mesh;
   mesh.air.losses.clear();
   for (const LossRule& rule : story.losses) {
-    mesh.air.losses.push_back({.loss = rule.loss,
-                               .from = radios_of(mesh, rule.from),
-                               .to = radios_of(mesh, rule.to),
-                               .begin = rule.begin,
-                               .end = rule.end});
+    const auto from = radios_of(mesh, rule.from);
+    const auto to = radios_of(mesh, rule.to);
+    if ((from.empty() && !rule.from.empty()) || (to.empty() && !rule.to.empty())) {
+      continue;  // whom it names is not there yet, and none would be everybody
+    }
+    mesh.air.losses.push_back(
+        {.loss = rule.loss, .from = from, .to = to, .begin = rule.begin, .end = rule.end});
   }
 }
 
@@ -85,7 +87,8 @@ void tell_loss(Mesh& mesh, const LossRule& rule) {
   for (Node* node : who_is(mesh, rule.to)) {
     befallen.push_back(node);
   }
-  for (Node* node : befallen.empty() ? all_of(mesh, NodeKind::base) : befallen) {
+  const bool everybody = rule.from.empty() && rule.to.empty();
+  for (Node* node : everybody ? all_of(mesh, NodeKind::base) : befallen) {
     const auto tell = [&mesh, node](const std::string& said) {
       publish(mesh, *node, DirectorActed{said});
     };

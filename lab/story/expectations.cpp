@@ -139,7 +139,7 @@ Verdict judge_node(const Story& story, const Node& node, std::size_t index) {
     const auto decided = story.in_time.find({index, &node});
     finding.final = decided != story.in_time.end();
     finding.holds = finding.final && decided->second;
-    finding.found = "not by then; now " + finding.found;
+    finding.found = (finding.holds ? "by then; now " : "not by then; now ") + finding.found;
     finding.expected += " within " + time_text(*expected.within) + " of its power-on";
   }
   const bool holds = finding.holds != expected.negated;

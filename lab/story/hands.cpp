@@ -59,8 +59,9 @@ std::string do_by_hand(Story& story, const std::string& line, std::string& writt
     return wrong;
   }
   for (const Step& step : read.steps) {
-    if (step.action->whose != Whose::newcomer && who_is(story.mesh, step.who).empty()) {
-      return step.who + " is not there yet";
+    const bool arrives = step.action->whose == Whose::newcomer;
+    if (arrives != who_is(story.mesh, step.who).empty()) {
+      return step.who + (arrives ? " is there already" : " is not there yet");
     }
   }
   written += order + "\n";

@@ -60,10 +60,10 @@ bool write_or_remember(const Refused& write) {
   return is_written;
 }
 
-// Stops at the first that is refused again: where a lock is held, each waits for it.
+// Stops at the first that is refused again, since each waits where a lock is held. That one is the
+// last next time, so that one key which is refused for good keeps no other back.
 bool write_refused() {
-  while (refused_count > 0 && write_now(refused[0])) {
-    forget_refused(refused[0].key);
+  while (refused_count > 0 && write_or_remember(Refused(refused[0]))) {
   }
   return refused_count == 0;
 }

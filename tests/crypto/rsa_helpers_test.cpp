@@ -1,6 +1,5 @@
 #include "crypto/rsa_helpers.h"
 
-#include <malloc.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -8,6 +7,7 @@
 
 #include "crypto/hex.h"
 #include "support/daemon_test.h"
+#include "support/heap_in_use.h"
 
 namespace {
 
@@ -85,9 +85,9 @@ TEST_F(RsaHelpersTest, EncryptsAndDecryptsZeroFilledBlocksOf256) {
     write_file(RSA_PRI_FILE, key.private_pem + std::string(i % 2, '\n'));
     decrypt(air::Bytes(256, 0));
     EXPECT_TRUE(decryption_had_a_key());
-    memory = i == 0 ? mallinfo2().uordblks : memory;
+    memory = i == 0 ? heap_in_use() : memory;
   }
-  EXPECT_LT(mallinfo2().uordblks, memory + 60000) << "20 keys take some 100,000";
+  EXPECT_LT(heap_in_use(), memory + 60000) << "20 keys take some 100,000";
   const air::Bytes with_a_stray_byte = encrypt_for(key.public_pem, pattern(256)) + air::Bytes{0};
   EXPECT_EQ(decrypt(with_a_stray_byte), pattern(256) + air::Bytes(256));
 }

@@ -1,7 +1,6 @@
 // A unit that joins a base, and a base that takes a unit in, from main() to its end, with the n-th
 // call to the system or a library failing, for every n. One wait for an event is one second.
 #include <cjson/cJSON.h>
-#include <malloc.h>
 #include <sys/epoll.h>
 #include <sys/select.h>
 #include <unistd.h>
@@ -13,19 +12,11 @@
 #include "support/daemon_test.h"
 #include "support/event_port.h"
 #include "support/fixed_key.h"
+#include "support/heap_in_use.h"
 
 int vorlent_main();
 
 namespace {
-
-// Before 2.33 the C library has the call with smaller numbers only.
-std::size_t heap_in_use() {
-#if __GLIBC_PREREQ(2, 33)
-  return mallinfo2().uordblks;
-#else
-  return static_cast<std::size_t>(mallinfo().uordblks);
-#endif
-}
 
 using Settings = std::map<std::string, std::string>;
 using Action = std::function<void()>;

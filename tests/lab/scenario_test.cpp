@@ -98,7 +98,7 @@ TEST(Scenario, WhoArrivesIsNotThereBefore) {
   Errors errors;
   const Scenario scenario = parse_scenario(
       "units 3\nat 1s: units power-on\nat 5s: unit-2 arrive\nat 6s: base approve unit-2\n"
-      "loss 9% from units\nexpect units mode 6\n",
+      "loss 9% from units\nloss 99% from unit-2\nexpect units mode 6\n",
       "f", errors);
   EXPECT_THAT(errors, ::testing::IsEmpty());
   Mesh mesh;
@@ -109,11 +109,14 @@ TEST(Scenario, WhoArrivesIsNotThereBefore) {
   make_mesh(story);
   EXPECT_EQ(find_node(mesh, "unit-2"), nullptr);
   EXPECT_EQ(who_is(mesh, "units").size(), 2U);
+  EXPECT_EQ(mesh.air.losses.size(), 1U) << "the other names nobody yet, which is not everybody";
   EXPECT_EQ(mesh.air.losses.front().from.size(), 2U);
   ASSERT_TRUE(prepare_boxes(mesh));
   bring(story, 2);
   EXPECT_EQ(who_is(mesh, "units").size(), 3U);
   EXPECT_EQ(mesh.air.losses.front().from.size(), 3U) << "the rule stands for it too";
+  EXPECT_EQ(mesh.air.losses.size(), 2U);
+  EXPECT_EQ(unit_number("unit-02"), 0) << "no name of a node";
   std::filesystem::remove_all(folder);
 }
 

@@ -52,7 +52,7 @@ class WlTest : public testing::Test {
   }
 
   static UniqueFd client() {
-    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = "/tmp/radio.sock"};
+    sockaddr_un address{AF_UNIX, "/tmp/radio.sock"};
     UniqueFd made(socket(AF_UNIX, SOCK_SEQPACKET, 0));
     EXPECT_EQ(connect(made.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     return made;

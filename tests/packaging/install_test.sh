@@ -7,7 +7,7 @@ work=$2/install root=$2/install/root
 rm -rf "$work"
 cmake -S "$1" -B "$work" -DVORLENT_TESTS=OFF -DCMAKE_INSTALL_SBINDIR="/opt/s bin" -DVORLENT_UNIT_DIR=/lib/systemd \
   -DCMAKE_INSTALL_LIBEXECDIR=lib/multi/arch -DCMAKE_INSTALL_DATADIR=/else/data >"$work.log"
-(cd "$2" && find . -maxdepth 2 -type f -perm -u+x ! -path "./install/*" -exec cp --parents {} "$work" \;)
+(cd "$2" && find . -maxdepth 2 -type f -perm -u+x ! -path "./install/*" ! -path "./openwrt/*" ! -path "./foreign-platform/*" -exec cp --parents {} "$work" \;)
 DESTDIR=$root cmake --install "$work" --prefix /else >>"$work.log"
 links=$(find "$root" -type l)
 [ "$(wc -l <<<"$links")" = 5 ] || fail "not five links: $links"

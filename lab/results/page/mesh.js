@@ -3,7 +3,7 @@ const mesh = {nodes: [], view: 0, at: 0, following: !!run.live, playing: !!run.l
 const waits = {1000: "for the base's key", 1002: 'to be told to wait', 1004: 'for its credentials'};
 
 const asAtFirst = i => ({mode: -1, last: 0, off: true, frozen: false, mute: false, there: !newcomers.has(run.units[i].unit),
-  channel: run.units[i].channel ?? 1, settings: {}, changed: true});
+  channel: 1, settings: {}, changed: true});
 function forget() {
   mesh.at = 0;
   mesh.nodes.forEach((node, i) => Object.assign(node, asAtFirst(i)));
