@@ -8,7 +8,7 @@ namespace lab {
 
 namespace {
 
-struct Words {
+struct InWords {
   std::string operator()(const Unserved& unserved) const {
     return "does not serve " + std::to_string(unserved.operation) + " of " + unserved.from->name +
            ": " + unserved.why;
@@ -50,7 +50,7 @@ bool FrameSent::missed() const {
 }
 
 std::string words_of(const What& what) {
-  return std::visit(Words{}, what);
+  return std::visit(InWords{}, what);
 }
 
 }  // namespace lab

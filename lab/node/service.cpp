@@ -145,7 +145,7 @@ std::string_view message_of(std::string_view line) {
   return end == line.npos ? std::string_view() : line.substr(end + 1);
 }
 
-void read(Mesh& mesh, Node& node, const std::string& line) {
+void learn_from(Mesh& mesh, Node& node, const std::string& line) {
   constexpr std::string_view kTaken = "Got action frame with attr_id:";
   constexpr std::string_view kDropped = "drop action frame of ";
   Service& service = node.service;
@@ -179,7 +179,7 @@ void service_notices(Mesh& mesh, const Happening& seen) {
   if (const auto* told = seen.as<DriverTold>(); told != nullptr && told->from != nullptr) {
     take(mesh, node, *told);
   } else if (const auto* logged = seen.as<Logged>(); logged != nullptr) {
-    read(mesh, node, logged->line);
+    learn_from(mesh, node, logged->line);
   } else if (const auto* power = seen.as<PowerSwitched>();
              seen.as<DaemonEnded>() != nullptr || (power != nullptr && !power->on)) {
     read_log(mesh, node);  // what it served is told before

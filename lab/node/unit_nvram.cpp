@@ -31,7 +31,7 @@ std::string stamp_of(const Node& node) {
          std::to_string(status.st_mtim.tv_nsec);
 }
 
-void put(Mesh& mesh, Node& node, const char* file, std::string_view text) {
+void write_text(Mesh& mesh, Node& node, const char* file, std::string_view text) {
   if (!replace_in_box(node.sandbox.folder, file, text)) {
     publish(mesh, node, NvramTorn{std::string("its NVRAM cannot be written: ") + strerror(errno)});
   }
@@ -44,7 +44,7 @@ void rewrite(Mesh& mesh, Node& node, const char* to,
   const UniqueFd turn = lock_in_box(box, std::string(kNvram) + ".lock");
   const auto text = turn.open() ? read_in_box(box, kNvram) : std::nullopt;
   if (text) {
-    put(mesh, node, to, change(*text));
+    write_text(mesh, node, to, change(*text));
   } else {
     publish(mesh, node, NvramTorn{std::string("its NVRAM cannot be changed: ") + strerror(errno)});
   }
@@ -73,9 +73,9 @@ void restore_nvram(Mesh& mesh, Node& node) {
     std::error_code ignored;
     std::filesystem::remove_all(entry, ignored);
   }
-  put(mesh, node, kSaved, text);
+  write_text(mesh, node, kSaved, text);
   text = standin::with_value(text, "map_agent_configured", "0");
-  put(mesh, node, kNvram, text);
+  write_text(mesh, node, kNvram, text);
   node.nvram.own_stamp = stamp_of(node);
   node.nvram.settings = standin::parse_values(text);
   node.nvram.first_boot = false;

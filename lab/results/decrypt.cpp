@@ -121,13 +121,13 @@ std::vector<Sent> sealed_in(const cJSON* timeline) {
 }
 
 // The run's folder, each station's keys once they were asked for, and what was shown already.
-struct Run {
+struct Decryption {
   std::string folder;
   std::map<std::string, Keys> keys;
   std::map<std::pair<std::string, Bytes>, double> seen;
 };
 
-const Keys& keys_of(Run& run, const std::string& station) {
+const Keys& keys_of(Decryption& run, const std::string& station) {
   const auto known = run.keys.find(station);
   if (known != run.keys.end()) {
     return known->second;
@@ -138,7 +138,7 @@ const Keys& keys_of(Run& run, const std::string& station) {
   return run.keys[station] = keys_in(printed.value_or(""));
 }
 
-std::string contents_of(Run& run, const Sent& sent) {
+std::string contents_of(Decryption& run, const Sent& sent) {
   static constexpr std::array<const char*, 4> kNames{"SSID", "pass phrase", "cipher",
                                                      "key management"};
   const Keys& keys = keys_of(run, sent.to);
@@ -173,7 +173,7 @@ std::string decrypt_run(const std::string& folder, const std::string& unit, std:
   if (!timeline) {
     return folder + "/timeline.json: not the whole record of a run";
   }
-  Run run{folder, {}, {}};
+  Decryption run{folder, {}, {}};
   for (const Sent& sent : sealed_in(timeline.get())) {
     if (unit.empty() || sent.from == unit || sent.to == unit) {
       char head[64];

@@ -7,7 +7,7 @@ namespace lab {
 namespace {
 
 constexpr std::uint32_t kSection = 0x0a0d0d0a;
-constexpr std::uint32_t kInterface = 1;
+constexpr std::uint32_t kInterfaceBlock = 1;
 constexpr std::uint32_t kEnhancedPacket = 6;
 
 void pad(Bytes& out) {
@@ -61,7 +61,7 @@ void Pcapng::add_interface(unsigned link_type, std::string_view name,
   option(body, 3, description);
   option(body, 9, "\x09");  // time stamps count nanoseconds
   put_le32(body, 0);
-  block(kInterface, body);
+  block(kInterfaceBlock, body);
 }
 
 void Pcapng::packet(unsigned interface, std::uint64_t nanoseconds, View bytes,

@@ -14,7 +14,7 @@ constexpr std::size_t EVENT_TYPE_AT = MESSAGE_AT + 4;
 constexpr std::size_t DATALEN_AT = MESSAGE_AT + 20;
 constexpr std::size_t ADDR_AT = MESSAGE_AT + 24;
 constexpr std::size_t IFNAME_AT = MESSAGE_AT + 30;
-constexpr std::size_t DATA_AT = MESSAGE_AT + 48;
+constexpr std::size_t EVENT_DATA_AT = MESSAGE_AT + 48;
 
 constexpr std::uint32_t ETHER_TYPE = 0x886C;
 constexpr std::uint32_t SUBTYPE_VENDOR = 0x8001;
@@ -69,7 +69,7 @@ DriverEventMsg decode_message(ByteView datagram) {
   event.event_type = type_and_status.be32();
   event.status = type_and_status.be32();
   event.addr = ByteReader(datagram, ADDR_AT).array<6>();
-  event.data = clipped(datagram, DATA_AT, ByteReader(datagram, DATALEN_AT).be32());
+  event.data = clipped(datagram, EVENT_DATA_AT, ByteReader(datagram, DATALEN_AT).be32());
   return event;
 }
 

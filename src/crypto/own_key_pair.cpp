@@ -10,20 +10,20 @@
 namespace {
 
 ToldFailure told;
-RetryPause pause;
+RetryPause write_pause;
 
 }  // namespace
 
 void make_own_key_pair() {
   const int error = rsa_gen_key_pair();
-  begin(pause);
+  begin(write_pause);
   if (is_news(told, error)) {
     ONBOARD_LOG("the own key pair is not written: %s\n", strerror(error));
   }
 }
 
 void renew_missing_key_pair() {
-  if (told.error != 0 && is_over(pause)) {
+  if (told.error != 0 && is_over(write_pause)) {
     make_own_key_pair();
   }
 }
