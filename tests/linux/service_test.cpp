@@ -1,18 +1,23 @@
 // A unit's networks: no setting of any bytes adds a line to what hostapd and wpa_supplicant read.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 #include <functional>
+#include <future>
 
 #include "backhaul.h"
 #include "kept_store.h"
 #include "network_config.h"
 #include "program.h"
 #include "support/files.h"
+#include "unique_fd.h"
 #include "vexo_nvram.h"
 
 namespace {
@@ -166,6 +171,47 @@ TEST(Backhaul, TellsTheDaemonAndEndsTheInstallationWhenItHasStood) {
   EXPECT_EQ(std::filesystem::status("/tmp/vexo_nvram").permissions(), std::filesystem::perms{0600});
 }
 
+// wpa_supplicant's control socket, for as long as it stands.
+struct PlayedSupplicant {
+  PlayedSupplicant() {
+    std::filesystem::create_directories("/run/vorlent/supplicant");
+    unlink(address.sun_path);
+    const timeval patience{10, 0};
+    setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    EXPECT_EQ(bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  }
+  // Whether the backhaul stands for who gets this answer to the question for the status.
+  bool joined(service::Supplicant& asking, const std::string& answer) {
+    auto stands = std::async(std::launch::async, [&] { return asking.joined("wlan0"); });
+    char question[9] = {};
+    sockaddr_un from{};
+    socklen_t size = sizeof from;
+    auto* sender = reinterpret_cast<sockaddr*>(&from);
+    EXPECT_EQ(recvfrom(socket.get(), question, sizeof question, 0, sender, &size), 6);
+    EXPECT_STREQ(question, "STATUS");
+    EXPECT_GT(sendto(socket.get(), answer.data(), answer.size(), 0, sender, size), 0);
+    return stands.get();
+  }
+
+  const sockaddr_un address{AF_UNIX, "/run/vorlent/supplicant/wlan0"};
+  const UniqueFd socket{::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
+};
+
+TEST(Supplicant, HasJoinedWhenItSaysSoInALineOfItsOwn) {
+  service::Supplicant asking;
+  EXPECT_FALSE(asking.joined("wlan0"));
+  for (int starts = 0; starts < 2; ++starts) {
+    {
+      PlayedSupplicant supplicant;
+      const std::string rest = "key_mgmt=WPA2-PSK\n" + std::string(2000, '=') + "\n";
+      EXPECT_TRUE(supplicant.joined(asking, "ssid=home\nwpa_state=COMPLETED\n" + rest));
+      EXPECT_FALSE(supplicant.joined(asking, "ssid=wpa_state=COMPLETED\nwpa_state=SCANNING\n"));
+      EXPECT_TRUE(supplicant.joined(asking, rest + "wpa_state=COMPLETED\n"));
+    }
+    EXPECT_FALSE(asking.joined("wlan0")) << "it has gone";
+  }
+}
+
 bool comes_true(const std::function<bool()>& seen) {
   for (int i = 0; i < 5000 && !seen(); ++i) {
     usleep(2000);
@@ -174,25 +220,38 @@ bool comes_true(const std::function<bool()>& seen) {
 }
 
 TEST(Program, EndsWhenItIsAskedToAndWithItsParent) {
-  const std::vector<std::string> words = {
-      "sh", "-c",
-      "trap 'rm /tmp/lives; exit' TERM; echo >/tmp/lives; while :; do sleep 0.01; done"};
+  const auto shell = [](const std::string& when_asked) {
+    const std::string lines = "; echo >/tmp/lives; while :; do sleep 0.01; done";
+    return std::vector<std::string>{"sh", "-c", "trap '" + when_asked + "' TERM" + lines};
+  };
   const auto lives = [] { return access("/tmp/lives", F_OK) == 0; };
   const auto ended = [&] { return !lives(); };
+  sigset_t term;  // blocked, as it is for who waits for it
+  sigemptyset(&term);
+  sigaddset(&term, SIGTERM);
+  sigprocmask(SIG_BLOCK, &term, nullptr);
   service::Program program;
+  testing::internal::CaptureStderr();
   program.start({"no-such-program"});
   EXPECT_TRUE(comes_true([&] { return !program.runs(); }));
-  program.start(words);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "vorlent-network: no-such-program: No such file or directory\n");
+  program.start(shell("rm /tmp/lives; exit"));
   EXPECT_TRUE(comes_true(lives) && program.runs());
   program.stop();
   EXPECT_TRUE(ended() && !program.runs());
   if (fork() == 0) {
-    program.start(words);
+    program.start(shell("rm /tmp/lives; exit"));
     comes_true(lives);
     _exit(0);
   }
   wait(nullptr);
   EXPECT_TRUE(comes_true(ended));
+  program.start(shell(""));
+  EXPECT_TRUE(comes_true(lives));
+  program.stop();
+  EXPECT_FALSE(program.runs());
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "also where it does not want to end";
 }
 
 }  // namespace

@@ -107,6 +107,55 @@ TEST_F(WireTest, UnitFindsBaseOnItsChannel) {
   EXPECT_EQ(context.target.channel, 149);
 }
 
+TEST(EventTest, ABssIsToldByteForByte) {
+  const auto told = [](const Bytes& elements) {
+    const radio::Datagram event = radio::bss_event(air::UNIT, {.bssid = air::BASE,
+                                                               .frequency = 2412,
+                                                               .beacon_interval = 0x164,
+                                                               .capabilities = 0x1431,
+                                                               .signal = -60,
+                                                               .elements = elements});
+    return air::to_hex(Bytes(event.view().begin(), event.view().end()));
+  };
+  const auto zeros = [](std::size_t bytes) { return std::string(2 * bytes, '0'); };
+  const std::string unit = air::to_hex(Bytes(air::UNIT.begin(), air::UNIT.end()));
+  const std::string base = air::to_hex(Bytes(air::BASE.begin(), air::BASE.end()));
+  const std::string name = "776c30" + zeros(13);
+  EXPECT_EQ(told(air::from_hex("010182000461626364")),
+            name + unit + unit +
+                "886c800100cb00001018000100020000"
+                "0000004500000008" +
+                zeros(8) + "00000095" + base + name + zeros(2) + "950000006d00000001000100" +
+                "6d00000089000000" + base +
+                "64013114"
+                "0461626364" +
+                zeros(28 + 21) + "0110" + zeros(4) + "c4ff" + zeros(36) + "8000" + zeros(2) +
+                "09000000" + zeros(4) + "010182000461626364");
+  const std::string longest(64, '7');
+  for (const auto& [elements, ssid] : {std::pair<std::string, std::string>("0000", "00"),
+                                       {"0021" + longest + "77", "20" + longest},
+                                       {"0003"
+                                        "6162",
+                                        "00"},
+                                       {"00", "00"},
+                                       {"0100"
+                                        "0001",
+                                        "00"}}) {
+    EXPECT_EQ(told(air::from_hex(elements)).substr(236, 66), ssid + zeros(33 - ssid.size() / 2))
+        << elements;
+  }
+}
+
+TEST(EventTest, IsWholeUpToWhatTheDaemonReads) {
+  for (const std::size_t size : {4008U, 4009U}) {
+    const Bytes body(size, 7);
+    const radio::Heard heard{radio::FrameKind::action, air::UNIT, 0, false, {}, body};
+    const radio::Datagram event = radio::heard_event(air::BASE, heard, 2437);
+    EXPECT_EQ(event.whole(), size == 4008);
+    EXPECT_EQ(event.view().size(), 4096U);
+  }
+}
+
 TEST(RequestTest, WordsOfTheDaemonAreUnderstoodAndOthersAreNot) {
   const auto read = [](const std::string& text) {
     std::vector<std::string> words;

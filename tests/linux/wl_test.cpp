@@ -88,6 +88,8 @@ TEST_F(WlTest, SaysWhatTheServiceAnswersAndWhereNoneDoes) {
   EXPECT_EQ(run("csa 0 5 6"), "1 /wl: " + longest + ": too long for a socket's name\n");
   EXPECT_FALSE(service_.open(longest.c_str(), why_));
   EXPECT_EQ(why_, longest + ": too long for a socket's name");
+  EXPECT_FALSE(service_.open("/tmp/none/radio.sock", why_));
+  EXPECT_EQ(why_, "/tmp/none/radio.sock: No such file or directory");
   EXPECT_EQ(run("csa 0 5"), "2 /wl: csa takes MODE COUNT CHANNEL\n");
   EXPECT_EQ(run("--help"), std::string("0 ") + radio::kUsage + "/");
   EXPECT_EQ(run("-h"), run("--help"));
