@@ -134,7 +134,7 @@ void publish(Mesh& mesh, Node& node, const What& what) {
       forget_sent(mesh.air, node.radio);
     }
   }
-  service_notices(mesh, seen);
+  frame_verdict_notices(mesh, seen);
 }
 
 void fail(Mesh& mesh, const std::string& why) {

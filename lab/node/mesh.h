@@ -12,11 +12,11 @@
 #include <vector>
 
 #include "air/radio.h"
+#include "node/frame_verdict.h"
 #include "node/happening.h"
 #include "node/owner.h"
 #include "node/platform.h"
 #include "node/sandbox.h"
-#include "node/service.h"
 #include "node/unit_nvram.h"
 
 namespace lab {
@@ -31,7 +31,7 @@ struct Node {
   UnitNvram nvram;
   Platform platform;
   Owner owner;  // a base's
-  Service service;
+  FrameVerdicts frame_verdicts;
 };
 
 struct Mesh {

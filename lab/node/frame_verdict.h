@@ -3,8 +3,8 @@
 // takes or drops, in the order in which they came: so a frame that a stranger forged in a unit's
 // name has to wait among those of that unit. A frame of which nothing shows the contrary passes for
 // served.
-#ifndef LAB_SERVICE_H
-#define LAB_SERVICE_H
+#ifndef LAB_FRAME_VERDICT_H
+#define LAB_FRAME_VERDICT_H
 
 #include <deque>
 #include <optional>
@@ -26,14 +26,14 @@ struct WaitingFrame {
   std::size_t size = 0;
 };
 
-struct Service {
+struct FrameVerdicts {
   std::deque<WaitingFrame> waiting;     // told, and not yet seen in the log
   std::optional<WaitingFrame> current;  // that the daemon works on
   bool table_full = false;
   bool was_full = false;  // when the last push emptied it
 };
 
-void service_notices(Mesh& mesh, const Happening& seen);
+void frame_verdict_notices(Mesh& mesh, const Happening& seen);
 
 }  // namespace lab
 

@@ -1,4 +1,4 @@
-#include "node/service.h"
+#include "node/frame_verdict.h"
 
 #include <algorithm>
 #include <charconv>
@@ -29,7 +29,7 @@ std::string in_this_mode(const Node& node) {
 
 // A daemon logs nothing of a frame that its mode does not take.
 void look_again(Mesh& mesh, Node& node, std::uint64_t number) {
-  auto& waiting = node.service.waiting;
+  auto& waiting = node.frame_verdicts.waiting;
   const auto frame = std::find_if(waiting.begin(), waiting.end(),
                                   [&](const auto& each) { return each.number == number; });
   if (frame != waiting.end() && !serves_handshakes(node.platform.mode)) {
@@ -62,7 +62,7 @@ void take(Mesh& mesh, Node& node, const DriverTold& told) {
     if (node.sandbox.frozen) {
       judge(mesh, node, frame, "its daemon stands still");
     }
-    node.service.waiting.push_back(frame);
+    node.frame_verdicts.waiting.push_back(frame);
     mesh.loop.after_real(kPatience,
                          [&mesh, &node, number = frame.number] { look_again(mesh, node, number); });
   }
@@ -82,13 +82,13 @@ unsigned number_in(std::string_view text, int base) {
 // passed over.
 template <typename IsSo>
 void begin(Mesh& mesh, Node& node, IsSo is_so) {
-  auto& waiting = node.service.waiting;
+  auto& waiting = node.frame_verdicts.waiting;
   const auto frame = std::find_if(waiting.begin(), waiting.end(), is_so);
-  node.service.current.reset();
+  node.frame_verdicts.current.reset();
   if (frame == waiting.end()) {
     return;  // told before this was looked at
   }
-  node.service.current = *frame;
+  node.frame_verdicts.current = *frame;
   std::for_each(waiting.begin(), frame, [&](WaitingFrame& passed) {
     judge(mesh, node, passed, "its daemon took no notice of it");
   });
@@ -111,8 +111,9 @@ void begin_dropped(Mesh& mesh, Node& node, std::string_view text) {
     return each.size == number_in(text, 10) && station != text.npos &&
            text.substr(station + kFrom.size(), kStation) == each.station;
   });
-  if (node.service.current) {
-    judge(mesh, node, *node.service.current, "the daemon drops it: it is cut off or too large");
+  if (node.frame_verdicts.current) {
+    judge(mesh, node, *node.frame_verdicts.current,
+          "the daemon drops it: it is cut off or too large");
   }
 }
 
@@ -121,11 +122,11 @@ bool begins_with(std::string_view text, std::string_view begin) {
 }
 
 // Why the daemon leaves the frame alone that it works on, if this message says so.
-std::string why_refused(const Service& service, std::string_view text) {
+std::string why_refused(const FrameVerdicts& verdicts, std::string_view text) {
   if (begins_with(text, "Cannot find the client (")) {
-    const char* const more = service.table_full ? ", which is full"
-                             : service.was_full ? ", which was full before the last push"
-                                                : "";
+    const char* const more = verdicts.table_full ? ", which is full"
+                             : verdicts.was_full ? ", which was full before the last push"
+                                                 : "";
     return std::string("it has no row in the base's table") + more;
   }
   if (begins_with(text, "Unsupport attr_id:")) {
@@ -148,33 +149,34 @@ std::string_view message_of(std::string_view line) {
 void learn_from(Mesh& mesh, Node& node, const std::string& line) {
   constexpr std::string_view kTaken = "Got action frame with attr_id:";
   constexpr std::string_view kDropped = "drop action frame of ";
-  Service& service = node.service;
+  FrameVerdicts& verdicts = node.frame_verdicts;
   const std::string_view text = message_of(line);
   if (begins_with(text, kTaken)) {
     begin_taken(mesh, node, text.substr(kTaken.size()));
   } else if (begins_with(text, kDropped)) {
     begin_dropped(mesh, node, text.substr(kDropped.size()));
   } else if (begins_with(text, "Over MAX support clients!!")) {
-    if (!std::exchange(service.table_full, true)) {
+    if (!std::exchange(verdicts.table_full, true)) {
       publish(mesh, node, TableFull{});
     }
   } else if (begins_with(text, "Got SIGUSR1")) {
-    service.was_full = std::exchange(service.table_full, false);  // the push empties it
-  } else if (const std::string why = why_refused(service, text); service.current && !why.empty()) {
-    judge(mesh, node, *service.current, why);
+    verdicts.was_full = std::exchange(verdicts.table_full, false);  // the push empties it
+  } else if (const std::string why = why_refused(verdicts, text);
+             verdicts.current && !why.empty()) {
+    judge(mesh, node, *verdicts.current, why);
   }
 }
 
 void forget(Mesh& mesh, Node& node) {
-  for (WaitingFrame& frame : node.service.waiting) {
+  for (WaitingFrame& frame : node.frame_verdicts.waiting) {
     judge(mesh, node, frame, "its daemon ended first");
   }
-  node.service = {};
+  node.frame_verdicts = {};
 }
 
 }  // namespace
 
-void service_notices(Mesh& mesh, const Happening& seen) {
+void frame_verdict_notices(Mesh& mesh, const Happening& seen) {
   Node& node = seen.node;
   if (const auto* told = seen.as<DriverTold>(); told != nullptr && told->from != nullptr) {
     take(mesh, node, *told);
