@@ -17,6 +17,7 @@
 #include "node/owner.h"
 #include "node/platform.h"
 #include "node/sandbox.h"
+#include "node/supervisor.h"
 #include "node/unit_nvram.h"
 
 namespace lab {
@@ -30,6 +31,7 @@ struct Node {
   Sandbox sandbox;
   UnitNvram nvram;
   Platform platform;
+  Supervisor supervisor;
   Owner owner;  // a base's
   FrameVerdicts frame_verdicts;
 };
