@@ -19,6 +19,7 @@
 #include "results/why.h"
 #include "story/expectations.h"
 #include "story/hands.h"
+#include "story/pace.h"
 #include "web/web.h"
 
 namespace lab {

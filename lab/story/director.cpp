@@ -4,11 +4,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 
 #include "node/boxes.h"
 #include "story/actions.h"
 #include "story/conditions.h"
+#include "story/loss_rules.h"
+#include "story/pace.h"
 
 namespace lab {
 
@@ -24,19 +25,6 @@ void take_step(Story& story, std::size_t index, Node* it) {
   carry_out(story, story.scenario.steps[index], it);
 }
 
-// Whether some unit waits for the credentials and all others are in.
-bool everybody_waits(Story& story) {
-  bool some = false;
-  for (const Node* unit : all_of(story.mesh, NodeKind::unit)) {
-    const bool waits = unit->platform.mode == 1 && story.journeys[unit].heard == 1004;
-    some = some || waits;
-    if (!waits && unit->platform.mode != 6) {
-      return false;
-    }
-  }
-  return some;
-}
-
 bool switches_on(const Scenario& scenario, const Node& node) {
   return std::any_of(scenario.steps.begin(), scenario.steps.end(), [&](const Step& step) {
     const bool named = step.who == node.name ||
@@ -46,57 +34,11 @@ bool switches_on(const Scenario& scenario, const Node& node) {
   });
 }
 
-// Those for whom a rule of loss stands; one that names nobody stands for all.
-std::vector<const Radio*> radios_of(const Mesh& mesh, const std::string& who) {
-  std::vector<const Radio*> radios;
-  for (const Node* node : who_is(mesh, who)) {
-    radios.push_back(&node->radio);
-  }
-  return radios;
-}
-
-// Anew, for whoever is there now.
-void apply_losses(Story& story) {
-  Mesh& mesh = story.mesh;
-  mesh.air.losses.clear();
-  for (const LossRule& rule : story.losses) {
-    const auto from = radios_of(mesh, rule.from);
-    const auto to = radios_of(mesh, rule.to);
-    if ((from.empty() && !rule.from.empty()) || (to.empty() && !rule.to.empty())) {
-      continue;  // whom it names is not there yet, and none would be everybody
-    }
-    mesh.air.losses.push_back(
-        {.loss = rule.loss, .from = from, .to = to, .begin = rule.begin, .end = rule.end});
-  }
-}
-
 // Whether the unit is not there before a step has it arrive.
 bool comes_later(const Scenario& scenario, const std::string& name) {
   return std::any_of(scenario.steps.begin(), scenario.steps.end(), [&](const Step& step) {
     return step.action->whose == Whose::newcomer && step.who == name;
   });
-}
-
-// A mark on the rows of those whom it befalls: of the bases where that is everybody.
-void tell_loss(Mesh& mesh, const LossRule& rule) {
-  char text[32];
-  snprintf(text, sizeof text, "loss %g%%", rule.loss * 100);
-  const std::string what = text + (rule.from.empty() ? "" : " from " + rule.from) +
-                           (rule.to.empty() ? "" : " to " + rule.to);
-  auto befallen = who_is(mesh, rule.from);
-  for (Node* node : who_is(mesh, rule.to)) {
-    befallen.push_back(node);
-  }
-  const bool everybody = rule.from.empty() && rule.to.empty();
-  for (Node* node : everybody ? all_of(mesh, NodeKind::base) : befallen) {
-    const auto tell = [&mesh, node](const std::string& said) {
-      publish(mesh, *node, DirectorActed{said});
-    };
-    mesh.loop.at(rule.begin, [tell, what] { tell(what); });
-    if (rule.end != Time::max()) {
-      mesh.loop.at(rule.end, [tell, what] { tell(what + " no more"); });
-    }
-  }
 }
 
 }  // namespace
@@ -127,14 +69,6 @@ void carry_out(Story& story, const Step& step, Node* it) {
     }
     action.act(mesh, *node, step.argument);
   }
-}
-
-void add_losses(Story& story, const Scenario& scenario) {
-  for (const LossRule& rule : scenario.losses) {
-    tell_loss(story.mesh, rule);
-    story.losses.push_back(rule);
-  }
-  apply_losses(story);
 }
 
 void make_mesh(Story& story) {
@@ -213,13 +147,4 @@ void director_notices(Story& story, const Happening& seen) {
     }
   }
 }
-
-void choose_pace(Story& story) {
-  Clock& clock = story.mesh.loop.clock;
-  const int rate = everybody_waits(story) ? story.scenario.skip_waits : story.scenario.time_lapse;
-  if (story.scenario.skip_waits > 1 && rate != clock.rate()) {
-    clock.set_rate(rate);
-  }
-}
-
 }  // namespace lab

@@ -1,5 +1,4 @@
-// The director: makes happen what the scenario says, when it says so, and lets time run faster
-// where it allows that.
+// The director: makes happen what the scenario says, when it says so.
 #ifndef LAB_DIRECTOR_H
 #define LAB_DIRECTOR_H
 
@@ -30,15 +29,12 @@ struct Story {
 void carry_out(Story& story, const Step& step, Node* it);
 // A unit more, fresh from the factory and not yet switched on.
 void bring(Story& story, int number);
-// Lets the scenario's rules of loss count, over those there are.
-void add_losses(Story& story, const Scenario& scenario);
 
 // Makes the scenario's mesh, switches everything on that no step switches on, and waits for the
 // rest.
 void make_mesh(Story& story);
 void start_director(Story& story);
 void director_notices(Story& story, const Happening& seen);
-void choose_pace(Story& story);
 // Those whom a scenario calls so; `it`: whom a condition was about.
 std::vector<Node*> who_is(const Mesh& mesh, const std::string& who, Node* it = nullptr);
 

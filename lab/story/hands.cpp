@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "story/actions.h"
+#include "story/loss_rules.h"
 
 namespace lab {
 
