@@ -132,7 +132,7 @@ std::map<std::string, std::string> boxes_by_name(const Mesh& mesh) {
   }
   for (int i = 1; i <= kMaxUnits; ++i) {
     const std::string name = "unit-" + std::to_string(i);
-    boxes[name] = mesh.kit.work + "/" + name;
+    boxes[name] = box_folder(mesh.kit, name);
   }
   return boxes;
 }

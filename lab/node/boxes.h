@@ -1,4 +1,4 @@
-// All boxes together: their folders are made and watched, and that one has ended is noticed.
+// All boxes together: they are made ready and ended, and that one has ended is noticed.
 #ifndef LAB_BOXES_H
 #define LAB_BOXES_H
 
@@ -10,8 +10,6 @@ struct Node;
 // False, with errno set, where a folder cannot be made or watched.
 bool prepare_boxes(Mesh& mesh);
 bool prepare_box(Mesh& mesh, Node& node);
-// Publishes what has come to the unit's log since.
-void read_log(Mesh& mesh, Node& node);
 // Called when children of this process may have ended.
 void collect_boxes(Mesh& mesh);
 // Ends every box and waits until nothing of them is left.

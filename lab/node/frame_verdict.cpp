@@ -4,7 +4,7 @@
 #include <charconv>
 #include <utility>
 
-#include "node/boxes.h"
+#include "node/file_watch.h"
 #include "node/mesh.h"
 
 namespace lab {

@@ -54,7 +54,7 @@ Node& add_node(Mesh& mesh, NodeKind kind, const std::string& name, Mac mac) {
   node.kind = kind;
   node.name = name;
   node.radio.mac = mac;
-  node.sandbox.folder = mesh.kit.work + "/" + name;
+  node.sandbox.folder = box_folder(mesh.kit, name);
   node.sandbox.first_pair = first_pair_of(mesh);
   serve_box(mesh, node);
   mesh.air.radios.push_back(&node.radio);

@@ -174,6 +174,10 @@ void tell_agent(Sandbox& box, char kind, std::string_view content = {}) {
 
 }  // namespace
 
+std::string box_folder(const BoxKit& kit, const std::string& name) {
+  return kit.work + "/" + name;
+}
+
 std::string tmp_of(const Sandbox& box) {
   return box.folder + "/tmp";
 }

@@ -51,6 +51,8 @@ struct Sandbox {
 // Why no sandbox can be made here, in one line; empty where one can.
 std::string why_no_sandbox();
 
+// The folder of the unit of that name.
+std::string box_folder(const BoxKit& kit, const std::string& name);
 std::string tmp_of(const Sandbox& box);
 bool make_folders(const Sandbox& box);
 // Starts the box; that it is ready comes later, through `loop`.
