@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "results/json.h"
+#include "results/summary.h"
 
 namespace lab {
 

@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "results/json.h"
+#include "results/summary.h"
 #include "results/why.h"
 
 namespace lab {
