@@ -7,6 +7,7 @@
 #include "handshake/unit_side.h"
 #include "role/mode_detection.h"
 #include "role/mode_entry.h"
+#include "role/onboarding_window.h"
 #include "role/role_monitor.h"
 
 namespace {

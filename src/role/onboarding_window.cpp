@@ -23,8 +23,9 @@ void publish_served_request(const char* window_state) {
   begin(stay_pause);
 }
 
-}  // namespace
-
+// True while NVRAM holds a request that has not been served. One that has been, and could not be
+// taken back, would open the window anew each turn: it is taken back here, and the window's state
+// published, once a second at the most.
 bool window_is_requested() {
   if (!nvram_is(REQUEST, "1")) {
     request_stays = false;
@@ -39,11 +40,27 @@ bool window_is_requested() {
   return false;
 }
 
+// Arms the timer that closes the window. Returns its descriptor, or -1.
 int start_window_timer() {
   TimerEntry entry{};
   entry.timeout = WINDOW_SECONDS;
   entry.callback = router_stop_onboarding;
   return add_timer(epoll_fd, entry);
+}
+
+}  // namespace
+
+void onboarding_window_check() {
+  if (context.onboarding_active != 0 && onboarding_timer_fd == -1 && may_ask_again()) {
+    onboarding_timer_fd = start_window_timer();  // or the window would stay open
+  }
+  if (!window_is_requested()) {
+    return;
+  }
+  if (context.onboarding_active != 0) {
+    router_stop_onboarding(onboarding_timer_fd);
+  }
+  onboarding_timer_fd = router_start_onboarding();
 }
 
 int router_start_onboarding() {

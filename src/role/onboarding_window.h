@@ -7,20 +7,17 @@
 #ifndef VORLENT_ROLE_ONBOARDING_WINDOW_H
 #define VORLENT_ROLE_ONBOARDING_WINDOW_H
 
-// True while NVRAM holds a request that has not been served. One that has been, and could not be
-// taken back, would open the window anew each turn: it is taken back here, and the window's state
-// published, once a second at the most.
-bool window_is_requested();
-
-// Arms the timer that closes the window. Returns its descriptor, or -1.
-int start_window_timer();
+// The check of each turn of mode 5, and the end of that of mode 2: opens the window on request, and
+// makes its refused timer again. A request during an open window closes that one and opens a new
+// one for its full minute.
+void onboarding_window_check();
 
 // Puts the element on the air, arms the window's timer, consumes the request in NVRAM and publishes
 // the open window there. Returns the window's timer, or -1.
 int router_start_onboarding();
 
 // Takes the element off the air, deletes `timer` and publishes the closed window. The window
-// timer's callback, and the role monitor's way to start a window afresh.
+// timer's callback, and the way to start a window afresh.
 void router_stop_onboarding(int timer);
 
 #endif

@@ -7,17 +7,12 @@
 #include "role/configuration.h"
 #include "role/mode_entry.h"
 #include "role/onboarding_window.h"
+#include "role/watchdogs.h"
 
 namespace {
 
 constexpr const char* AS_DUT_ROLE_MONITOR = "dut_role_monitor";
 constexpr const char* AS_ROLE_BAKERY = "role_bakery";
-
-constexpr std::int32_t FAILED_CHECKS_TOLERATED = 9;
-
-bool failed_too_often(std::uint32_t count) {
-  return static_cast<std::int32_t>(count) > FAILED_CHECKS_TOLERATED;  // compared as signed
-}
 
 void change_to(OnboardMode mode) {
   context.target_role = mode;
@@ -109,19 +104,6 @@ void temp_sat_monitor() {
   } else if (failed_too_often(context.bh_fail_count)) {
     change_to(ONBOARD_MODE_UNCONFIGURED);
   }
-}
-
-void onboarding_window_check() {
-  if (context.onboarding_active != 0 && onboarding_timer_fd == -1 && may_ask_again()) {
-    onboarding_timer_fd = start_window_timer();  // or the window would stay open
-  }
-  if (!window_is_requested()) {
-    return;
-  }
-  if (context.onboarding_active != 0) {
-    router_stop_onboarding(onboarding_timer_fd);
-  }
-  onboarding_timer_fd = router_start_onboarding();
 }
 
 void role_bakery() {

@@ -12,12 +12,10 @@
 // The check of each turn: a manual request first, then the check of the mode.
 void dut_role_monitor();
 
-// The checks of the modes: 0 and 1; 2; 3 and 4; 5. The last opens the onboarding window on request
-// and makes its refused timer again; that of mode 2 ends with it.
+// The checks of the modes: 0 and 1; 2; 3 and 4. That of mode 5 is onboarding_window_check.
 void unconfigured_monitor();
 void temp_router_monitor();
 void temp_sat_monitor();
-void onboarding_window_check();
 
 // Changes `cur_mode` to `target_role`: deletes the old mode's timer, enters the new mode and writes
 // the configuration that goes with the change. Nothing happens when they are equal.

@@ -9,6 +9,7 @@ namespace {
 
 constexpr int FIRST_CHECK_SECONDS = 20;
 constexpr int CHECK_SECONDS = 15;
+constexpr std::int32_t FAILED_CHECKS_TOLERATED = 9;
 
 int start_watchdog(TimerCallback check) {
   TimerEntry entry{};
@@ -36,6 +37,10 @@ void check_bh_conn() {
   }
   ONBOARD_LOG("BH disconnected... \n");
   ++context.bh_fail_count;
+}
+
+bool failed_too_often(std::uint32_t count) {
+  return static_cast<std::int32_t>(count) > FAILED_CHECKS_TOLERATED;  // compared as signed
 }
 
 int start_internet_watchdog() {
