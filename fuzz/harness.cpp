@@ -12,7 +12,7 @@
 #include "core/timer_list.h"
 #include "discovery/candidate_table.h"
 #include "role/mode_detection.h"
-#include "role/mode_entry.h"
+#include "role/role_change.h"
 #include "role/role_monitor.h"
 #include "support/fake_platform.h"
 #include "support/fixed_key.h"

@@ -17,7 +17,7 @@
 #include "core/timer_list.h"
 #include "handshake/base_side.h"
 #include "role/mode_detection.h"
-#include "role/mode_entry.h"
+#include "role/role_change.h"
 #include "role/role_monitor.h"
 #include "shared_debug_log.h"
 

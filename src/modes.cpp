@@ -8,6 +8,7 @@
 #include "role/mode_detection.h"
 #include "role/mode_entry.h"
 #include "role/onboarding_window.h"
+#include "role/role_change.h"
 #include "role/role_monitor.h"
 
 namespace {

@@ -9,7 +9,7 @@
 #include "discovery/target_base.h"
 #include "discovery/vendor_ie.h"
 #include "platform_onboarding.h"
-#include "role/role_monitor.h"
+#include "role/role_change.h"
 
 bool gg_swap = false;
 

@@ -11,7 +11,7 @@
 #include "discovery/vendor_ie.h"
 #include "handshake/bh_credential.h"
 #include "handshake/sat_key_content.h"
-#include "role/role_monitor.h"
+#include "role/role_change.h"
 #include "role/wl_elements.h"
 
 namespace {
@@ -215,4 +215,9 @@ void act_op_1000_sender_retry(int /*timer_fd*/) {
 
 void act_op_1002_sender_retry(int /*timer_fd*/) {
   act_op_1002_sender(context.target.bssid.data());
+}
+
+void timer_cb_act_handshake_expired(int /*timer_fd*/) {
+  context.target_role = ONBOARD_MODE_UNCONFIGURED;
+  role_bakery();
 }

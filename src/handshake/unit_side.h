@@ -39,4 +39,7 @@ void rearm_handshake();
 void act_op_1000_sender_retry(int timer_fd);
 void act_op_1002_sender_retry(int timer_fd);
 
+// Timer callback: the handshake has failed, back to the search.
+void timer_cb_act_handshake_expired(int timer_fd);
+
 #endif

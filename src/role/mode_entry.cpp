@@ -2,25 +2,12 @@
 
 #include "core/context.h"
 #include "core/log.h"
-#include "core/mode_table.h"
 #include "core/nvram.h"
 #include "core/shell.h"
 #include "crypto/own_key_pair.h"
 #include "role/search.h"
 #include "role/watchdogs.h"
 #include "role/wl_elements.h"
-
-int enter_cur_mode() {
-  const ModeRow* row = mode_row(context.cur_mode);
-  if (row == nullptr) {
-    return 0;
-  }
-  nvram_set("onboarding_role", row->onboarding_role);
-  if (row->entry != nullptr) {
-    row->entry();
-  }
-  return 0;
-}
 
 void rearm_search() {
   mode_timer_fd = start_search_timer();

@@ -7,10 +7,6 @@
 #ifndef VORLENT_ROLE_MODE_ENTRY_H
 #define VORLENT_ROLE_MODE_ENTRY_H
 
-// Writes the mode's digit to NVRAM `onboarding_role` and runs its entry routine; does nothing for a
-// value that is not a mode.
-int enter_cur_mode();
-
 // Entry of ONBOARD_MODE_UNCONFIGURED: advertise, scan at once, then every 5 seconds.
 int unconfigured_mode_cfg();
 

@@ -3,7 +3,7 @@
 
 #include "core/event_socket.h"
 #include "core/mode_table.h"
-#include "role/mode_entry.h"
+#include "role/role_change.h"
 #include "role/role_monitor.h"
 #include "role/search.h"
 #include "support/daemon_test.h"

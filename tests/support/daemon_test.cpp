@@ -9,8 +9,7 @@
 #include "core/timer_list.h"
 #include "crypto/rsa_helpers.h"
 #include "discovery/candidate_table.h"
-#include "role/mode_entry.h"
-#include "role/role_monitor.h"
+#include "role/role_change.h"
 
 namespace {
 
