@@ -1,12 +1,11 @@
 // The mode table: what each mode writes, runs, listens to, watches and leaves behind.
 #include "core/mode_table.h"
-#include "discovery/candidate_table.h"
 #include "event_handlers.h"
 #include "handshake/action_frame.h"
 #include "handshake/base_side.h"
 #include "handshake/unit_side.h"
+#include "mode_entry.h"
 #include "role/mode_detection.h"
-#include "role/mode_entry.h"
 #include "role/onboarding_window.h"
 #include "role/role_change.h"
 #include "role/role_monitor.h"
@@ -23,12 +22,6 @@ constexpr std::array<Operation, 2> BASE_OPERATIONS = {{
     {ATTR_ID_1000, act_op_1000_handler},
     {ATTR_ID_1002, act_op_1002_handler},
 }};
-
-// The modes that take units in, and so fill the candidate file.
-int enter_base_mode() {
-  forget_earlier_candidates();
-  return temp_router_mode_cfg();
-}
 
 constexpr std::array<ModeRow, ONBOARD_MODE_COUNT> MODES = {{
     {.mode = ONBOARD_MODE_UNCONFIGURED,

@@ -2,7 +2,6 @@
 
 #include "core/context.h"
 #include "core/log.h"
-#include "core/shell.h"
 #include "core/timer_list.h"
 #include "crypto/hex.h"
 #include "crypto/own_key_pair.h"
@@ -12,7 +11,6 @@
 #include "handshake/bh_credential.h"
 #include "handshake/sat_key_content.h"
 #include "role/role_change.h"
-#include "role/wl_elements.h"
 
 namespace {
 
@@ -38,19 +36,6 @@ TimerEntry handshake_timer(HandshakeStage stage) {
   entry.callback = stage == STAGE_AWAIT_1004 ? act_op_1002_sender_retry : act_op_1000_sender_retry;
   entry.limit_callback = timer_cb_act_handshake_expired;
   return entry;
-}
-
-// The new timer is made before the old one is deleted, so that their numbers differ. It is armed
-// after the frame that it waits on was sent: the command may take seconds of the wait otherwise.
-void arm_handshake_timer(const char* speaker, HandshakeStage stage) {
-  TimerEntry entry = handshake_timer(stage);
-  const int timer = add_timer(epoll_fd, entry);
-  if (context.act_timer_fd > 0) {
-    ONBOARD_LOG_AS(speaker, "old timerfd detected: fd %d\n", context.act_timer_fd);
-    del_timer(epoll_fd, context.act_timer_fd);
-  }
-  context.act_timer_fd = timer;
-  context.act_stage = stage;
 }
 
 // The unit's own public key, none when the file cannot be read or leaves no room for the content.
@@ -107,14 +92,17 @@ int drop_1003(const char* sta, const char* why, const char* value = "") {
 
 }  // namespace
 
-int unconfigured_act_handshake_mode_cfg() {
-  ONBOARD_LOG("Go to action frame handshake...\n");
-  run_command(DEL_UNIT_ELEMENT.data());
-  ONBOARD_LOG("%s\n", DEL_UNIT_ELEMENT.data());
-  make_own_key_pair();
-  act_op_1000_sender();
-  arm_handshake_timer(SPEAKER, STAGE_AWAIT_1001);
-  return 0;
+// The new timer is made before the old one is deleted, so that their numbers differ. It is armed
+// after the frame that it waits on was sent: the command may take seconds of the wait otherwise.
+void arm_handshake_timer(const char* speaker, HandshakeStage stage) {
+  TimerEntry entry = handshake_timer(stage);
+  const int timer = add_timer(epoll_fd, entry);
+  if (context.act_timer_fd > 0) {
+    ONBOARD_LOG_AS(speaker, "old timerfd detected: fd %d\n", context.act_timer_fd);
+    del_timer(epoll_fd, context.act_timer_fd);
+  }
+  context.act_timer_fd = timer;
+  context.act_stage = stage;
 }
 
 int act_op_1000_sender() {

@@ -1,4 +1,4 @@
-// The un-configured unit's half of the handshake, from the entry of its mode to the credentials.
+// The un-configured unit's half of the handshake, from its element to the credentials.
 //
 // One timer drives it: at stage 1 operation 1000 is resent every 5 seconds, at stage 3 operation
 // 1002, six times each, and then the unit gives up; at stage 5 it waits 15 minutes. Frames are
@@ -7,11 +7,11 @@
 #ifndef VORLENT_HANDSHAKE_UNIT_SIDE_H
 #define VORLENT_HANDSHAKE_UNIT_SIDE_H
 
+#include "core/context.h"
 #include "handshake/action_frame.h"
 
-// Entry of ONBOARD_MODE_UNCFG_ACT_HANDSHAKE: off the air with the element, a new key pair,
-// operation 1000 at once and its timer. Returns 0.
-int unconfigured_act_handshake_mode_cfg();
+// Arms the timer of a stage in place of the one that runs, and notes both; logs as `speaker`.
+void arm_handshake_timer(const char* speaker, HandshakeStage stage);
 
 // Sends the unit's element to the base in `target`. Returns 0.
 int act_op_1000_sender();

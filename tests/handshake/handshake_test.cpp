@@ -10,6 +10,7 @@
 #include "handshake/bh_credential.h"
 #include "handshake/sat_key_content.h"
 #include "handshake/unit_side.h"
+#include "mode_entry.h"
 #include "role/role_change.h"
 #include "support/daemon_test.h"
 
