@@ -1,6 +1,6 @@
 // The mode table: what each mode writes, runs, listens to, watches and leaves behind.
 #include "core/mode_table.h"
-#include "event_handlers.h"
+#include "event_filter.h"
 #include "handshake/action_frame.h"
 #include "handshake/base_side.h"
 #include "handshake/unit_side.h"

@@ -1,8 +1,8 @@
 // The watchdogs of the temporary modes: of a router's or base's WAN, and of a satellite's backhaul,
 // looked at after 20 seconds and then every 15.
 //
-// They count consecutive failures, and say which is one too many; the role monitor then goes back to
-// the search. A mode entry resets neither count: only a check that succeeds does.
+// They count consecutive failures, and say which is one too many; the role monitor then goes back
+// to the search. A mode entry resets neither count: only a check that succeeds does.
 #ifndef VORLENT_ROLE_WATCHDOGS_H
 #define VORLENT_ROLE_WATCHDOGS_H
 

@@ -1,4 +1,4 @@
-#include "event_handlers.h"
+#include "event_filter.h"
 
 #include <cstring>
 

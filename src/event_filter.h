@@ -1,9 +1,10 @@
-// The event handlers of the modes: which driver events a mode takes, and who serves them.
+// The event handlers of the modes: which driver events a mode takes, by their type and their radio,
+// and who serves them.
 //
 // They stand above discovery and handshake because a base knows both: probe requests from the one,
 // action frames from the other. What a handler does not name is dropped. All return 0.
-#ifndef VORLENT_EVENT_HANDLERS_H
-#define VORLENT_EVENT_HANDLERS_H
+#ifndef VORLENT_EVENT_FILTER_H
+#define VORLENT_EVENT_FILTER_H
 
 #include "core/driver_event.h"
 
