@@ -2,20 +2,14 @@
 
 #include <strings.h>
 
-#include <cstdio>
-
 #include "core/log.h"
-#include "core/shell.h"
-#include "discovery/target_base.h"
+#include "discovery/join_base.h"
 #include "discovery/vendor_ie.h"
 #include "platform_onboarding.h"
-#include "role/role_change.h"
 
 bool gg_swap = false;
 
 namespace {
-
-constexpr const char* AS_UNCFG_REGISTER = "uncfg_register";
 
 // Scan result data: a 12-byte header that is not read, then the record of one BSS. Offsets are from
 // the record's start; the numbers are in the driver's byte order.
@@ -55,23 +49,6 @@ BssRecord decode_record(ByteView record) {
                    .chanspec = driver_u16(record, 72),
                    .ie_offset = driver_u16(record, 116),
                    .ie_length = driver_u32(record, 120)};
-}
-
-void switch_to_channel(std::uint8_t channel) {
-  std::array<char, 64> command{};
-  (void)snprintf(command.data(), command.size(), "wl csa 0 5 %d", channel);
-  ONBOARD_LOG_AS(AS_UNCFG_REGISTER, "%s\n", command.data());
-  run_command(command.data());
-}
-
-void join_base(const MacText& bssid, std::uint16_t chanspec) {
-  ONBOARD_LOG_AS(AS_UNCFG_REGISTER, "Found Mesh onboarding!!\n");
-  ONBOARD_LOG_AS(AS_UNCFG_REGISTER, "==========================================\n");
-  set_target_base(bssid, static_cast<std::uint8_t>(chanspec & 0xFFU));
-  dump_target_bss_info();
-  switch_to_channel(context.target.channel);
-  context.target_role = ONBOARD_MODE_UNCFG_ACT_HANDSHAKE;
-  role_bakery();
 }
 
 // The base's element among the record's elements, or an empty view.
