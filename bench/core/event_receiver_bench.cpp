@@ -9,7 +9,7 @@
 
 #include "core/driver_event.h"
 #include "core/event_socket.h"
-#include "crypto/rsa_helpers.h"
+#include "crypto/key_files.h"
 #include "discovery/candidate_table.h"
 #include "support/bench.h"
 

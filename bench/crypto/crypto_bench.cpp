@@ -14,6 +14,7 @@
 
 #include "core/shell.h"
 #include "crypto/hex.h"
+#include "crypto/key_files.h"
 #include "crypto/rsa_helpers.h"
 #include "support/bench.h"
 

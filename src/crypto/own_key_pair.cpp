@@ -5,7 +5,7 @@
 #include "core/log.h"
 #include "core/retry_pause.h"
 #include "core/told_failure.h"
-#include "crypto/rsa_helpers.h"
+#include "crypto/key_files.h"
 
 namespace {
 

@@ -1,66 +1,21 @@
 #include "crypto/rsa_helpers.h"
 
-#include <openssl/bio.h>
-#include <openssl/bn.h>
 #include <openssl/err.h>
 #include <openssl/pem.h>
-#include <openssl/rsa.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
-#include <memory>
 
-#include "core/shell.h"
-#include "own_file.h"
+#include "crypto/key_files.h"
+#include "crypto/openssl_objects.h"
 
 namespace {
 
-template <auto Release>
-struct Releaser {
-  template <typename T>
-  void operator()(T* object) const {
-    (void)Release(object);
-  }
-};
-using Bio = std::unique_ptr<BIO, Releaser<BIO_free>>;
-using BigNumber = std::unique_ptr<BIGNUM, Releaser<BN_free>>;
-using Key = std::unique_ptr<RSA, Releaser<RSA_free>>;
 using Block = std::array<std::uint8_t, RSA_BLOCK>;
-
-constexpr int KEY_BITS = 2048;
 
 // A PEM text may ask for a pass phrase, and libcrypto would then wait at the terminal for one.
 int no_pass_phrase(char* /*buf*/, int /*size*/, int /*rwflag*/, void* /*user*/) {
   return -1;
-}
-
-// A new file in place of whatever stands there: one that somebody else made would stay theirs.
-Bio create_key_file(const char* path, mode_t mode) {
-  UniqueFd file = create_own_file(path, mode);
-  Bio bio(file.open() ? BIO_new_fd(file.get(), BIO_CLOSE) : nullptr);
-  if (bio != nullptr) {
-    (void)file.release();
-  }
-  return bio;
-}
-
-bool write_key_pair(BIO* pri, BIO* pub) {
-  const BigNumber exponent(BN_new());
-  const Key key(RSA_new());
-  return pri != nullptr && pub != nullptr && exponent != nullptr && key != nullptr &&
-         BN_set_word(exponent.get(), RSA_F4) == 1 &&
-         RSA_generate_key_ex(key.get(), KEY_BITS, exponent.get(), nullptr) == 1 &&
-         PEM_write_bio_RSAPrivateKey(pri, key.get(), nullptr, nullptr, 0, nullptr, nullptr) == 1 &&
-         PEM_write_bio_RSA_PUBKEY(pub, key.get()) == 1;
-}
-
-void print_file(const char* path) {
-  std::array<char, 64> command{};
-  (void)snprintf(command.data(), command.size(), "cat %s", path);
-  run_command(command.data());
 }
 
 Key read_public_key(ByteView pem) {
@@ -72,17 +27,6 @@ Key read_public_key(ByteView pem) {
     (void)printf("peer key of %d bytes is no public key\n", text_size(pem));
   }
   return key;
-}
-
-// How many bytes the file has, or more than `buf` holds.
-std::size_t read_to_end(int fd, std::span<std::uint8_t> buf) {
-  std::size_t size = 0;
-  ssize_t got = 0;
-  while (size < buf.size() && (got = read(fd, &buf[size], buf.size() - size)) > 0) {
-    size += static_cast<std::size_t>(got);
-  }
-  std::uint8_t beyond = 0;
-  return size == buf.size() && read(fd, &beyond, 1) > 0 ? size + 1 : size;
 }
 
 // The private key file as it was last looked at. Each operation 1002 asks for the key, also one
@@ -98,9 +42,8 @@ OwnKey own_key;
 
 // Reads the file, and parses it unless it holds the bytes that it held before.
 RSA* read_private_key() {
-  const UniqueFd file = open_own_to_read(RSA_PRI_FILE);
   decltype(own_key.pem) pem;
-  const std::size_t size = file.open() ? read_to_end(file.get(), pem) : 0;
+  const std::size_t size = read_private_key_file(pem);
   const bool whole = size <= pem.size();
   if (own_key.key == nullptr || size != own_key.size ||
       !std::equal(pem.begin(), pem.begin() + static_cast<std::ptrdiff_t>(size),
@@ -128,10 +71,10 @@ int check_private_key() {
 
 // Blocks are 256 bytes throughout, and libcrypto writes as many bytes as the key is long.
 bool usable(const RSA* key, const char* whose) {
-  if (RSA_bits(key) == KEY_BITS) {
+  if (RSA_bits(key) == RSA_KEY_BITS) {
     return true;
   }
-  (void)printf("%s is not usable: %d bits instead of %d\n", whose, RSA_bits(key), KEY_BITS);
+  (void)printf("%s is not usable: %d bits instead of %d\n", whose, RSA_bits(key), RSA_KEY_BITS);
   return false;
 }
 
@@ -223,46 +166,6 @@ int refuse_block(RsaBuffer& out, const char* what) {
 }
 
 }  // namespace
-
-int rsa_gen_key_pair() {
-  int error = 0;
-  errno = 0;
-  {
-    const Bio pri = create_key_file(RSA_PRI_FILE, S_IRUSR | S_IWUSR);
-    const Bio pub = create_key_file(RSA_PUB_FILE, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH);
-    if (!write_key_pair(pri.get(), pub.get())) {
-      error = errno != 0 ? errno : EIO;  // libcrypto keeps its own reasons
-    }
-  }
-  ERR_clear_error();
-  // What may stand there after a failure is somebody else's, say a pipe: cat would wait at it.
-  if (error != 0) {
-    (void)unlink(RSA_PRI_FILE);
-    (void)unlink(RSA_PUB_FILE);
-    return error;
-  }
-  print_file(RSA_PRI_FILE);
-  print_file(RSA_PUB_FILE);
-  return 0;
-}
-
-int read_pub_key_to_memory(std::span<std::uint8_t> buf, std::uint16_t& len) {
-  const UniqueFd file = open_own_to_read(RSA_PUB_FILE);
-  if (!file.open()) {
-    (void)printf("file:%s open failed.\n", RSA_PUB_FILE);
-    return -1;
-  }
-  const std::size_t size = read_to_end(file.get(), buf);
-  if (size > buf.size()) {
-    std::fill(buf.begin(), buf.end(), std::uint8_t{0});
-    (void)printf("file:%s is longer than %d bytes, refused.\n", RSA_PUB_FILE, text_size(buf));
-    return -1;
-  }
-  len = static_cast<std::uint16_t>(size);
-  (void)printf("memory key(%d): %.*s\n", static_cast<int>(len), static_cast<int>(len),
-               as_text(buf));
-  return 0;
-}
 
 int rsa_encrypt_by_pub_key(ByteView pem, ByteView data, RsaBuffer& out, std::uint16_t& out_len) {
   out_len = 0;

@@ -4,6 +4,7 @@
 
 #include "core/context.h"
 #include "core/log.h"
+#include "crypto/key_files.h"
 #include "crypto/own_key_pair.h"
 #include "crypto/rsa_helpers.h"
 #include "discovery/candidate_table.h"

@@ -4,6 +4,7 @@
 #include "core/log.h"
 #include "core/timer_list.h"
 #include "crypto/hex.h"
+#include "crypto/key_files.h"
 #include "crypto/own_key_pair.h"
 #include "crypto/rsa_helpers.h"
 #include "discovery/target_base.h"

@@ -6,6 +6,7 @@
 #include <regex>
 
 #include "crypto/hex.h"
+#include "crypto/key_files.h"
 #include "support/daemon_test.h"
 #include "support/heap_in_use.h"
 

@@ -4,6 +4,7 @@
 
 #include "core/mode_table.h"
 #include "core/timer_list.h"
+#include "crypto/key_files.h"
 #include "crypto/rsa_helpers.h"
 #include "discovery/candidate_table.h"
 #include "handshake/base_side.h"

@@ -7,7 +7,7 @@
 
 #include "core/event_socket.h"
 #include "core/timer_list.h"
-#include "crypto/rsa_helpers.h"
+#include "crypto/key_files.h"
 #include "discovery/candidate_table.h"
 #include "role/role_change.h"
 
