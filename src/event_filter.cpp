@@ -5,7 +5,7 @@
 #include "core/log.h"
 #include "discovery/probe_request.h"
 #include "discovery/scan_result.h"
-#include "handshake/act_frame_parser.h"
+#include "handshake/action_frame_dispatch.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
-// The action frame's parser and dump, and the contents of operations 1002 and 1003 built and read.
+// The action frame's dispatch and dump, and the contents of operations 1002 and 1003 built and read.
 #include "core/context.h"
-#include "handshake/act_frame_parser.h"
 #include "handshake/action_frame.h"
+#include "handshake/action_frame_dispatch.h"
 #include "handshake/bh_credential.h"
 #include "handshake/sat_key_content.h"
 #include "support/bench.h"

@@ -1,8 +1,8 @@
 // The shape of the mode table: all that depends on the mode, one row for each.
 //
 // The core declares the row and looks it up; src/modes.cpp, above everything, fills the table. So
-// the core, the role monitor and the frame parser never name a mode's routines, and nobody switches
-// on the mode.
+// the core, the role monitor and the dispatch of frames never name a mode's routines, and nobody
+// switches on the mode.
 #ifndef VORLENT_CORE_MODE_TABLE_H
 #define VORLENT_CORE_MODE_TABLE_H
 

@@ -1,10 +1,10 @@
 // From a driver event to the handler of the operation that its action frame carries.
 //
-// The parser knows operations only through the mode table: what a mode does not list is logged and
-// dropped. It keeps nothing between frames and checks neither the sender nor the stage of the
+// The dispatch knows operations only through the mode table: what a mode does not list is logged
+// and dropped. It keeps nothing between frames and checks neither the sender nor the stage of the
 // handshake; that is the handlers' business.
-#ifndef VORLENT_HANDSHAKE_ACT_FRAME_PARSER_H
-#define VORLENT_HANDSHAKE_ACT_FRAME_PARSER_H
+#ifndef VORLENT_HANDSHAKE_ACTION_FRAME_DISPATCH_H
+#define VORLENT_HANDSHAKE_ACTION_FRAME_DISPATCH_H
 
 #include "core/driver_event.h"
 

@@ -1,4 +1,4 @@
-#include "handshake/act_frame_parser.h"
+#include "handshake/action_frame_dispatch.h"
 
 #include "core/log.h"
 #include "core/mode_table.h"
