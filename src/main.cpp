@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 
 #include "core/context.h"
@@ -11,11 +12,12 @@
 #include "core/inherited_state.h"
 #include "core/log.h"
 #include "core/nvram.h"
-#include "core/service_manager.h"
 #include "core/shell.h"
+#include "core/sign_of_life.h"
 #include "core/signals.h"
 #include "core/timer_list.h"
 #include "handshake/base_side.h"
+#include "own_file.h"
 #include "role/mode_detection.h"
 #include "role/role_change.h"
 #include "role/role_monitor.h"
@@ -47,6 +49,19 @@ void serve_signals() {
     if (take_pending_signal(signo)) {
       serve_signal(signo);
     }
+  }
+}
+
+// Writes the number of this process into the file that VORLENT_PID_FILE names, if it does: a
+// service manager may want it.
+void write_pid_file() {
+  const char* path = getenv("VORLENT_PID_FILE");
+  if (path == nullptr) {
+    return;
+  }
+  const UniqueFd file = create_own_file(path, 0644);
+  if (file.open()) {
+    (void)dprintf(file.get(), "%ld\n", static_cast<long>(getpid()));
   }
 }
 

@@ -1,6 +1,5 @@
-#include "core/service_manager.h"
+#include "core/sign_of_life.h"
 
-#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -8,12 +7,10 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "core/retry_pause.h"
-#include "own_file.h"
 #include "unique_fd.h"
 
 namespace {
@@ -34,17 +31,6 @@ socklen_t address_of(const char* name, sockaddr_un& address) {
 }
 
 }  // namespace
-
-void write_pid_file() {
-  const char* path = getenv("VORLENT_PID_FILE");
-  if (path == nullptr) {
-    return;
-  }
-  const UniqueFd file = create_own_file(path, 0644);
-  if (file.open()) {
-    (void)dprintf(file.get(), "%ld\n", static_cast<long>(getpid()));
-  }
-}
 
 void notify_alive() {
   static RetryPause pause;
