@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -25,6 +26,15 @@ struct DebugLog : StandinFolder {
 TEST_F(DebugLog, AppendsWholeMessagesAsTheyStand) {
   write_file(path, "old\n");
   errno = ENOENT;
+  shared_debug_log_init(nullptr, "other", 1);
+  shared_debug_log_init("other", nullptr, 1);
+  for (const auto& [identity, file, format] :
+       {std::tuple<const char*, const char*, const char*>(nullptr, "log", "x"),
+        {"me", nullptr, "x"},
+        {"me", "", "x"},
+        {"me", "log", nullptr}}) {
+    shared_debug_log_do_write_log(identity, file, format);
+  }
   shared_debug_log_do_write_log("me", "log", "%d%% %m|", 7);
   EXPECT_EQ(errno, ENOENT);
   const std::string large(200000, 'x');
@@ -127,9 +137,22 @@ TEST_F(DebugLog, DropsWholeMessagesOnly) {
   EXPECT_EQ(read_file(path), "1234567890+");
 }
 
-TEST_F(DebugLog, LeavesNoDescriptorToCommands) {
-  log("+");
-  vexoNvramConfig_set("a", "1");
-  vexoNvramConfig_get("a");
+TEST_F(DebugLog, LeavesNoDescriptorToCommandsAndNoneInTheStandardOnesPlace) {
+  const auto use = [] {
+    log("+");
+    vexoNvramConfig_set("a", "1");
+    vexoNvramConfig_get("a");
+  };
+  for (const int first : {0, 2}) {
+    if (::fork() == 0) {
+      const auto closed = [](int file) { return ::close(file) != 0; };
+      closed(2), closed(first), use();
+      _exit(closed(2) && closed(first) ? 0 : 1);
+    }
+    ::wait(&status);
+    EXPECT_EQ(status, 0);
+  }
+  EXPECT_EQ(read_file(path) + read_file(store), "++a=1\n");
+  use();
   EXPECT_THAT(shell("ls -l /proc/self/fd"), Not(AnyOf(HasSubstr("/log"), HasSubstr("/nvram"))));
 }

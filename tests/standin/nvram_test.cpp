@@ -117,8 +117,9 @@ TEST_F(Nvram, SavesAllOrLosesNothing) {
   on_disk_of(4096, [] { EXPECT_NE(vexoNvramConfig_save(), 0); });
   EXPECT_EQ(read_file(store + ".saved"), "a=1\\n\n");
   EXPECT_THAT(shell("ls " + folder), Not(HasSubstr("tmp")));
-  shell("cd " + folder + "; mkfifo pipe; mkdir none");
-  for (const std::string& path : {folder + "/none", folder + "/missing/nvram", folder + "/pipe"}) {
+  shell("cd " + folder + "; mkfifo pipe; mkdir none; ln -s /proc/self/mem broken");
+  for (const char* name : {"/none", "/missing/nvram", "/pipe", "/broken"}) {
+    const std::string path = folder + name;
     ::setenv("VEXO_NVRAM", path.c_str(), 1);
     errno = EXDEV;
     EXPECT_STREQ(vexoNvramConfig_get("a"), "") << path;
@@ -146,6 +147,38 @@ TEST_F(Nvram, GivesWhatCanBeReadOfAnyFileAndSaysWhatCannot) {
   EXPECT_EQ(command("get b"), "2\n") << "at its bound";
   EXPECT_EQ(vexoNvramConfig_set("b", "33"), -1);
   EXPECT_EQ(vexoNvramConfig_set("b", "3"), 0);
+}
+
+TEST_F(Nvram, SaysOfEachTroubleOnceUntilItIsOver) {
+  const std::string lock = store + ".lock";
+  auto change = [value = 0]() mutable {
+    return vexoNvramConfig_set("a", std::to_string(++value).c_str());
+  };
+  std::string lines;
+  testing::internal::CaptureStderr();
+  for (int i = 0; i < 2; ++i) {
+    for (const char* text : {"b=1\r\n", "b=1\r\n\n", "b=1\n"}) {
+      write_file(store, text);
+      vexoNvramConfig_get("b");
+    }
+    lines += "nvram: " + store + ": CR LF at the end of a line: the CR belongs to the value\n";
+    for (const std::string& obstacle : {store, lock}) {
+      std::filesystem::remove(obstacle);
+      std::filesystem::create_directory(obstacle);
+      for (int times = 0; times < 2; ++times) {
+        vexoNvramConfig_get("b");
+        EXPECT_EQ(change() + vexoNvramConfig_save(), -2);
+      }
+      std::filesystem::remove(obstacle);
+      EXPECT_EQ(change() + vexoNvramConfig_save(), 0);
+      EXPECT_STREQ(vexoNvramConfig_get("b"), "");
+    }
+    for (const std::string& line :
+         {"read " + store, "change " + store, "save " + store, "lock " + lock}) {
+      lines += "nvram: cannot " + line + ": Is a directory\n";
+    }
+  }
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), lines);
 }
 
 TEST_F(Nvram, AReplacedStoreIsAsItsOwnerMadeIt) {
