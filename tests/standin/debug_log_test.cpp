@@ -28,12 +28,13 @@ TEST_F(DebugLog, AppendsWholeMessagesAsTheyStand) {
   errno = ENOENT;
   shared_debug_log_init(nullptr, "other", 1);
   shared_debug_log_init("other", nullptr, 1);
+  void (*const write)(const char*, const char*, const char*, ...) = shared_debug_log_do_write_log;
   for (const auto& [identity, file, format] :
        {std::tuple<const char*, const char*, const char*>(nullptr, "log", "x"),
         {"me", nullptr, "x"},
         {"me", "", "x"},
         {"me", "log", nullptr}}) {
-    shared_debug_log_do_write_log(identity, file, format);
+    write(identity, file, format);
   }
   shared_debug_log_do_write_log("me", "log", "%d%% %m|", 7);
   EXPECT_EQ(errno, ENOENT);
