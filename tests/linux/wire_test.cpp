@@ -55,7 +55,7 @@ TEST_F(WireTest, BaseHearsUnitsAndNobodyElse) {
         frame(0x50, air::BASE, air::UNIT, action),
         frame(0xd0, air::BASE, air::UNIT, air::from_hex("0409506f9a1001")),
         Bytes(own.begin(), own.begin() + 28), frame(0xd0, air::BASE, radio::kBroadcast, action),
-        probe(air::BASE)}) {
+        probe(air::BASE), frame(0x40, air::Mac{2}, air::UNIT, air::element(2))}) {
     EXPECT_FALSE(on_air(kRadiotap + foreign + kFcs)) << air::to_hex(foreign);
   }
   EXPECT_FALSE(on_air(broken + own + kFcs));
@@ -71,6 +71,7 @@ TEST_F(WireTest, BaseHearsUnitsAndNobodyElse) {
   EXPECT_TRUE(on_air(kRadiotap + probe(air::UNIT) + kFcs));
   EXPECT_EQ(context.candidate_count, 1);
   EXPECT_STREQ(candidate_table[0].mac.data(), air::UNIT_TEXT.c_str());
+  EXPECT_TRUE(on_air(kRadiotap + frame(0x40, air::BASE, air::UNIT, air::element(2)) + kFcs));
   EXPECT_TRUE(on_air(kRadiotap + own + kFcs));
   EXPECT_EQ(candidate_table[0].stage, 2);
 }

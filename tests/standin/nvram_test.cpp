@@ -6,8 +6,10 @@
 
 #include <cerrno>
 #include <ctime>
+#include <new>
 #include <optional>
 
+#include "shared_debug_log.h"
 #include "standin_folder.h"
 
 using testing::HasSubstr;
@@ -27,6 +29,26 @@ extern "C" int __wrap_fchown(int /*file*/, uid_t owner, gid_t /*group*/) {
   return 0;
 }
 
+// What each of the next calls ends with, and what was synced.
+static std::vector<int> sync_errors;
+static std::vector<std::string> synced;
+extern "C" int __wrap_fsync(int file) {
+  errno = synced.size() < sync_errors.size() ? sync_errors[synced.size()] : 0;
+  synced.push_back(std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file)));
+  return errno == 0 ? 0 : -1;
+}
+static bool has_memory = true;
+void* operator new(std::size_t size) {
+  void* made = has_memory ? std::malloc(size) : nullptr;
+  return made == nullptr ? throw std::bad_alloc() : made;
+}
+void operator delete(void* made) noexcept {
+  std::free(made);
+}
+void operator delete(void* made, std::size_t /*size*/) noexcept {
+  std::free(made);
+}
+
 struct Nvram : StandinFolder {
   std::string command(const std::string& arguments) { return shell(NVRAM_COMMAND " " + arguments); }
 };
@@ -41,6 +63,8 @@ TEST_F(Nvram, KeepsWholeValuesAndAbsence) {
     EXPECT_EQ(vexoNvramConfig_match("key", (value + "x").c_str()), 0);
   }
   EXPECT_EQ(vexoNvramConfig_match("key", "\\n"), 0);
+  EXPECT_EQ(vexoNvramConfig_match("key", nullptr) + vexoNvramConfig_match(nullptr, ""), 0);
+  EXPECT_STREQ(vexoNvramConfig_get(nullptr), "");
   EXPECT_EQ(vexoNvramConfig_unset("key"), 0);
   EXPECT_EQ(vexoNvramConfig_match("key", ""), 0);
   EXPECT_EQ(read_file(store), "");
@@ -53,6 +77,25 @@ TEST_F(Nvram, KeepsWholeValuesAndAbsence) {
   EXPECT_EQ(vexoNvramConfig_unset("key"), 0);
   EXPECT_EQ(errno, EINVAL) << "left alone by what succeeds";
   EXPECT_EQ(read_file(store), "");
+}
+
+TEST_F(Nvram, GivesNothingWhereThereIsNoMemoryAndGoesOn) {
+  const std::string large(9999, 'x');
+  vexoNvramConfig_set("key", "1");
+  has_memory = false;
+  const std::string_view got = vexoNvramConfig_get("key");
+  const std::array results = {vexoNvramConfig_match("key", "1"), vexoNvramConfig_save(),
+                              vexoNvramConfig_set("key", "2"), vexoNvramConfig_unset("key")};
+  const int error = errno;
+  shared_debug_log_init("no", "memory", 1);
+  shared_debug_log_do_write_log("no", "memory", "+");
+  shared_debug_log_do_write_log("me", "log", "%s", large.c_str());
+  has_memory = true;
+  EXPECT_EQ(got, "");
+  EXPECT_EQ(results, (std::array{0, -1, -1, -1}));
+  EXPECT_EQ(error, ENOMEM);
+  EXPECT_EQ(vexoNvramConfig_match("key", "1"), 1);
+  EXPECT_EQ(read_file(folder + "/log"), "");
 }
 
 TEST_F(Nvram, AnUnchangedStoreIsNotWrittenAgain) {
@@ -116,6 +159,9 @@ TEST_F(Nvram, SavesAllOrLosesNothing) {
   vexoNvramConfig_set("b", large.c_str());
   on_disk_of(4096, [] { EXPECT_NE(vexoNvramConfig_save(), 0); });
   EXPECT_EQ(read_file(store + ".saved"), "a=1\\n\n");
+  shell("cd " + folder + "; VEXO_NVRAM=nvram " NVRAM_COMMAND " commit");
+  EXPECT_EQ(read_file(store + ".saved"), read_file(store));
+  EXPECT_EQ(status, 0);
   EXPECT_THAT(shell("ls " + folder), Not(HasSubstr("tmp")));
   shell("cd " + folder + "; mkfifo pipe; mkdir none; ln -s /proc/self/mem broken");
   for (const char* name : {"/none", "/missing/nvram", "/pipe", "/broken"}) {
@@ -126,6 +172,22 @@ TEST_F(Nvram, SavesAllOrLosesNothing) {
     EXPECT_EQ(errno, EXDEV);
     EXPECT_NE(vexoNvramConfig_set("a", "1"), 0) << path;
     EXPECT_NE(vexoNvramConfig_save(), 0) << path;
+  }
+}
+
+TEST_F(Nvram, OnlyWhatIsSavedGoesToTheDisk) {
+  synced.clear();
+  vexoNvramConfig_set("a", "1");
+  EXPECT_THAT(synced, testing::IsEmpty());
+  const std::vector<std::string> both = {store + ".saved.tmp", folder};
+  using Errors = std::vector<int>;
+  for (const auto& [errors, saved] :
+       {std::pair(Errors{EINVAL}, -1), {Errors{0, EIO}, -1}, {Errors{0, EINVAL}, 0}}) {
+    synced.clear();
+    sync_errors = errors;
+    EXPECT_EQ(vexoNvramConfig_save(), saved);
+    EXPECT_TRUE(std::equal(synced.begin(), synced.end(), both.begin()));
+    EXPECT_EQ(synced.size(), errors.size());
   }
 }
 
@@ -146,6 +208,9 @@ TEST_F(Nvram, GivesWhatCanBeReadOfAnyFileAndSaysWhatCannot) {
   write_file(store, "b=2\n" + std::string((16 << 20) - 4, 'x'));
   EXPECT_EQ(command("get b"), "2\n") << "at its bound";
   EXPECT_EQ(vexoNvramConfig_set("b", "33"), -1);
+  shell("{ printf x >>" + store + "; }");
+  EXPECT_THAT(command("get b"), HasSubstr("cannot read all of")) << "above it";
+  std::filesystem::resize_file(store, 16 << 20);
   EXPECT_EQ(vexoNvramConfig_set("b", "3"), 0);
 }
 
@@ -197,6 +262,8 @@ TEST_F(Nvram, NobodyElseStopsAWriterForGood) {
   EXPECT_EQ(vexoNvramConfig_set("a", "1"), 0);
   EXPECT_EQ(shell("{ stat -c %a " + store + ".lock; ls " + folder + "; }"),
             "600\nnvram\nnvram.lock\nprinted\n");
+  shell("flock " + store + ".lock sleep 0.2 & sleep 0.1");
+  EXPECT_EQ(vexoNvramConfig_set("a", "3"), 0);
   shell("flock " + store + ".lock sleep 9 & sleep 0.1");
   EXPECT_THAT(command("set a=2"), HasSubstr("cannot lock " + store + ".lock: "));
   EXPECT_EQ(vexoNvramConfig_save(), -1);
