@@ -106,7 +106,7 @@ void save_before_restart() {
   constexpr int RETRIES = 10;
   for (int i = 0; !nvram_save() && i < RETRIES; ++i) {
     timespec second{.tv_sec = 1, .tv_nsec = 0};
-    while (nanosleep(&second, &second) != 0 && errno == EINTR) {
+    while (clock_nanosleep(CLOCK_MONOTONIC, 0, &second, &second) == EINTR) {
     }
   }
 }
