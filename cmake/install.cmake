@@ -70,7 +70,7 @@ endif()
 if(TARGET vorlent-radio)
   install(TARGETS wl vorlent-radio vorlent-network
           RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT linux)
-  install(PROGRAMS platform/linux/service/vexo_service
+  install(PROGRAMS platform/linux/network/vexo_service
           DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT linux)
   install_pages(linux vorlent-radio.8 vorlent-network.8 wl.8 vexo_service.8)
   foreach(service vorlent-radio vorlent-network)

@@ -1,11 +1,11 @@
 // What NVRAM says about this unit's networks, and the configuration of the program that makes them.
-#ifndef PLATFORM_LINUX_SERVICE_SETTINGS_H
-#define PLATFORM_LINUX_SERVICE_SETTINGS_H
+#ifndef PLATFORM_LINUX_NETWORK_NETWORK_CONFIG_H
+#define PLATFORM_LINUX_NETWORK_NETWORK_CONFIG_H
 
 #include <functional>
 #include <string>
 
-namespace service {
+namespace network {
 
 enum class Role { none, access_point, station };
 
@@ -42,6 +42,6 @@ struct Configuration {
 // characters: an SSID goes there in hexadecimal, a pass phrase as the key that is made of it.
 Configuration make_configuration(const Settings& settings);
 
-}  // namespace service
+}  // namespace network
 
 #endif

@@ -31,10 +31,10 @@ const Nvram kSatellite{{"multiap_mode", "2"}, {"mesh_role", "satallite"},
                        {"wl1_ssid", "IEEE"},  {"wl1_akm", "psk2"},
                        {"wl1_crypto", "aes"}, {"wl1_wpa_psk", "password"}};
 
-service::Configuration with(Nvram nvram, const std::string& key, const std::string& value) {
+network::Configuration with(Nvram nvram, const std::string& key, const std::string& value) {
   nvram[key] = value;
-  return service::make_configuration(
-      service::read_settings([&](const char* name) { return nvram[name]; }));
+  return network::make_configuration(
+      network::read_settings([&](const char* name) { return nvram[name]; }));
 }
 
 // The lines, each without the digits that stand for SSID and key.
@@ -106,7 +106,7 @@ TEST(Networks, BothProgramsReadTheSameNetworks) {
 TEST(Networks, NothingIsMadeOfASettingThatNoNetworkHas) {
   std::string why;
   const auto refused = [&](const std::string& key, const std::string& value) {
-    const service::Configuration made = with(kBase, key.c_str(), value);
+    const network::Configuration made = with(kBase, key.c_str(), value);
     why = made.wrong;
     return made.text.empty() && !made.wrong.empty();
   };
@@ -131,16 +131,16 @@ TEST(Networks, NothingIsMadeOfASettingThatNoNetworkHas) {
   }
   EXPECT_TRUE(refused("wl0_country", "D\n") && refused("wl0_country", "DEU"));
   EXPECT_EQ(why, "wl0_country: not two capital letters");
-  const service::Configuration none = with(kSatellite, "mesh_role", "");
+  const network::Configuration none = with(kSatellite, "mesh_role", "");
   EXPECT_TRUE(none.text.empty() && none.wrong.empty()) << "a unit that is nothing yet";
 }
 
 TEST(Backhaul, TellsTheDaemonAndEndsTheInstallationWhenItHasStood) {
   using std::chrono::seconds;
-  service::Backhaul backhaul;
-  const service::Clock::time_point begin;
+  network::Backhaul backhaul;
+  const network::Clock::time_point begin;
   const auto after = [&](int when, bool joined) {
-    service::follow(backhaul, joined, begin + seconds(when));
+    network::follow(backhaul, joined, begin + seconds(when));
     return std::string(vexoNvramConfig_get("map_agent_configured")) + "/" +
            vexoNvramConfig_get("blank_state");
   };
@@ -156,7 +156,7 @@ TEST(Backhaul, TellsTheDaemonAndEndsTheInstallationWhenItHasStood) {
   EXPECT_NE(access("/tmp/vexo_nvram.saved", F_OK), 0) << "told once";
   vexoNvramConfig_save();
 
-  service::KeptStore store("/tmp/vexo_nvram", "/tmp/kept");
+  network::KeptStore store("/tmp/vexo_nvram", "/tmp/kept");
   store.look();
   unlink("/tmp/vexo_nvram");
   store.bring_back();
@@ -181,7 +181,7 @@ struct PlayedSupplicant {
     EXPECT_EQ(bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
   }
   // Whether the backhaul stands for who gets this answer to the question for the status.
-  bool joined(service::Supplicant& asking, const std::string& answer) {
+  bool joined(network::Supplicant& asking, const std::string& answer) {
     auto stands = std::async(std::launch::async, [&] { return asking.joined("wlan0"); });
     char question[9] = {};
     sockaddr_un from{};
@@ -198,7 +198,7 @@ struct PlayedSupplicant {
 };
 
 TEST(Supplicant, HasJoinedWhenItSaysSoInALineOfItsOwn) {
-  service::Supplicant asking;
+  network::Supplicant asking;
   EXPECT_FALSE(asking.joined("wlan0"));
   for (int starts = 0; starts < 2; ++starts) {
     {
@@ -230,7 +230,7 @@ TEST(Program, EndsWhenItIsAskedToAndWithItsParent) {
   sigemptyset(&term);
   sigaddset(&term, SIGTERM);
   sigprocmask(SIG_BLOCK, &term, nullptr);
-  service::Program program;
+  network::Program program;
   testing::internal::CaptureStderr();
   program.start({"no-such-program"});
   EXPECT_TRUE(comes_true([&] { return !program.runs(); }));

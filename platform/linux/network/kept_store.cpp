@@ -10,7 +10,7 @@
 
 #include "own_file.h"
 
-namespace service {
+namespace network {
 
 namespace {
 
@@ -64,4 +64,4 @@ void KeptStore::look() {
   }
 }
 
-}  // namespace service
+}  // namespace network

@@ -9,7 +9,7 @@
 
 #include "../places.h"
 
-namespace service {
+namespace network {
 
 namespace {
 
@@ -186,4 +186,4 @@ Configuration make_configuration(const Settings& settings) {
           ""};
 }
 
-}  // namespace service
+}  // namespace network

@@ -6,7 +6,7 @@
 #include "../places.h"
 #include "vexo_nvram.h"
 
-namespace service {
+namespace network {
 
 bool Supplicant::joined(const std::string& interface) {
   if (!control_) {
@@ -37,4 +37,4 @@ void follow(Backhaul& backhaul, bool joined, Clock::time_point now) {
   }
 }
 
-}  // namespace service
+}  // namespace network

@@ -1,13 +1,13 @@
 // NVRAM across a power cut, where its live file is in a folder that a boot empties: what is saved
 // beside it is kept in another place, and comes back from there.
-#ifndef PLATFORM_LINUX_SERVICE_KEPT_STORE_H
-#define PLATFORM_LINUX_SERVICE_KEPT_STORE_H
+#ifndef PLATFORM_LINUX_NETWORK_KEPT_STORE_H
+#define PLATFORM_LINUX_NETWORK_KEPT_STORE_H
 
 #include <sys/stat.h>
 
 #include <string>
 
-namespace service {
+namespace network {
 
 class KeptStore {
  public:
@@ -25,6 +25,6 @@ class KeptStore {
   struct stat seen_ {};
 };
 
-}  // namespace service
+}  // namespace network
 
 #endif

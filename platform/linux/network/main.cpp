@@ -20,7 +20,7 @@
 
 namespace {
 
-using service::Role;
+using network::Role;
 
 constexpr std::chrono::seconds kPause{5};  // before one that has ended is started again
 constexpr timespec kTurn{.tv_sec = 1, .tv_nsec = 0};
@@ -30,13 +30,13 @@ struct Options {
 };
 
 struct Networks {
-  service::Settings running;
-  service::Settings seen;
+  network::Settings running;
+  network::Settings seen;
   bool wanted = false;  // a program ought to run
-  service::Clock::time_point begun;
-  service::Program program;
-  service::Supplicant supplicant;
-  service::Backhaul backhaul;
+  network::Clock::time_point begun;
+  network::Program program;
+  network::Supplicant supplicant;
+  network::Backhaul backhaul;
 };
 
 void say(const std::string& text) {
@@ -54,7 +54,7 @@ bool write_file(const char* path, const std::string& text) {
   return whole;
 }
 
-void begin(Networks& networks, const service::Configuration& configuration) {
+void begin(Networks& networks, const network::Configuration& configuration) {
   const bool base = networks.running.role == Role::access_point;
   const std::string path = std::string(kRunFolder) + (base ? "/hostapd.conf" : "/supplicant.conf");
   networks.wanted = write_file(path.c_str(), configuration.text);
@@ -69,13 +69,13 @@ void begin(Networks& networks, const service::Configuration& configuration) {
   }
 }
 
-void apply(Networks& networks, const service::Settings& settings) {
+void apply(Networks& networks, const network::Settings& settings) {
   networks.program.stop();
   networks.supplicant.forget();
   networks.running = settings;
   networks.wanted = false;
-  networks.begun = service::Clock::now();
-  const service::Configuration configuration = service::make_configuration(settings);
+  networks.begun = network::Clock::now();
+  const network::Configuration configuration = network::make_configuration(settings);
   if (!configuration.wrong.empty()) {
     say("no network is made: " + configuration.wrong);
   } else if (!configuration.text.empty()) {
@@ -85,22 +85,22 @@ void apply(Networks& networks, const service::Settings& settings) {
 
 // Settings are changed one by one: what has not changed for a turn is whole.
 void turn(Networks& networks) {
-  const service::Settings settings =
-      service::read_settings([](const char* key) { return vexoNvramConfig_get(key); });
+  const network::Settings settings =
+      network::read_settings([](const char* key) { return vexoNvramConfig_get(key); });
   if ((!(settings == networks.running) && settings == networks.seen) ||
       (networks.wanted && !networks.program.runs() &&
-       service::Clock::now() - networks.begun >= kPause)) {
+       network::Clock::now() - networks.begun >= kPause)) {
     apply(networks, settings);
   }
   networks.seen = settings;
   const bool joined = networks.wanted && networks.running.role == Role::station &&
                       networks.supplicant.joined(networks.running.interface);
-  service::follow(networks.backhaul, joined, service::Clock::now());
+  network::follow(networks.backhaul, joined, network::Clock::now());
 }
 
 int run(const Options& options) {
   mkdir(kRunFolder, 0700);
-  service::KeptStore store(standin::store_path(), options.kept);
+  network::KeptStore store(standin::store_path(), options.kept);
   store.bring_back();
   sigset_t signals;
   sigemptyset(&signals);

@@ -1,13 +1,13 @@
 // The program that makes the unit's networks, as a child that ends with us.
-#ifndef PLATFORM_LINUX_SERVICE_PROGRAM_H
-#define PLATFORM_LINUX_SERVICE_PROGRAM_H
+#ifndef PLATFORM_LINUX_NETWORK_PROGRAM_H
+#define PLATFORM_LINUX_NETWORK_PROGRAM_H
 
 #include <sys/types.h>
 
 #include <string>
 #include <vector>
 
-namespace service {
+namespace network {
 
 class Program {
  public:
@@ -29,6 +29,6 @@ class Program {
   pid_t pid_ = -1;
 };
 
-}  // namespace service
+}  // namespace network
 
 #endif

@@ -1,6 +1,6 @@
 // How a satellite's backhaul stands, and what the daemon is told of it.
-#ifndef PLATFORM_LINUX_SERVICE_BACKHAUL_H
-#define PLATFORM_LINUX_SERVICE_BACKHAUL_H
+#ifndef PLATFORM_LINUX_NETWORK_BACKHAUL_H
+#define PLATFORM_LINUX_NETWORK_BACKHAUL_H
 
 #include <chrono>
 #include <cstddef>  // the header below needs it
@@ -9,7 +9,7 @@
 
 #include <wpa_ctrl.h>
 
-namespace service {
+namespace network {
 
 using Clock = std::chrono::steady_clock;
 
@@ -38,6 +38,6 @@ struct Backhaul {
 // Writes what has changed into NVRAM.
 void follow(Backhaul& backhaul, bool joined, Clock::time_point now);
 
-}  // namespace service
+}  // namespace network
 
 #endif

@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <cstring>
 
-namespace service {
+namespace network {
 
 namespace {
 
@@ -65,4 +65,4 @@ bool Program::runs() {
   return pid_ > 0;
 }
 
-}  // namespace service
+}  // namespace network
