@@ -23,7 +23,7 @@ import time
 LIVING = 0.06  # the share of mutants that may live
 # What asks the kernel for its radio, and the loops around it, are tried by script/real-air alone.
 SOURCES = ["src/**/*", "platform/own_file/*", "platform/standin/*", "platform/linux/wire/*", "platform/linux/wl/*",
-           "platform/linux/network/[!m]*", "platform/linux/radio/request_socket.*"]
+           "platform/linux/network/[!ms]*", "platform/linux/radio/request_socket.*"]
 EQUIVALENTS = "tests/equivalent_mutants.txt"
 
 # What tries a mutant of the files below a path, each test with what it needs built; the first path that fits
