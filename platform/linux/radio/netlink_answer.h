@@ -16,9 +16,6 @@ unsigned u16_of(const nlattr* attribute);
 std::uint32_t u32_of(const nlattr* attribute);
 std::uint64_t u64_of(const nlattr* attribute);
 
-// Adds the frequencies of one band on which one may send unheard.
-void collect_frequencies(const nlattr* band, std::vector<int>& out);
-
 // Hands over the BSS that one answer to a question for scan results is about.
 void take_bss(nlattr** attributes, const std::function<void(const Bss&)>& take);
 

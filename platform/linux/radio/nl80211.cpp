@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include "netlink_answer.h"
+#include "usable_channels.h"
 
 namespace radio {
 

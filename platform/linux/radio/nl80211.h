@@ -49,8 +49,7 @@ class Nl80211 {
 
   std::optional<Interface> interface() const;
 
-  // Where one may send without having heard anybody: neither forbidden nor watched for radar, nor
-  // only listened to.
+  // Those of usable_channels.h, of all bands.
   std::vector<int> usable_frequencies() const;
 
   // The rest return 0, or an error number, negative.
