@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "standin/atomic_file.h"
+#include "standin/file_lock.h"
 
 namespace lab {
 

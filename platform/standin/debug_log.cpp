@@ -30,6 +30,7 @@
 #include <string_view>
 #include <utility>
 
+#include "file_lock.h"
 #include "files.h"
 
 namespace {

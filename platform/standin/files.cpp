@@ -1,6 +1,5 @@
 #include "files.h"
 
-#include <sys/file.h>
 #include <unistd.h>
 
 #include <array>
@@ -77,20 +76,6 @@ std::size_t write_all(const UniqueFd& file, std::string_view text) {
     }
   }
   return written;
-}
-
-bool lock_exclusively(const UniqueFd& file) {
-  constexpr timespec kPause{.tv_sec = 0, .tv_nsec = 1'000'000};
-  Lookout patience{CLOCK_MONOTONIC, INT64_C(2'000'000'000)};
-  static_cast<void>(patience.due());
-  while (::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
-    if ((errno != EINTR && errno != EWOULDBLOCK) || patience.due()) {
-      return false;
-    }
-    const KeepErrno keep;
-    ::nanosleep(&kPause, nullptr);
-  }
-  return true;
 }
 
 }  // namespace standin

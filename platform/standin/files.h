@@ -1,5 +1,5 @@
-// Files for the stand-in: opening and locking one, reading it up to a bound, writing all of a text,
-// and telling when to look at one again. atomic_file.h replaces one.
+// Files for the stand-in: opening one, reading it up to a bound, writing all of a text, and telling
+// when to look at one again. atomic_file.h replaces one, file_lock.h locks one.
 //
 // Every descriptor is closed on exec, since the daemon runs shell commands, and stands above the
 // three standard ones: in a process that was started with those closed, a file would otherwise
@@ -66,10 +66,6 @@ constexpr mode_t kPrivateFile = 0600;
 
 // Opens or makes a file with a fixed name that must be ours, or `owner`'s; see own_file.h.
 [[nodiscard]] UniqueFd open_own(const char* path, int flags, uid_t owner);
-
-// Waits up to 2 seconds for the exclusive lock of an open file, so that nobody who holds it stops
-// us for good; it goes with the descriptor.
-[[nodiscard]] bool lock_exclusively(const UniqueFd& file);
 
 }  // namespace standin
 

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "atomic_file.h"
+#include "file_lock.h"
 #include "files.h"
 
 namespace standin {
