@@ -100,7 +100,7 @@ def statements(source, rng):
     """Calls, assignments and jumps that stand by themselves."""
     for m in re.finditer(r"(?<=[;{}:)])[ ]*\n\s+((?:\(void\)|static_cast<void>\()?[\w:.>*[\]-]+(?:\(| \S?= )[^;]*;"
                          r"|(?:\+\+|--)[^;]*;|(?:break|continue|return);)(?=\s)", source.code):
-        if not re.match(r"static_assert|return \w", m[1]):
+        if not re.match(r"static_assert|return \w", m[1]) and not m[1].endswith("= delete;"):
             yield Change(*m.span(1), ";")
 
 
