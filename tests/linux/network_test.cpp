@@ -103,7 +103,8 @@ TEST(Networks, BothProgramsReadTheSameNetworks) {
   }
 }
 
-TEST(Networks, NothingIsMadeOfASettingThatNoNetworkHas) {
+TEST(Networks, AreMadeOfSettingsThatANetworkCanHaveAndOfNoOthers) {
+  const std::string longest(63, 'x');
   std::string why;
   const auto refused = [&](const std::string& key, const std::string& value) {
     const network::Configuration made = with(kBase, key.c_str(), value);
@@ -118,6 +119,7 @@ TEST(Networks, NothingIsMadeOfASettingThatNoNetworkHas) {
       EXPECT_TRUE(refused(prefix + "akm", word)) << word;
       EXPECT_EQ(why, name + ": its key management is none of psk2, psk and \"psk psk2\"");
     }
+    EXPECT_TRUE(refused(prefix + "wpa_psk", longest + 'x'));
     EXPECT_TRUE(refused(prefix + "wpa_psk", "7 bytes"));
     EXPECT_EQ(why, name + ": its pass phrase has not 8 to 63 bytes");
     EXPECT_TRUE(refused(prefix + "ssid", std::string(33, 'x')));
@@ -126,8 +128,19 @@ TEST(Networks, NothingIsMadeOfASettingThatNoNetworkHas) {
   for (const char* name : {"a\nb", "../x", "sixteen-letters-", "br 0"}) {
     EXPECT_TRUE(refused("wl0_ifname", name)) << name;
   }
-  for (const char* channel : {"0", "52", "6\n", "6 x", "200"}) {
+  for (const char* channel : {"0", "15", "35", "49", "148", "178", "6\n", "6 x"}) {
     EXPECT_TRUE(refused("wl0_channel", channel)) << channel;
+  }
+  for (const auto& [key, value, line] :
+       {std::array{"wl0_channel", "1", "hw_mode=g\nchannel=1\n"},
+        {"wl0_channel", "14", "hw_mode=g\nchannel=14\n"},
+        {"wl0_channel", "36", "hw_mode=a\nchannel=36\n"},
+        {"wl0_channel", "48", "hw_mode=a\nchannel=48\n"},
+        {"wl0_channel", "149", "hw_mode=a\nchannel=149\n"},
+        {"wl0_channel", "177", "hw_mode=a\nchannel=177\n"},
+        {"bh_ssid", "an SSID of as many bytes as fit.", "ssid2=616e20"},
+        {"bh_wpa_psk", longest.c_str(), "\nwpa_psk="}}) {
+    EXPECT_NE(with(kBase, key, value).text.find(line), std::string::npos) << value;
   }
   EXPECT_TRUE(refused("wl0_country", "D\n") && refused("wl0_country", "DEU"));
   EXPECT_EQ(why, "wl0_country: not two capital letters");
@@ -164,6 +177,19 @@ TEST(Backhaul, TellsTheDaemonAndEndsTheInstallationWhenItHasStood) {
   unlink("/tmp/kept");
   store.look();
   EXPECT_NE(access("/tmp/kept", F_OK), 0) << "written again for nothing";
+  const std::string edited(read_file("/tmp/vexo_nvram.saved").size(), '\n');
+  write_file("/tmp/vexo_nvram.saved", edited);
+  store.look();
+  EXPECT_EQ(read_file("/tmp/kept"), edited) << "changed in place, and as long as before";
+  service::KeptStore other("/tmp/vexo_nvram", "/tmp/none/kept");
+  testing::internal::CaptureStderr();
+  other.look();
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "vorlent-network: /tmp/none/kept: No such file or directory\n");
+  std::filesystem::create_directory("/tmp/none");
+  other.look();
+  EXPECT_EQ(read_file("/tmp/none/kept"), read_file("/tmp/kept"));
+  unlink("/tmp/kept");
   unlink("/tmp/vexo_nvram");
   umask(0);
   store.bring_back();
