@@ -181,7 +181,7 @@ TEST(Backhaul, TellsTheDaemonAndEndsTheInstallationWhenItHasStood) {
   write_file("/tmp/vexo_nvram.saved", edited);
   store.look();
   EXPECT_EQ(read_file("/tmp/kept"), edited) << "changed in place, and as long as before";
-  service::KeptStore other("/tmp/vexo_nvram", "/tmp/none/kept");
+  network::KeptStore other("/tmp/vexo_nvram", "/tmp/none/kept");
   testing::internal::CaptureStderr();
   other.look();
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
