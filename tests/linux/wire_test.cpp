@@ -179,6 +179,8 @@ TEST(RequestTest, WordsOfTheDaemonAreUnderstoodAndOthersAreNot) {
     other.content[0] = i;
     EXPECT_EQ(add(elements, other), i < 3);
   }
+  EXPECT_FALSE(add(elements, {1, Bytes(252, 9)}));
+  EXPECT_TRUE(add(elements, {16, Bytes(251, 9)})) << "1024 bytes";
   const radio::Request action = read("actframe AC:10:20:30:40:50 0409027e911004 165");
   EXPECT_EQ(action.to, air::BASE);
   EXPECT_EQ(action.body, air::action_frame(0x1004, {}));
