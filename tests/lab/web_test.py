@@ -79,6 +79,16 @@ class WebTest(unittest.TestCase):
         self.assertEqual(self.text("state"), "switched off")
         self.press("Live")
         self.see(lambda: self.text("state") == "6 installed satellite")
+        self.obeys_by_hand()
+        self.assertEqual([entry["message"] for entry in self.browser.get_log("browser") if "/order" not in entry["message"]], [])
+        run.send_signal(signal.SIGINT)
+        self.assertEqual(run.wait(30), 130)
+        self.see(lambda: "was interrupted" in self.text("title"))
+        self.browser.get((self.out / "report.html").as_uri())
+        self.see(lambda: "was interrupted" in self.text("title") and "not yet: unit-1 logs" in self.text("verdicts"))
+        self.plays_again((self.out / "by-hand.scenario").read_text(), scenario)
+
+    def obeys_by_hand(self):
         order = self.browser.find_element(By.CSS_SELECTOR, "#hands input[type=text]").send_keys
         for line, answer in {"unit-9 mute": "expected one of this mesh", "unit-4 arrive": "expected one of this mesh",
                              "unit-1 arrive # twice": "expected one line", "base hold": "base hold: done",
@@ -96,13 +106,6 @@ class WebTest(unittest.TestCase):
         order("base push", Keys.ENTER)
         self.see(lambda: self.text("state") == "6 installed satellite")
         self.assertIn("arrives", self.text("story"))
-        self.assertEqual([entry["message"] for entry in self.browser.get_log("browser") if "/order" not in entry["message"]], [])
-        run.send_signal(signal.SIGINT)
-        self.assertEqual(run.wait(30), 130)
-        self.see(lambda: "was interrupted" in self.text("title"))
-        self.browser.get((self.out / "report.html").as_uri())
-        self.see(lambda: "was interrupted" in self.text("title") and "not yet: unit-1 logs" in self.text("verdicts"))
-        self.plays_again((self.out / "by-hand.scenario").read_text(), scenario)
 
     def plays_again(self, text, scenario):
         """What was done by hand is done at the same times by the scenario that was written."""
@@ -137,10 +140,26 @@ class WebTest(unittest.TestCase):
         self.see(lambda: self.text("story") == "")
         self.browser.find_element(By.ID, "forth").click()
         self.see(lambda: "is switched on" in self.text("story"))
+        self.keeps_its_hint_and_focus()
         self.zooms_sorts_and_searches()
         self.browser.set_window_size(360, 800)
         self.assertLessEqual(self.browser.execute_script("return document.documentElement.scrollWidth"),
                              self.browser.execute_script("return innerWidth"))
+
+    def keeps_its_hint_and_focus(self):
+        """What is drawn anew with more in it still shows what the watcher chose."""
+        self.browser.execute_script("show(number['unit-1']), goTo(run.frames[1].t)")
+        story = self.browser.find_element(By.ID, "story")
+        self.see(lambda: story.send_keys(Keys.ARROW_DOWN) or self.text("tip"))
+        seen = "const one = document.querySelector('#story .seen'); return [one?.textContent, by('tip').textContent]"
+        before, rows = self.browser.execute_script(seen), len(story.find_elements(By.TAG_NAME, "li"))
+        self.browser.execute_script("goTo(run.frames[4].t)")
+        self.see(lambda: len(story.find_elements(By.TAG_NAME, "li")) > rows)
+        self.assertEqual(self.browser.execute_script(seen), before)
+        self.browser.find_element(By.XPATH, "//td/button[text()='base']").send_keys(Keys.SHIFT)
+        self.browser.execute_script("table.by = 0, drawTable()")
+        self.assertEqual(self.browser.execute_script("return document.activeElement.textContent"), "base")
+        self.browser.execute_script("table.by = -1, drawTable()")
 
     def zooms_sorts_and_searches(self):
         rows = self.browser.find_elements(By.CSS_SELECTOR, "#sequence .frames > div")

@@ -9,7 +9,7 @@ function makeAxis() {
   const breaks = [];
   for (const t of times) {
     const last = knots[knots.length - 1];
-    if (t - last.t > cap * 1.5) breaks.push({x: last.x + cap / 2, skipped: t - last.t});
+    if (t - last.t > cap * 1.5) breaks.push({x: last.x + cap / 2, from: last.t, skipped: t - last.t});
     if (t > last.t) knots.push({t, x: last.x + (t - last.t > cap * 1.5 ? cap : t - last.t)});
   }
   const length = knots[knots.length - 1].x || 1;
@@ -22,7 +22,7 @@ function makeAxis() {
     const a = knots[low], b = knots[high];
     return (a.x + (b.t > a.t ? (t - a.t) / (b.t - a.t) * (b.x - a.x) : 0)) / length;
   };
-  return {at, breaks: breaks.map(b => ({x: b.x / length, skipped: b.skipped})), length};
+  return {at, breaks: breaks.map(b => ({...b, x: b.x / length})), length};
 }
 
 function drawTicks(chart, axis, left, width, height) {
@@ -45,7 +45,7 @@ function drawBreaks(chart, axis, left, width, height) {
   for (const cut of axis.breaks) {
     const x = left + cut.x * width, group = svg('g', {}, chart);
     svg('path', {d: `M${x - 4} 0V${height}M${x + 4} 0V${height}`, stroke: 'var(--card)', 'stroke-width': 2}, group);
-    hint(group, () => `${span(cut.skipped)} are left out, in which nothing changed`);
+    hint(group, cut.from, () => `${span(cut.skipped)} are left out, in which nothing changed`);
     if (x - drawn < 56) continue;
     svg('text', {x, y: height + 32, 'text-anchor': 'middle'}, group, '+' + span(cut.skipped));
     drawn = x;

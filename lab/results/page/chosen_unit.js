@@ -22,7 +22,7 @@ function fillStory(list) {
     html('time', item, entry.t.toFixed(3));
     item.append((entry.unit === name ? '' : entry.unit + ': ') + words(entry));
     item.className = (entry.what === 'attempt' ? 'end ' : '') + (isBad(entry) ? 'bad' : entry.what === 'unserved' ? 'deaf' : '');
-    if (entry.note) hint(item, () => `${entry.note}\n${decoded(entry.body)}`);
+    if (entry.note) hint(item, entry, () => `${entry.note}\n${decoded(entry.body)}`);
   }
 }
 

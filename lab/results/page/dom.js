@@ -18,10 +18,11 @@ function html(tag, parent, text, style) {
 }
 
 const hints = new WeakMap();
-// Says `text()` of the element; `act`, if any, is done by a double click or Enter.
-function hint(element, text, act) {
+// Says `text()` of the element; `act`, if any, is done by a double click or Enter. By what it is about it
+// is known again when it is drawn anew.
+function hint(element, about, text, act) {
   element.classList.add('hinted');
-  hints.set(element, {text, act});
+  hints.set(element, {about, text, act});
 }
 
 function say(element, x, y) {
@@ -36,6 +37,12 @@ function hush() {
   document.querySelectorAll('.seen').forEach(element => element.classList.remove('seen'));
 }
 
+function sayOf(element, chart) {
+  const box = element.getBoundingClientRect();
+  element.classList.add('seen');
+  say(element, box.left + Math.min(box.width / 2, 80), Math.min(box.bottom, chart.getBoundingClientRect().bottom) - 6);
+}
+
 // The arrow keys go from one hint of the chart to the next, Enter acts, Escape ends.
 function moveHint(chart, event) {
   const way = {ArrowRight: 1, ArrowDown: 1, ArrowLeft: -1, ArrowUp: -1}[event.key];
@@ -46,10 +53,8 @@ function moveHint(chart, event) {
   event.preventDefault();
   hush();
   const next = all[Math.max(0, Math.min(all.length - 1, at < 0 && way < 0 ? all.length - 1 : at + way))];
-  next.classList.add('seen');
   next.scrollIntoView({block: 'nearest', inline: 'nearest'});
-  const box = next.getBoundingClientRect();
-  say(next, box.left + Math.min(box.width / 2, 80), box.bottom - 6);
+  sayOf(next, chart);
 }
 
 function hearPointer(chart) {
@@ -74,16 +79,17 @@ function hearHints(id, name) {
 document.addEventListener('pointerdown', event => { if (!event.target.closest('.hinted')) hush(); });
 
 // Draws it anew and leaves the watcher where he was: how far it is scrolled, which of its buttons has
-// the focus, which hint is told.
+// the focus, which hint is told; though what is drawn may stand elsewhere now.
 function redraw(id, draw) {
-  const box = by(id), {scrollLeft, scrollTop} = box, told = '.hinted', buttons = 'button';
-  const at = (what, is) => [...box.querySelectorAll(what)].findIndex(is);
-  const focus = at(buttons, one => one === document.activeElement), seen = at(told, one => one.classList.contains('seen'));
-  const height = box.offsetHeight;
-  box.style.minHeight = height + 'px';
+  const box = by(id), {scrollLeft, scrollTop} = box;
+  const focus = box.querySelector('button:focus')?.textContent, seen = hints.get(box.querySelector('.seen'))?.about;
+  box.style.minHeight = box.offsetHeight + 'px';
   draw(box);
   box.style.minHeight = '';
   Object.assign(box, {scrollLeft, scrollTop});
-  if (focus >= 0) box.querySelectorAll(buttons)[focus]?.focus({preventScroll: true});
-  if (seen >= 0) box.querySelectorAll(told)[seen]?.classList.add('seen');
+  const again = (what, is) => [...box.querySelectorAll(what)].find(is);
+  if (focus) again('button', one => one.textContent === focus)?.focus({preventScroll: true});
+  if (seen === undefined) return;
+  const told = again('.hinted', one => hints.get(one).about === seen);
+  if (told) sayOf(told, box); else hush();
 }

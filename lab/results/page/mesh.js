@@ -70,7 +70,7 @@ function addNode(i) {
   const choose = () => { mesh.byHand = true; show(i); };
   group.addEventListener('click', choose);
   group.addEventListener('keydown', event => { if (event.key === 'Enter' || event.key === ' ') { event.preventDefault(); choose(); } });
-  hint(group, () => `${run.units[i].unit}: ${stateOf(i)}${channelOf(i) && `\nchannel ${channelOf(i)}`}`);
+  hint(group, i, () => `${run.units[i].unit}: ${stateOf(i)}${channelOf(i) && `\nchannel ${channelOf(i)}`}`);
   mesh.nodes.push(Object.assign(node, asAtFirst(i)));
   html('option', by('whose'), run.units[i].unit).value = i;
   layOut();

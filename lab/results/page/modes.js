@@ -16,7 +16,7 @@ function drawBars(chart, node, axis, place, used) {
     const bar = svg('rect', {x, y: place.y + 3, height: place.row - 6, rx: 3,
       width: Math.max(1.5, place.left + axis.at(to) * place.width - x - 1), fill: `var(--m${change.mode})`}, chart);
     used.add(change.mode);
-    hint(bar, () => `${node.unit}: mode ${modeNames[change.mode]}, from ${seconds(change.t)} to ${seconds(to)}`,
+    hint(bar, change, () => `${node.unit}: mode ${modeNames[change.mode]}, from ${seconds(change.t)} to ${seconds(to)}`,
       () => lookAt(change.node, change.t));
   });
 }
@@ -33,7 +33,7 @@ function drawMarks(chart, i, axis, place) {
     svg('rect', {x: x - 9, y: place.y, width: 18, height: place.row, fill: 'transparent'}, group);
     drawMark(group, cause.kind, cause.bad, x, place.y + place.row / 2);
     const mark = {x, bad: cause.bad, group, sentences: last && x - last.x < 7 ? [...last.sentences, sentence] : [sentence]};
-    hint(group, () => mark.sentences.join('\n'), () => lookAt(i, cause.t));
+    hint(group, cause, () => mark.sentences.join('\n'), () => lookAt(i, cause.t));
     last = mark;
   }
 }

@@ -24,7 +24,7 @@ function drawFrame(frame, lines, parent) {
   html('span', line, `${frame.op} ${isStranger(frame.from) ? 'forged' : what[frame.op]}` +
     (frame.resent ? ', sent again' : '') + (frame.lost ? ', lost' : '') +
     (frame.unserved ? `, heard but not served: ${frame.unserved}` : ''));
-  hint(line, () => `${frame.t.toFixed(6)} s: ${frame.note}${frame.unserved ? '\nNot served: ' + frame.unserved : ''}\n` +
+  hint(line, frame, () => `${frame.t.toFixed(6)} s: ${frame.note}${frame.unserved ? '\nNot served: ' + frame.unserved : ''}\n` +
     decoded(frame.body), () => lookAt(frame.from, frame.t));
 }
 
