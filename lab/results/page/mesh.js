@@ -82,12 +82,12 @@ function layOut() {
   styles.toggle('many', isCrowd());
   styles.toggle('few', isFew());
   mesh.nodes.forEach((node, i) => {
-    const [x, y] = place(i), radius = isCrowd() ? 20 : 30;
+    const [x, y] = place(i), crowd = isCrowd(), radius = crowd ? 16 : 30;
     const put = (text, down) => { text.setAttribute('x', x); text.setAttribute('y', y + down); };
     Object.assign(node, {x, y, changed: true});
     for (const [name, value] of Object.entries({cx: x, cy: y, r: radius})) node.circle.setAttribute(name, value);
-    put(node.digit, 7);
-    put(node.name, radius + 19);
+    put(node.digit, crowd ? 6 : 7);
+    put(node.name, radius + (crowd ? 16 : 19));
     put(node.stage, radius + 38);
   });
 }
