@@ -1,7 +1,7 @@
 // The command that a person types on a unit: what it is, and at a base, whom it takes in.
 #include <CLI/CLI.hpp>
 
-#include "owner.h"
+#include "commands.h"
 
 namespace {
 

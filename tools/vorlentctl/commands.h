@@ -1,7 +1,7 @@
-// What the owner does at a base: opens the window, approves units, has them wait. Each prints what
-// came of it and returns the exit status.
-#ifndef VORLENTCTL_OWNER_H
-#define VORLENTCTL_OWNER_H
+// The subcommands: what a unit is, and what the owner does at a base: opens the window, approves units,
+// has them wait. Each prints what came of it and returns the exit status.
+#ifndef VORLENTCTL_COMMANDS_H
+#define VORLENTCTL_COMMANDS_H
 
 #include <sys/types.h>
 

@@ -1,4 +1,4 @@
-#include "owner.h"
+#include "commands.h"
 
 #include <cjson/cJSON.h>
 #include <pwd.h>
