@@ -12,6 +12,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "address.h"
 #include "daemon_process.h"
 #include "platform_onboarding.h"
 #include "status.h"

@@ -1,5 +1,5 @@
-// The subcommands: what a unit is, and what the owner does at a base: opens the window, approves units,
-// has them wait. Each prints what came of it and returns the exit status.
+// The subcommands: what a unit is, and what the owner does at a base: opens the window, approves
+// units, has them wait. Each prints what came of it and returns the exit status.
 #ifndef VORLENTCTL_COMMANDS_H
 #define VORLENTCTL_COMMANDS_H
 

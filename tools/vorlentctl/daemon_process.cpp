@@ -60,22 +60,6 @@ std::string main_pid_of_unit() {
   return pipe != nullptr && fgets(line, sizeof line, pipe.get()) != nullptr ? line : "";
 }
 
-// What the kernel says of a timer that runs: "it_value: (S, NS)", the time that is left, and
-// "it_interval: (S, NS)", zero for one that expires once.
-std::optional<long> one_shot(const fs::path& fdinfo) {
-  constexpr std::string_view value = "it_value: (";
-  std::ifstream file(fdinfo);
-  std::optional<long> left;
-  bool once = false;
-  for (std::string line; std::getline(file, line);) {
-    if (line.compare(0, value.size(), value) == 0 && line != "it_value: (0, 0)") {
-      left = number_in(std::string_view(line).substr(value.size()));
-    }
-    once = once || line == "it_interval: (0, 0)";
-  }
-  return once && left ? std::optional(*left + 1) : std::nullopt;  // begun seconds count
-}
-
 }  // namespace
 
 Found find_daemon(const std::string& pid_file) {
@@ -92,17 +76,6 @@ std::optional<uid_t> user_of(pid_t daemon) {
   struct stat status {};
   const bool there = stat(("/proc/" + std::to_string(daemon)).c_str(), &status) == 0;
   return there ? std::optional(status.st_uid) : std::nullopt;
-}
-
-std::optional<long> seconds_left(pid_t daemon) {
-  std::error_code error;
-  for (const auto& entry :
-       fs::directory_iterator("/proc/" + std::to_string(daemon) + "/fdinfo", error)) {
-    if (const auto left = one_shot(entry.path())) {
-      return left;
-    }
-  }
-  return std::nullopt;
 }
 
 }  // namespace ctl

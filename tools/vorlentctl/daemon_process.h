@@ -1,4 +1,4 @@
-// The running daemon: which process it is, and how long its timers still have.
+// The running daemon: which process it is, and whose.
 #ifndef VORLENTCTL_DAEMON_PROCESS_H
 #define VORLENTCTL_DAEMON_PROCESS_H
 
@@ -21,11 +21,6 @@ Found find_daemon(const std::string& pid_file);
 
 // The user whose process it is; none where it has ended.
 std::optional<uid_t> user_of(pid_t daemon);
-
-// Seconds until the one timer of the daemon that expires once and not again: the base's window, or
-// a unit's wait for its credentials. The kernel tells it of every open timer, so that the daemon
-// has to tell nobody; none where there is no such timer or the process is somebody else's.
-std::optional<long> seconds_left(pid_t daemon);
 
 }  // namespace ctl
 

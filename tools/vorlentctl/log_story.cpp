@@ -4,7 +4,8 @@
 #include <charconv>
 #include <cstdlib>
 
-#include "candidates.h"
+#include "address.h"
+#include "own_text.h"
 
 namespace ctl {
 

@@ -2,12 +2,16 @@
 
 #include <array>
 
-#include "daemon_process.h"
+#include "fingerprint.h"
+#include "own_text.h"
+#include "running_timers.h"
 #include "vexo_nvram.h"
 
 namespace ctl {
 
 namespace {
+
+constexpr const char* kOwnKeyFile = "/tmp/rsa_pub.pem";
 
 constexpr std::array<const char*, 7> kModes{"un-configured, looks for a base",
                                             "un-configured, speaks with a base",
