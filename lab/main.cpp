@@ -294,8 +294,8 @@ int main(int argc, char** argv) {
   CLI::App app("A mesh of real vorlent daemons on one machine, to look at and to break", "meshlab");
   app.set_version_flag("--version", "meshlab " MESHLAB_VERSION);
   app.require_subcommand(0, 1);  // none is told below, for a wrong word is to be named first
-  app.failure_message([](const CLI::App*, const CLI::Error& wrong) {
-    return std::string("meshlab: ") + wrong.what() + "\nRun with --help for more information.\n";
+  app.failure_message([](const CLI::App* program, const CLI::Error& wrong) {
+    return "meshlab: " + CLI::FailureMessage::simple(program, wrong);
   });
   add_commands(app, asked);
   try {

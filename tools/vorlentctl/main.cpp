@@ -28,8 +28,8 @@ int main(int argc, char** argv) {
   app.require_subcommand(0, 1);
   app.fallthrough();
   app.add_option("--pid-file", choice.pid_file, "where the daemon's process is named");
-  app.failure_message([](const CLI::App*, const CLI::Error& wrong) {
-    return std::string("vorlentctl: ") + wrong.what() + "\nRun with --help for more information.\n";
+  app.failure_message([](const CLI::App* program, const CLI::Error& wrong) {
+    return "vorlentctl: " + CLI::FailureMessage::simple(program, wrong);
   });
   ctl::Command asked = nullptr;
   for (const Named& named : kCommands) {
