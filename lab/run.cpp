@@ -16,7 +16,7 @@
 #include "results/console.h"
 #include "results/recorder.h"
 #include "results/report.h"
-#include "results/why.h"
+#include "results/vorlent_why.h"
 #include "story/expectations.h"
 #include "story/hands.h"
 #include "story/pace.h"

@@ -4,7 +4,7 @@
 
 #include "results/json.h"
 #include "results/summary.h"
-#include "results/why.h"
+#include "results/vorlent_why.h"
 
 namespace lab {
 

@@ -1,6 +1,6 @@
 // The verdicts of vorlent-why, a program of its own, on the units' logs, for the page.
-#ifndef LAB_WHY_H
-#define LAB_WHY_H
+#ifndef LAB_VORLENT_WHY_H
+#define LAB_VORLENT_WHY_H
 
 #include <string>
 #include <vector>

@@ -1,4 +1,4 @@
-#include "results/why.h"
+#include "results/vorlent_why.h"
 
 #include <string.h>
 #include <unistd.h>
