@@ -1,6 +1,5 @@
 #include "commands.h"
 
-#include <cjson/cJSON.h>
 #include <pwd.h>
 #include <signal.h>
 #include <unistd.h>
@@ -15,6 +14,7 @@
 #include "address.h"
 #include "daemon_process.h"
 #include "platform_onboarding.h"
+#include "printing.h"
 #include "status.h"
 #include "vexo_nvram.h"
 
@@ -44,70 +44,6 @@ bool comes_true(Holds holds) {
     usleep(100000);
   }
   return holds();
-}
-
-// Prints and frees `document`.
-int print_json(cJSON* document) {
-  char* text = cJSON_Print(document);
-  const bool printed = text != nullptr && puts(text) >= 0;
-  cJSON_free(text);
-  cJSON_Delete(document);
-  return printed ? kDone : kFailed;
-}
-
-cJSON* candidates_json(const std::vector<Candidate>& candidates) {
-  cJSON* list = cJSON_CreateArray();
-  for (const Candidate& candidate : candidates) {
-    cJSON* entry = cJSON_CreateObject();
-    cJSON_AddStringToObject(entry, "address", candidate.address.c_str());
-    cJSON_AddStringToObject(entry, "fingerprint", candidate.fingerprint.c_str());
-    cJSON_AddBoolToObject(entry, "approved", candidate.approved);
-    cJSON_AddItemToArray(list, entry);
-  }
-  return list;
-}
-
-void add_seconds(cJSON* object, const Status& status) {
-  if (status.seconds_left) {
-    cJSON_AddNumberToObject(object, "seconds_left", static_cast<double>(*status.seconds_left));
-  }
-}
-
-int print_status_json(const Status& status) {
-  cJSON* out = cJSON_CreateObject();
-  cJSON_AddBoolToObject(out, "running", status.daemon.has_value());
-  cJSON_AddNumberToObject(out, "mode", status.mode.value_or(-1));
-  cJSON_AddStringToObject(out, "mode_in_words", mode_in_words(status.mode));
-  cJSON_AddBoolToObject(out, "window_open", status.window_open);
-  add_seconds(out, status);
-  cJSON* list = cJSON_AddArrayToObject(out, "stations");
-  for (const Station& station : status.stations) {
-    cJSON* entry = cJSON_CreateObject();
-    cJSON_AddStringToObject(entry, "address", station.address.c_str());
-    cJSON_AddNumberToObject(entry, "stage", station.stage);
-    cJSON_AddStringToObject(entry, "stage_in_words", stage_in_words(station.stage));
-    cJSON_AddItemToArray(list, entry);
-  }
-  cJSON_AddStringToObject(out, "waits_for", status.waits_for.c_str());
-  cJSON_AddStringToObject(out, "fingerprint", status.fingerprint.c_str());
-  return print_json(out);
-}
-
-void print_status(const Status& status) {
-  printf("mode:      %s\n", mode_in_words(status.mode));
-  if (is_base(status.mode)) {
-    const std::string left =
-        status.seconds_left ? ", " + std::to_string(*status.seconds_left) + " s left" : "";
-    printf("window:    %s%s\n", status.window_open ? "open" : "closed", left.c_str());
-    printf("stations:  %s\n", status.stations.empty() ? "none" : "");
-    for (const Station& station : status.stations) {
-      printf("  %s  %s\n", station.address.c_str(), stage_in_words(station.stage));
-    }
-  }
-  printf("waits for: %s\n", status.waits_for.empty() ? "nothing" : status.waits_for.c_str());
-  if (!status.fingerprint.empty()) {
-    printf("own key:   %s\n", status.fingerprint.c_str());
-  }
 }
 
 // The ready units that are meant, or an empty list where one that is named is not ready.
@@ -161,7 +97,7 @@ int tell_who_was_served(const Choice& choice, std::vector<Candidate> ready) {
     unit.approved = check_mac_in_candidate_satellite(unit.address.c_str()) != 0;
   }
   if (choice.json) {
-    return print_json(candidates_json(ready));
+    return print_candidates(ready, choice.json) ? kDone : kFailed;
   }
   for (const Candidate& unit : ready) {
     printf("%s  %s\n", unit.address.c_str(),
@@ -174,7 +110,7 @@ int tell_who_was_served(const Choice& choice, std::vector<Candidate> ready) {
 
 int no_daemon(const Choice& choice, Command command, const std::string& why_not) {
   if (choice.json && command == show_status) {
-    print_status_json(read_status(std::nullopt));
+    print_status(read_status(std::nullopt), choice.json);
   }
   return fail(kNoDaemon, "the daemon does not run here: %s", why_not.c_str());
 }
@@ -188,12 +124,7 @@ int other_user(uid_t user) {
 }  // namespace
 
 int show_status(const Choice& choice, pid_t daemon) {
-  const Status status = read_status(daemon);
-  if (choice.json) {
-    return print_status_json(status);
-  }
-  print_status(status);
-  return kDone;
+  return print_status(read_status(daemon), choice.json) ? kDone : kFailed;
 }
 
 int open_window(const Choice& choice, pid_t daemon) {
@@ -215,20 +146,7 @@ int open_window(const Choice& choice, pid_t daemon) {
 }
 
 int show_candidates(const Choice& choice, pid_t /*daemon*/) {
-  const std::vector<Candidate> candidates = read_candidates();
-  if (choice.json) {
-    return print_json(candidates_json(candidates));
-  }
-  if (candidates.empty()) {
-    puts("No unit is ready for its credentials.");
-    return kDone;
-  }
-  printf("%-17s  %-50s  %s\n", "ADDRESS", "KEY", "APPROVED");
-  for (const Candidate& candidate : candidates) {
-    printf("%-17s  %-50s  %s\n", candidate.address.c_str(), candidate.fingerprint.c_str(),
-           candidate.approved ? "yes" : "no");
-  }
-  return kDone;
+  return print_candidates(read_candidates(), choice.json) ? kDone : kFailed;
 }
 
 int approve(const Choice& choice, pid_t daemon) {
