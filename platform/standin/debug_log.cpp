@@ -45,7 +45,7 @@ struct Log {
   std::string name;
   std::string folder;
   std::string path;
-  off_t bound = 0;  // 0: none.
+  off_t bound = 0;  // 0 or less: none.
   off_t size = 0;   // Of the file as it stands at `path`.
   dev_t device = 0;
   ino_t inode = 0;  // Not given to another file while this one is open.
@@ -167,7 +167,7 @@ bool make_room(Log& log, std::size_t length) {
 // another process has written behind it.
 void take_back(const Log& log, std::size_t part) {
   struct stat status {};
-  if (part > 0 && ::fstat(log.file.get(), &status) == 0 && S_ISREG(status.st_mode) &&
+  if (part > 0 && ::fstat(log.file.get(), &status) == 0 &&
       status.st_size == log.size + static_cast<off_t>(part)) {
     [[maybe_unused]] const int cut = ::ftruncate(log.file.get(), log.size);
   }
@@ -205,7 +205,7 @@ void shared_debug_log_init(const char* identity, const char* file, int max_bytes
   const KeepErrno keep;
   try {
     if (identity != nullptr && file != nullptr) {
-      log_of(identity, file).bound = max_bytes > 0 ? max_bytes : 0;
+      log_of(identity, file).bound = max_bytes;
     }
   } catch (...) {  // No memory: the log stays without a bound.
   }

@@ -24,6 +24,8 @@ struct DebugLog : StandinFolder {
 };
 
 TEST_F(DebugLog, AppendsWholeMessagesAsTheyStand) {
+  log("");
+  EXPECT_FALSE(std::filesystem::exists(path));
   write_file(path, "old\n");
   errno = ENOENT;
   shared_debug_log_init(nullptr, "other", 1);
@@ -38,15 +40,27 @@ TEST_F(DebugLog, AppendsWholeMessagesAsTheyStand) {
   }
   shared_debug_log_do_write_log("me", "log", "%d%% %m|", 7);
   EXPECT_EQ(errno, ENOENT);
-  const std::string large(200000, 'x');
+  std::string large(200000, 'x');
   log(large);
-  log("");
+  for (const std::size_t usual : {2047U, 2048U, 2049U}) {
+    log(std::string(usual, 'u'));
+    large.append(usual, 'u');
+  }
+  write_file(folder + "/other", "kept");
+  testing::internal::CaptureStderr();
   rlimit room{};
   getrlimit(RLIMIT_NOFILE, &room);
   const rlimit none{.rlim_cur = 0, .rlim_max = room.rlim_max};
   setrlimit(RLIMIT_NOFILE, &none);
   log("\n");  // without a descriptor more: the file is opened once
+  shared_debug_log_do_write_log("me", "other", "+");
+  shared_debug_log_do_write_log("me", "absent", "+");
   setrlimit(RLIMIT_NOFILE, &room);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "cannot write " + folder + "/other: Too many open files\ncannot write " + folder +
+                "/absent: Too many open files\n");
+  shared_debug_log_do_write_log("me", "other", "+");
+  EXPECT_EQ(read_file(folder + "/other"), "kept+");
   EXPECT_EQ(read_file(path), "old\n7% No such file or directory|" + large + "\n");
 }
 
@@ -73,6 +87,15 @@ TEST_F(DebugLog, RollsOverAtItsBoundAndLosesNothing) {
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "cannot write " + path + ": Is a directory\n");
   EXPECT_EQ(read_file(path), current);
   EXPECT_EQ((shell("flock -n " + path + " true"), status), 0) << "others may write on";
+  std::filesystem::remove(path + ".1");
+  log(std::string(1000, '!'));
+  EXPECT_EQ(read_file(path), std::string(1000, '!'));
+  std::filesystem::remove(path + ".1");
+  std::filesystem::create_directory(path + ".1");
+  testing::internal::CaptureStderr();
+  log("?");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "cannot write " + path + ": Is a directory\n")
+      << "told again";
 }
 
 TEST_F(DebugLog, AForeignLockDelaysTheRollOverOnceAndLosesNothing) {
@@ -123,6 +146,12 @@ TEST_F(DebugLog, ComesBackAfterEveryTrouble) {
     EXPECT_TRUE(writes_to(path)) << plant;
     EXPECT_EQ(read_file(folder + "/victim"), "") << plant;
   }
+  ::setenv("VEXO_LOG_DIR", "", 1);
+  EXPECT_TRUE(writes_to("/tmp/log"));
+  ::unsetenv("VEXO_LOG_DIR");
+  EXPECT_TRUE(writes_to("/tmp/log"));
+  EXPECT_EQ(read_file("/tmp/log"), "++");
+  std::filesystem::remove("/tmp/log");
   ::setenv("VEXO_LOG_DIR", (folder + "/later").c_str(), 1);
   errno = EXDEV;
   log("nowhere");

@@ -14,6 +14,7 @@
 
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 
 // Root's tests have no other user's files: here they pretend to.
 static std::optional<uid_t> owner_of_all;
@@ -163,8 +164,8 @@ TEST_F(Nvram, SavesAllOrLosesNothing) {
   EXPECT_EQ(read_file(store + ".saved"), read_file(store));
   EXPECT_EQ(status, 0);
   EXPECT_THAT(shell("ls " + folder), Not(HasSubstr("tmp")));
-  shell("cd " + folder + "; mkfifo pipe; mkdir none; ln -s /proc/self/mem broken");
-  for (const char* name : {"/none", "/missing/nvram", "/pipe", "/broken"}) {
+  shell("cd " + folder + "; mkfifo pipe; mkdir none; ln -s /proc/self/mem broken; ln -s loop loop");
+  for (const char* name : {"/none", "/missing/nvram", "/pipe", "/broken", "/loop"}) {
     const std::string path = folder + name;
     ::setenv("VEXO_NVRAM", path.c_str(), 1);
     errno = EXDEV;
@@ -287,9 +288,16 @@ TEST_F(Nvram, CommandDoesWhatItSays) {
     EXPECT_EQ(command(arguments).append(std::to_string(status)), printed) << arguments;
   }
   EXPECT_EQ(read_file(store + ".saved"), "b=x y\\\\\n");
-  for (const char* wrong :
-       {"", "got", "get", "set a", "set =1", "unset a=1", "show a", "get a b"}) {
-    EXPECT_THAT(command(wrong), testing::AllOf(HasSubstr("nvram: "), HasSubstr("Usage:")));
+  for (const auto& [wrong, why] :
+       {std::pair("", "a command is missing"),
+        {"got", "there is no command 'got'"},
+        {"get", "get takes one argument, KEY, and here are 0"},
+        {"set a", "set needs KEY=VALUE, and there is no '=' in 'a'"},
+        {"set =1", "a key must not be empty and must not contain a line feed"},
+        {"unset a=1", "a key must not be empty and must not contain '=' or a line feed"},
+        {"show a", "show takes no argument, and here is 'a'"},
+        {"get a b", "get takes one argument, KEY, and here are 2 (quote a value with spaces)"}}) {
+    EXPECT_THAT(command(wrong), StartsWith(std::string("nvram: ") + why + "\n\nUsage: nvram "));
     EXPECT_EQ(status, 2) << wrong;
   }
   EXPECT_THAT(command("--help"), HasSubstr("\n  --help, --version\n"));
