@@ -88,11 +88,15 @@ TEST_F(WlTest, SaysWhatTheServiceAnswersAndWhereNoneDoes) {
   EXPECT_EQ(run("csa 0 5 6"), "1 /wl: " + longest + ": too long for a socket's name\n");
   EXPECT_FALSE(service_.open(longest.c_str(), why_));
   EXPECT_EQ(why_, longest + ": too long for a socket's name");
-  EXPECT_FALSE(service_.open("/tmp/none/radio.sock", why_));
-  EXPECT_EQ(why_, "/tmp/none/radio.sock: No such file or directory");
+  EXPECT_FALSE(service_.open("/nowhere/radio.sock", why_));
+  EXPECT_EQ(why_, "/nowhere/radio.sock: No such file or directory");
+  unsetenv("VORLENT_RADIO_SOCKET");
+  EXPECT_EQ(run("csa 0 5 6"),
+            "1 /wl: the radio's service (/run/vorlent/radio.sock): it does not run\n");
   EXPECT_EQ(run("csa 0 5"), "2 /wl: csa takes MODE COUNT CHANNEL\n");
   EXPECT_EQ(run("--help"), std::string("0 ") + radio::kUsage + "/");
   EXPECT_EQ(run("-h"), run("--help"));
+  EXPECT_EQ(run("--help up"), "2 /wl: --help: no such command; see wl --help\n");
   EXPECT_THAT(run("--version"), testing::MatchesRegex("0 wl [0-9.]+\n/"));
 }
 
@@ -124,6 +128,7 @@ TEST_F(WlTest, NobodyKeepsTheServiceFromOthers) {
   service_.read(service_.clients()[0].get(),
                 [&](UniqueFd, std::string_view m) { EXPECT_EQ(m, most); });
   EXPECT_EQ(heard(others[2]), "-");
+  EXPECT_TRUE(service_.open(kPath, why_)) << why_ << ", where one was before";
 }
 
 }  // namespace

@@ -208,7 +208,9 @@ TEST_F(Nvram, GivesWhatCanBeReadOfAnyFileAndSaysWhatCannot) {
   EXPECT_EQ(vexoNvramConfig_set("b", "3"), -1);
   write_file(store, "b=2\n" + std::string((16 << 20) - 4, 'x'));
   EXPECT_EQ(command("get b"), "2\n") << "at its bound";
+  errno = 0;
   EXPECT_EQ(vexoNvramConfig_set("b", "33"), -1);
+  EXPECT_EQ(errno, EFBIG);
   shell("{ printf x >>" + store + "; }");
   EXPECT_THAT(command("get b"), HasSubstr("cannot read all of")) << "above it";
   std::filesystem::resize_file(store, 16 << 20);
@@ -263,8 +265,9 @@ TEST_F(Nvram, NobodyElseStopsAWriterForGood) {
   EXPECT_EQ(vexoNvramConfig_set("a", "1"), 0);
   EXPECT_EQ(shell("{ stat -c %a " + store + ".lock; ls " + folder + "; }"),
             "600\nnvram\nnvram.lock\nprinted\n");
-  shell("flock " + store + ".lock sleep 0.2 & sleep 0.1");
+  shell("flock " + store + ".lock sh -c 'sleep 0.2; rm " + store + ".lock; sleep 0.1' & sleep 0.1");
   EXPECT_EQ(vexoNvramConfig_set("a", "3"), 0);
+  EXPECT_TRUE(std::filesystem::exists(store + ".lock")) << "what others would lock";
   shell("flock " + store + ".lock sleep 9 & sleep 0.1");
   EXPECT_THAT(command("set a=2"), HasSubstr("cannot lock " + store + ".lock: "));
   EXPECT_EQ(vexoNvramConfig_save(), -1);
@@ -300,6 +303,8 @@ TEST_F(Nvram, CommandDoesWhatItSays) {
     EXPECT_THAT(command(wrong), StartsWith(std::string("nvram: ") + why + "\n\nUsage: nvram "));
     EXPECT_EQ(status, 2) << wrong;
   }
+  EXPECT_THAT(command("--version"), testing::MatchesRegex("nvram [0-9.]+\n"));
+  EXPECT_EQ(command("-h"), command("--help"));
   EXPECT_THAT(command("--help"), HasSubstr("\n  --help, --version\n"));
   ::setenv("VEXO_RESTART_HOOK", "/nowhere", 1);
   EXPECT_EQ(command("restart"),

@@ -22,8 +22,8 @@ std::optional<std::vector<std::uint8_t>> bytes_of(std::string_view text, char be
   for (std::size_t at = 0; at < text.size(); at += step) {
     unsigned value = 0;
     const std::string_view pair = text.substr(at, 2);
-    const auto [end, error] = std::from_chars(pair.data(), pair.data() + pair.size(), value, 16);
-    if (error != std::errc() || pair.size() != 2 || end != pair.data() + 2) {
+    const char* end = std::from_chars(pair.data(), pair.data() + pair.size(), value, 16).ptr;
+    if (end - pair.data() != 2) {
       return std::nullopt;
     }
     const std::string_view behind = text.substr(at + 2, step - 2);
