@@ -63,9 +63,9 @@ show_progress() {
 }
 
 # Builds the folder $1, and leaves the last line only; where it fails, all that the compiler said.
-# More arguments are CMake's.
+# More arguments are CMake's. Two scripts may want the same folder: one at a time.
 build_quietly() {
-  cmake --build "$1" -j "$jobs" "${@:2}" 2>&1 | tee "$1/build.log" | show_progress ||
+  flock "$1" cmake --build "$1" -j "$jobs" "${@:2}" 2>&1 | tee "$1/build.log" | show_progress ||
     { cat "$1/build.log" >&2; die "$1 does not build; see above"; }
   tail -n 1 "$1/build.log"
 }
@@ -76,7 +76,8 @@ configure_in() {
   local folder=$1 generator
   # A folder that somebody has configured keeps the generator it has.
   generator=$(sed -n 's/^CMAKE_GENERATOR:.*=//p' "$folder/CMakeCache.txt" 2>/dev/null) || true
-  cmake -S "$root" --preset "$2" -B "$folder" -G "${generator:-Ninja}" "${@:3}" >/dev/null
+  mkdir -p "$folder"
+  flock "$folder" cmake -S "$root" --preset "$2" -B "$folder" -G "${generator:-Ninja}" "${@:3}" >/dev/null
 }
 
 # The same, and builds it.
