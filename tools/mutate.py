@@ -30,7 +30,7 @@ EQUIVALENTS = "tests/equivalent_mutants.txt"
 # counts. Most unit tests take a tenth of their time with ready keys. The process tests take longest, and come
 # where the others see nothing. What the sanitized tests would see of a wrong index, the library's assertions do.
 OPTIONS = ["-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-O1 -D_GLIBCXX_ASSERTIONS", "-DVORLENT_LAB=OFF",
-           "-DVORLENT_JOIN_TESTS=ON"]
+           "-DVORLENT_JOIN=ON"]
 Test = collections.namedtuple("Test", "targets command")
 UNIT = [Test("vorlent_tests fixed_key_preload", "env LD_PRELOAD={build}/libfixed_key_preload.so "
              "{build}/tests/vorlent_tests --gtest_filter=-RsaHelpersTest.*"),
