@@ -252,6 +252,10 @@ TEST(Program, EndsWhenItIsAskedToAndWithItsParent) {
   };
   const auto lives = [] { return access("/tmp/lives", F_OK) == 0; };
   const auto ended = [&] { return !lives(); };
+  const pid_t bystander = fork();
+  if (bystander == 0) {
+    pause();
+  }
   sigset_t term;  // blocked, as it is for who waits for it
   sigemptyset(&term);
   sigaddset(&term, SIGTERM);
@@ -277,6 +281,11 @@ TEST(Program, EndsWhenItIsAskedToAndWithItsParent) {
   EXPECT_TRUE(comes_true(lives));
   program.stop();
   EXPECT_FALSE(program.runs());
+  program.stop();
+  kill(bystander, SIGKILL);
+  int status = 0;
+  EXPECT_EQ(waitpid(bystander, &status, 0), bystander);
+  EXPECT_EQ(WTERMSIG(status), SIGKILL) << "nobody else is asked to end";
   EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "also where it does not want to end";
 }
 

@@ -160,10 +160,10 @@ TEST_F(Nvram, SavesAllOrLosesNothing) {
   vexoNvramConfig_set("b", large.c_str());
   on_disk_of(4096, [] { EXPECT_NE(vexoNvramConfig_save(), 0); });
   EXPECT_EQ(read_file(store + ".saved"), "a=1\\n\n");
+  EXPECT_THAT(shell("ls " + folder), Not(HasSubstr("tmp")));
   shell("cd " + folder + "; VEXO_NVRAM=nvram " NVRAM_COMMAND " commit");
   EXPECT_EQ(read_file(store + ".saved"), read_file(store));
   EXPECT_EQ(status, 0);
-  EXPECT_THAT(shell("ls " + folder), Not(HasSubstr("tmp")));
   shell("cd " + folder + "; mkfifo pipe; mkdir none; ln -s /proc/self/mem broken; ln -s loop loop");
   for (const char* name : {"/none", "/missing/nvram", "/pipe", "/broken", "/loop"}) {
     const std::string path = folder + name;
