@@ -4,6 +4,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <ctime>
 #include <new>
@@ -38,6 +39,12 @@ extern "C" int __wrap_fsync(int file) {
   synced.push_back(std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file)));
   return errno == 0 ? 0 : -1;
 }
+// Any write may take less than it was asked to.
+static std::size_t most_at_once = SIZE_MAX;
+extern "C" ssize_t __real_write(int file, const void* bytes, std::size_t count);
+extern "C" ssize_t __wrap_write(int file, const void* bytes, std::size_t count) {
+  return __real_write(file, bytes, std::min(count, most_at_once));
+}
 static bool has_memory = true;
 void* operator new(std::size_t size) {
   void* made = has_memory ? std::malloc(size) : nullptr;
@@ -58,11 +65,13 @@ TEST_F(Nvram, KeepsWholeValuesAndAbsence) {
   EXPECT_STREQ(vexoNvramConfig_get("key"), "");
   EXPECT_EQ(vexoNvramConfig_match("key", ""), 0);
   for (const std::string value : {"", "a b=c", "\\n\n\r\\"}) {
+    most_at_once = value.empty() ? SIZE_MAX : 3;
     ASSERT_EQ(vexoNvramConfig_set("key", value.c_str()), 0);
     EXPECT_STREQ(vexoNvramConfig_get("key"), value.c_str());
     EXPECT_EQ(vexoNvramConfig_match("key", value.c_str()), 1);
     EXPECT_EQ(vexoNvramConfig_match("key", (value + "x").c_str()), 0);
   }
+  most_at_once = SIZE_MAX;
   EXPECT_EQ(vexoNvramConfig_match("key", "\\n"), 0);
   EXPECT_EQ(vexoNvramConfig_match("key", nullptr) + vexoNvramConfig_match(nullptr, ""), 0);
   EXPECT_STREQ(vexoNvramConfig_get(nullptr), "");
@@ -75,6 +84,9 @@ TEST_F(Nvram, KeepsWholeValuesAndAbsence) {
     EXPECT_EQ(vexoNvramConfig_set(wrong, "2") + vexoNvramConfig_unset(wrong), -2);
     EXPECT_EQ(errno, EINVAL);
   }
+  errno = 0;
+  EXPECT_EQ(vexoNvramConfig_set("key", nullptr), -1);
+  EXPECT_EQ(errno, EINVAL);
   EXPECT_EQ(vexoNvramConfig_unset("key"), 0);
   EXPECT_EQ(errno, EINVAL) << "left alone by what succeeds";
   EXPECT_EQ(read_file(store), "");
