@@ -1,4 +1,4 @@
-// The action frame's dispatch and dump, and the contents of operations 1002 and 1003 built and read.
+// The dispatch and dump of an action frame, and the contents of operations 1002 and 1003.
 #include "core/context.h"
 #include "handshake/action_frame.h"
 #include "handshake/action_frame_dispatch.h"
