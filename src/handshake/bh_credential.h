@@ -45,7 +45,7 @@ int dump_bh_credential_content(ByteView content);
 const char* unfit_bh_setting(const CredentialElements& elements);
 
 // Copies the four values, which have to fit, into `target`. They reach NVRAM with the satellite's
-// configuration (role/configuration.h), once the mode has changed.
+// configuration (role/role_settings.h), once the mode has changed.
 void set_target_credentials(const CredentialElements& elements, TargetBssInfo& target);
 
 #endif

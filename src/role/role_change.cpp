@@ -4,7 +4,7 @@
 #include "core/mode_table.h"
 #include "core/nvram.h"
 #include "core/timer_list.h"
-#include "role/configuration.h"
+#include "role/role_settings.h"
 
 namespace {
 

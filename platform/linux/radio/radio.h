@@ -49,7 +49,7 @@ struct Radio {
 // Takes away what it has added to the kernel and to hostapd.
 void close(Radio& radio);
 
-// What the air and the kernel bring.
+// What the air and the kernel bring, for the daemon (hearing.cpp).
 void heard(Radio& radio, View frame, int frequency);
 void noticed(Radio& radio, const Notification& notice);
 
@@ -58,7 +58,7 @@ void noticed(Radio& radio, const Notification& notice);
 void look_after(Radio& radio);
 Clock::time_point next_due(const Radio& radio);
 
-// Serves one request of `wl`, and answers it now or when it is known what came of it.
+// Serves one request of `wl`, and answers it now or when it is known what came of it (serve.cpp).
 void serve(Radio& radio, UniqueFd client, std::string_view message);
 
 }  // namespace radio

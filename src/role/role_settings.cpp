@@ -1,4 +1,4 @@
-#include "role/configuration.h"
+#include "role/role_settings.h"
 
 #include "core/context.h"
 #include "core/nvram.h"

@@ -2,8 +2,8 @@
 //
 // Nothing here is checked or logged, and only the base configuration saves: the other two are
 // followed by the end of the process, which saves NVRAM. All return 0.
-#ifndef VORLENT_ROLE_CONFIGURATION_H
-#define VORLENT_ROLE_CONFIGURATION_H
+#ifndef VORLENT_ROLE_ROLE_SETTINGS_H
+#define VORLENT_ROLE_ROLE_SETTINGS_H
 
 // Writes the configuration of a wireless satellite, with the backhaul credentials in `target` where
 // there are any.
