@@ -19,13 +19,14 @@ constexpr std::size_t DATA_AT = 9;
 // hundreds.
 void log_bytes_and_bracket(ByteView bytes) {
   constexpr const char* DIGITS = "0123456789ABCDEF";
-  std::array<char, 3 * ACT_FRAME_DATA_MAX + 1> text{};
+  std::array<char, 3 * ACT_FRAME_DATA_MAX + 1> text;
   std::size_t at = 0;
   for (const std::uint8_t byte : bytes) {
     text[at++] = DIGITS[byte >> 4U];
     text[at++] = DIGITS[byte & 0x0FU];
     text[at++] = ' ';
   }
+  text[at] = '\0';
   onboard_log_bare(text.data(), "]\n");
 }
 
