@@ -98,6 +98,13 @@ bool is_absent(int error) {
   return error == ENOENT || error == ENOTDIR;
 }
 
+bool is_regular(const struct stat& status) {
+  if (!S_ISREG(status.st_mode)) {
+    errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+  }
+  return S_ISREG(status.st_mode);
+}
+
 // Opens the store at `path` and reads it; an absent file gives a closed descriptor and no text.
 // With EFBIG, `text` is more than the beginning that a store may have.
 bool read_store(const char* path, UniqueFd& file, struct stat& status, std::string& text) {
@@ -106,14 +113,7 @@ bool read_store(const char* path, UniqueFd& file, struct stat& status, std::stri
   if (!file.open()) {
     return is_absent(errno);
   }
-  if (::fstat(file.get(), &status) != 0) {
-    return false;
-  }
-  if (!S_ISREG(status.st_mode)) {
-    errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-    return false;
-  }
-  return read_all(file, kMaxStore, text);
+  return ::fstat(file.get(), &status) == 0 && is_regular(status) && read_all(file, kMaxStore, text);
 }
 
 bool read_text(const std::string& path, std::string& text) {
