@@ -83,9 +83,14 @@ TEST_F(DiscoveryTest, RowsAreFoundAndRemovedByTheirExactText) {
   EXPECT_EQ(read_file(CANDIDATE_FILE),
             "{\n\t\"candidates\":\t[{\n\t\t\t\"mac\":\t\"02:00:00:00:00:0c\",\n"
             "\t\t\t\"key\":\t\"line\\nbreak\"\n\t\t}]\n}");
+  forget_earlier_candidates();
+  EXPECT_NE(read_file(CANDIDATE_FILE), "") << "its stations are in the table";
   clear_candidate_table(candidate_table);
   EXPECT_EQ(candidate_table[14].mac[0], '\0');
   EXPECT_EQ(context.candidate_count, 0);
+  write_file(CANDIDATE_FILE, "of an earlier process");
+  forget_earlier_candidates();
+  EXPECT_EQ(read_file(CANDIDATE_FILE), "");
 }
 
 TEST_F(DiscoveryTest, FindsTheFirstElementOfTheMakerThatFits) {

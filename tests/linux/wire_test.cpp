@@ -93,8 +93,14 @@ TEST(RadiotapTest, IsReadWhateverFieldsItHas) {
   }
 }
 
-TEST(RadiotapTest, WithAWordThatIsNotThereIsNone) {
-  EXPECT_FALSE(radio::strip_radiotap(air::from_hex("0000080000000080") + Bytes(40, 7)));
+TEST(RadiotapTest, HasAVersionAndIsWhole) {
+  const auto is_read = [](const char* packet) {
+    return radio::strip_radiotap(air::from_hex(packet)).has_value();
+  };
+  EXPECT_TRUE(is_read("000008000000000007070707")) << "without a field";
+  EXPECT_FALSE(is_read("0000090000000000")) << "longer than what came";
+  EXPECT_FALSE(is_read("010008000000000007070707"));
+  EXPECT_FALSE(is_read("000008000000008007070707")) << "a word that is not there";
 }
 
 TEST_F(WireTest, UnitFindsBaseOnItsChannel) {
