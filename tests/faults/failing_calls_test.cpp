@@ -25,6 +25,7 @@ long calls_left = 0;  // until the call that fails; 0: none does
 std::string failed_call;
 std::map<int, Action> events;  // what happens in which second
 int second = 0;
+std::vector<long> waits;  // between what is tried again, in seconds
 
 bool fails(const char* call) {
   if (calls_left == 0 || --calls_left > 0) {
@@ -73,6 +74,12 @@ int __real_epoll_wait(int epoll, epoll_event* ready, int most, int timeout);
 int __wrap_epoll_wait(int epoll, epoll_event* ready, int most, int timeout) {
   EXPECT_EQ(timeout, 0) << "the loop waits for events, and for nothing else";
   return fails("epoll_wait") ? -1 : __real_epoll_wait(epoll, ready, most, timeout);
+}
+
+int __wrap_clock_nanosleep(clockid_t clock, int flags, const timespec* time, timespec* /*left*/) {
+  EXPECT_TRUE(clock == CLOCK_MONOTONIC && flags == 0 && time->tv_nsec == 0);
+  waits.push_back(time->tv_sec);
+  return 0;
 }
 
 int __wrap_RSA_generate_key_ex(RSA* key, int /*bits*/, BIGNUM* /*e*/, BN_GENCB* /*progress*/) {
@@ -215,6 +222,16 @@ TEST_F(FailingCallsTest, ABaseTakesAUnitInAfterAnyFailure) {
            count_commands(to + "10030100") == 1 && !list.empty() && list.back() == '}' &&
            count_commands("wl del_ie 3 ") == 1;
   });
+}
+
+TEST_F(FailingCallsTest, ASaveThatIsRefusedDelaysTheRestartByTenSeconds) {
+  events = {{1, [] {
+               platform().fails = [](const std::string& call) { return call == "save"; };
+               end();
+             }}};
+  waits.clear();
+  EXPECT_TRUE(ended_well(live({{"blank_state", "1"}}, 0)));
+  EXPECT_EQ(waits, std::vector<long>(10, 1));
 }
 
 }  // namespace

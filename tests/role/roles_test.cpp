@@ -27,6 +27,18 @@ TEST_F(RolesTest, EveryChangeReplacesTheModesTimer) {
   EXPECT_EQ(context.act_timer_fd, 0);
 }
 
+TEST_F(RolesTest, ARequestByHandIsNotServedBeforeItIsTakenBack) {
+  for (const char* request : {"base", "uncfg"}) {
+    platform().nvram["mesh_role_manual"] = request;
+    for (const bool stays : {true, false}) {
+      platform().fails = [=](const std::string& call) { return stays && call == "unset"; };
+      forget();
+      dut_role_monitor();
+      EXPECT_EQ(platform().journal.empty(), stays) << request;
+    }
+  }
+}
+
 TEST_F(RolesTest, NoScanIsRunWhoseResultsHaveNoPlace) {
   std::filesystem::remove("/tmp/escanresults_log");  // another test's
   std::filesystem::create_directory("/tmp/escanresults_log");

@@ -76,6 +76,9 @@ int vexoNvramConfig_set(const char* key, const char* value) {
 }
 
 int vexoNvramConfig_unset(const char* key) {
+  if (platform().fails("unset")) {
+    return -1;
+  }
   platform().nvram.erase(key);
   record(std::string("unset ") + key);
   return 0;
@@ -83,7 +86,7 @@ int vexoNvramConfig_unset(const char* key) {
 
 int vexoNvramConfig_save(void) {
   record("save");
-  return 0;
+  return platform().fails("save") ? -1 : 0;
 }
 
 void shared_debug_log_init(const char* identity, const char* file, int max_bytes) {

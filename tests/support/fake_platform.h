@@ -23,7 +23,8 @@ struct FakePlatform {
   std::string log;  // the debug log, message after message
   std::function<int(const std::string&)> shell = [](const std::string& /*command*/) { return 0; };
   std::function<void(const std::string& event)> on_event;  // the observer
-  // Whether this call fails: "system", "daemon", "timerfd_create" or "timerfd_settime".
+  // Whether this call fails: "system", "daemon", "timerfd_create" or "timerfd_settime"; "unset" and
+  // "save" are NVRAM's.
   std::function<bool(const char* call)> fails = [](const char* /*call*/) { return false; };
 };
 
