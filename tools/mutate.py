@@ -118,7 +118,8 @@ def arguments(source, rng):
 
 
 def results(source, rng):
-    other = {"0": "1", "-1": "0", "true": "false", "false": "true", "nullptr": None, "{}": None}
+    other = {"0": "1", "-1": "0", "true": "false", "false": "true", "nullptr": None, "{}": None,
+             "std::nullopt": None, "UniqueFd()": None}  # which {} stands for
     for m in re.finditer(r"\breturn ([^;]+);", source.code):
         value = other.get(source.text[m.start(1):m.end(1)], "{}")
         if value is not None:
