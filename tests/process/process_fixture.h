@@ -92,6 +92,17 @@ class ProcessTest : public testing::Test {
     return daemon_;
   }
 
+  // What the daemon's descriptors are open on.
+  std::vector<std::string> open_files() const {
+    std::vector<std::string> files;
+    const std::string folder = "/proc/" + std::to_string(daemon_) + "/fd";
+    for (const auto& descriptor : std::filesystem::directory_iterator(folder)) {
+      std::error_code closed;
+      files.push_back(std::filesystem::read_symlink(descriptor, closed));
+    }
+    return files;
+  }
+
   // Waits for the daemon's end. Returns its exit status.
   int end() {
     int status = -1;
