@@ -90,9 +90,12 @@ TEST_F(WlTest, SaysWhatTheServiceAnswersAndWhereNoneDoes) {
   EXPECT_EQ(why_, longest + ": too long for a socket's name");
   EXPECT_FALSE(service_.open("/nowhere/radio.sock", why_));
   EXPECT_EQ(why_, "/nowhere/radio.sock: No such file or directory");
-  unsetenv("VORLENT_RADIO_SOCKET");
-  EXPECT_EQ(run("csa 0 5 6"),
-            "1 /wl: the radio's service (/run/vorlent/radio.sock): it does not run\n");
+  for (auto without : {+[] { setenv("VORLENT_RADIO_SOCKET", "", 1); },
+                       +[] { unsetenv("VORLENT_RADIO_SOCKET"); }}) {
+    without();
+    EXPECT_EQ(run("csa 0 5 6"),
+              "1 /wl: the radio's service (/run/vorlent/radio.sock): it does not run\n");
+  }
   EXPECT_EQ(run("csa 0 5"), "2 /wl: csa takes MODE COUNT CHANNEL\n");
   EXPECT_EQ(run("--help"), std::string("0 ") + radio::kUsage + "/");
   EXPECT_EQ(run("-h"), run("--help"));

@@ -24,13 +24,25 @@ bool copy_content(int from, int to) {
   return true;
 }
 
+// Without it a power cut may take the new name back.
+void sync_folder_of(const std::string& path) {
+  const std::string folder = path.substr(0, path.rfind('/') + 1);
+  const UniqueFd opened(
+      open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  static_cast<void>(fsync(opened.get()));
+}
+
 // All of it, or nothing: the file comes to its name when it is whole and on the disk.
 bool replace(const std::string& from, const std::string& to) {
   const std::string part = to + ".new";
   const UniqueFd source = open_own_to_read(from.c_str());
   const UniqueFd target = create_own_file(part.c_str(), 0600);
-  return source.open() && target.open() && copy_content(source.get(), target.get()) &&
-         fsync(target.get()) == 0 && rename(part.c_str(), to.c_str()) == 0;
+  const bool done = source.open() && target.open() && copy_content(source.get(), target.get()) &&
+                    fsync(target.get()) == 0 && rename(part.c_str(), to.c_str()) == 0;
+  if (done) {
+    sync_folder_of(to);
+  }
+  return done;
 }
 
 bool same(const struct stat& one, const struct stat& other) {

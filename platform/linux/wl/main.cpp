@@ -46,7 +46,7 @@ int print_answer(const char* answer, std::size_t size) {
 
 int ask(const std::vector<std::string>& words) {
   const char* named = getenv("VORLENT_RADIO_SOCKET");
-  const char* path = named == nullptr ? kRadioSocket : named;
+  const char* path = named == nullptr || *named == '\0' ? kRadioSocket : named;
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   if (strlen(path) >= sizeof address.sun_path) {
