@@ -317,7 +317,10 @@ TEST_F(Nvram, CommandDoesWhatItSays) {
   }
   EXPECT_THAT(command("--version"), testing::MatchesRegex("nvram [0-9.]+\n"));
   EXPECT_EQ(command("-h"), command("--help"));
-  EXPECT_THAT(command("--help"), HasSubstr("\n  --help, --version\n"));
+  for (const std::string known : {"get KEY ", "set KEY=VALUE ", "unset KEY ", "show ", "commit ",
+                                  "restart ", "--help, --version\n"}) {
+    EXPECT_THAT(command("--help"), HasSubstr("\n  " + known));
+  }
   ::setenv("VEXO_RESTART_HOOK", "/nowhere", 1);
   EXPECT_EQ(command("restart"),
             "nvram: cannot run the restart hook /nowhere: No such file or directory\n");
