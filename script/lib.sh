@@ -65,9 +65,12 @@ show_progress() {
 # Builds the folder $1, and leaves the last line only; where it fails, all that the compiler said.
 # More arguments are CMake's. Two scripts may want the same folder: one at a time.
 build_quietly() {
-  flock "$1" cmake --build "$1" -j "$jobs" "${@:2}" 2>&1 | tee "$1/build.log" | show_progress ||
-    { cat "$1/build.log" >&2; die "$1 does not build; see above"; }
-  tail -n 1 "$1/build.log"
+  {
+    flock 8
+    cmake --build "$1" -j "$jobs" "${@:2}" 2>&1 8<&- | tee "$1/build.log" | show_progress ||
+      { cat "$1/build.log" >&2; die "$1 does not build; see above"; }
+    tail -n 1 "$1/build.log"
+  } 8<"$1"
 }
 
 # Configures the folder $1 by the preset $2 and the CMake options that follow, also where it was

@@ -1,9 +1,9 @@
 #!/bin/bash
 # Inside a sandbox: starts the daemon as a base, waits until it has made its key and stands idle, and
-# prints the resident kB of it and of the empty program, five of each: the median.
+# prints the resident kB of it and of the program with one key, five of each: the median.
 # Usage: idle.sh BUILD-DIR EMPTY-PROGRAM
 set -euo pipefail
-build=$1 empty=$2
+build=$1 one_key=$2
 
 wait_for() {  # a command that comes true, within 20 s
   local turns=0
@@ -36,9 +36,9 @@ one_daemon() {
   kill "$pid"
   wait_for eval '! pgrep -x vorlent >/dev/null'
 }
-one_empty() {
+one_bare() {
   : >/tmp/ready
-  "$empty" >/tmp/ready &
+  "$one_key" >/tmp/ready &
   local pid=$!
   wait_for grep -qs ready /tmp/ready
   resident "$pid"
@@ -46,4 +46,4 @@ one_empty() {
   wait "$pid" || true
 }
 for _ in 1 2 3 4 5; do one_daemon; done | median
-for _ in 1 2 3 4 5; do one_empty; done | median
+for _ in 1 2 3 4 5; do one_bare; done | median

@@ -83,4 +83,3 @@ bool nvram_save() {
   const bool is_whole = write_refused();
   return done(told, "save", "", [] { return vexoNvramConfig_save(); }) && is_whole;
 }
-// x

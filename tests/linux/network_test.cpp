@@ -259,9 +259,10 @@ TEST(Program, EndsWhenItIsAskedToAndWithItsParent) {
     pause();
   }
   sigset_t term;  // blocked, as it is for who waits for it
+  sigset_t before;
   sigemptyset(&term);
   sigaddset(&term, SIGTERM);
-  sigprocmask(SIG_BLOCK, &term, nullptr);
+  sigprocmask(SIG_BLOCK, &term, &before);
   network::Program program;
   testing::internal::CaptureStderr();
   program.start({"no-such-program"});
@@ -289,6 +290,7 @@ TEST(Program, EndsWhenItIsAskedToAndWithItsParent) {
   EXPECT_EQ(waitpid(bystander, &status, 0), bystander);
   EXPECT_EQ(WTERMSIG(status), SIGKILL) << "nobody else is asked to end";
   EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "also where it does not want to end";
+  sigprocmask(SIG_SETMASK, &before, nullptr);
 }
 
 }  // namespace

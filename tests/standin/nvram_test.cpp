@@ -277,10 +277,15 @@ TEST_F(Nvram, NobodyElseStopsAWriterForGood) {
   EXPECT_EQ(vexoNvramConfig_set("a", "1"), 0);
   EXPECT_EQ(shell("{ stat -c %a " + store + ".lock; ls " + folder + "; }"),
             "600\nnvram\nnvram.lock\nprinted\n");
-  shell("flock " + store + ".lock sh -c 'sleep 0.2; rm " + store + ".lock; sleep 0.1' & sleep 0.1");
+  const auto locked_by = [&](const std::string& what) {
+    const std::string taken = folder + "/taken";
+    shell("rm -f " + taken + "; flock " + store + ".lock sh -c 'echo >" + taken + "; " + what +
+          "' & until [ -e " + taken + " ]; do sleep 0.01; done");
+  };
+  locked_by("sleep 0.2; rm " + store + ".lock; sleep 0.1");
   EXPECT_EQ(vexoNvramConfig_set("a", "3"), 0);
   EXPECT_TRUE(std::filesystem::exists(store + ".lock")) << "what others would lock";
-  shell("flock " + store + ".lock sleep 9 & sleep 0.1");
+  locked_by("exec sleep 9");
   EXPECT_THAT(command("set a=2"), HasSubstr("cannot lock " + store + ".lock: "));
   EXPECT_EQ(vexoNvramConfig_save(), -1);
 }
