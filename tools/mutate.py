@@ -106,7 +106,7 @@ def statements(source, rng):
 
 
 def arguments(source, rng):
-    for m in re.finditer(r"(?<=\w)\(", source.code):
+    for m in re.finditer(r"(?<=\w)(?<!std::min)(?<!std::max)\(", source.code):
         places = source.parts(m.start())[0]
         values = [" ".join(source.text[a:b].split()) for a, b in places]
         at = rng.randrange(max(1, len(values) - 1))
