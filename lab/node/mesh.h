@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "air/radio.h"
+#include "node/base_owner.h"
 #include "node/frame_verdict.h"
 #include "node/happening.h"
-#include "node/owner.h"
 #include "node/platform.h"
 #include "node/sandbox.h"
 #include "node/supervisor.h"

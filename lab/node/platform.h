@@ -4,7 +4,7 @@
 // all but the saved NVRAM at a power cut. A unit: has its backhaul brought up when its credentials
 // are those of a base that is there, and only after the restart into mode 3, since a searching unit
 // with a backhaul would take itself for one on a cable; then its installation is ended. What keeps
-// the daemon running is in supervisor.h, what a base's owner does in owner.h.
+// the daemon running is in supervisor.h, what a base's owner does in base_owner.h.
 #ifndef LAB_PLATFORM_H
 #define LAB_PLATFORM_H
 

@@ -1,4 +1,4 @@
-#include "node/owner.h"
+#include "node/base_owner.h"
 
 #include <cjson/cJSON.h>
 #include <signal.h>

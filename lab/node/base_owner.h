@@ -5,8 +5,8 @@
 //
 // A push empties the daemon's table, also of those who are in the middle of a handshake. So one
 // that only frees the table of those who never finish waits until nobody stirs.
-#ifndef LAB_OWNER_H
-#define LAB_OWNER_H
+#ifndef LAB_BASE_OWNER_H
+#define LAB_BASE_OWNER_H
 
 #include <optional>
 #include <set>
