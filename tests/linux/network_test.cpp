@@ -174,7 +174,14 @@ TEST(Backhaul, TellsTheDaemonAndEndsTheInstallationWhenItHasStood) {
   network::KeptStore store("/tmp/vexo_nvram", "/tmp/kept");
   store.look();
   unlink("/tmp/vexo_nvram");
-  store.bring_back();
+  std::filesystem::create_directory("/tmp/vexo_nvram.new");
+  testing::internal::CaptureStderr();
+  EXPECT_FALSE(store.bring_back());
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "vorlent-network: /tmp/kept is not brought back to /tmp/vexo_nvram: Is a directory\n");
+  EXPECT_NE(access("/tmp/vexo_nvram", F_OK), 0) << "it would be kept in its place";
+  std::filesystem::remove("/tmp/vexo_nvram.new");
+  EXPECT_TRUE(store.bring_back());
   EXPECT_STREQ(vexoNvramConfig_get("blank_state"), "0") << "after a power cut";
   unlink("/tmp/kept");
   store.look();
@@ -194,7 +201,7 @@ TEST(Backhaul, TellsTheDaemonAndEndsTheInstallationWhenItHasStood) {
   unlink("/tmp/kept");
   unlink("/tmp/vexo_nvram");
   umask(0);
-  store.bring_back();
+  EXPECT_TRUE(store.bring_back());
   EXPECT_EQ(read_file("/tmp/vexo_nvram"), "");
   EXPECT_EQ(std::filesystem::status("/tmp/vexo_nvram").permissions(), std::filesystem::perms{0600});
 }

@@ -55,12 +55,20 @@ bool same(const struct stat& one, const struct stat& other) {
 KeptStore::KeptStore(std::string live, std::string kept)
     : live_(std::move(live)), kept_(std::move(kept)) {}
 
-void KeptStore::bring_back() const {
+bool KeptStore::bring_back() const {
   struct stat unused {};
   if (lstat(live_.c_str(), &unused) == 0 || replace(kept_, live_)) {
-    return;
+    return true;
   }
-  static_cast<void>(open_own_file(live_.c_str(), O_WRONLY, 0600));
+  const int error = errno;
+  if (lstat(kept_.c_str(), &unused) != 0 && errno == ENOENT) {
+    static_cast<void>(open_own_file(live_.c_str(), O_WRONLY, 0600));
+    return true;
+  }
+  // An empty one would make a new unit of an installed one, and be kept in its place.
+  static_cast<void>(fprintf(stderr, "vorlent-network: %s is not brought back to %s: %s\n",
+                            kept_.c_str(), live_.c_str(), strerror(error)));
+  return false;
 }
 
 void KeptStore::look() {

@@ -13,8 +13,9 @@ class KeptStore {
  public:
   KeptStore(std::string live, std::string kept);
 
-  // Makes the live file where there is none: of what was kept, or an empty one.
-  void bring_back() const;
+  // Makes the live file where there is none: of what was kept, or an empty one where nothing was.
+  // False, and a line on standard error, where what was kept cannot be brought back.
+  [[nodiscard]] bool bring_back() const;
 
   // Keeps what has been saved since the last look; what cannot be kept is tried again.
   void look();

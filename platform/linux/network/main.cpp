@@ -24,7 +24,9 @@ struct Options {
 int run(const Options& options) {
   mkdir(kRunFolder, 0700);
   network::KeptStore store(standin::store_path(), options.kept);
-  store.bring_back();
+  if (!store.bring_back()) {
+    return 1;  // Without a live store no daemon starts; the service manager lets us try again.
+  }
   sigset_t signals;
   sigemptyset(&signals);
   for (const int signal : {SIGTERM, SIGINT}) {
