@@ -16,10 +16,9 @@ namespace {
 bool take_owner_and_mode(const UniqueFd& file, const char* model) {
   struct stat status {};
   if (::stat(model, &status) != 0) {
-    return true;
+    return ::fchmod(file.get(), kPrivateFile) == 0;  // whatever the umask has left of it
   }
   // Only root may give a file away; anybody else's own file is right as it is.
-  const KeepErrno keep;
   [[maybe_unused]] const int given = ::fchown(file.get(), status.st_uid, status.st_gid);
   return ::fchmod(file.get(), status.st_mode & 0777) == 0;
 }

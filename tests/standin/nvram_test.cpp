@@ -190,7 +190,10 @@ TEST_F(Nvram, SavesAllOrLosesNothing) {
 
 TEST_F(Nvram, OnlyWhatIsSavedGoesToTheDisk) {
   synced.clear();
+  umask(0777);
   vexoNvramConfig_set("a", "1");
+  umask(022);
+  EXPECT_EQ(std::filesystem::status(store).permissions(), std::filesystem::perms{0600});
   EXPECT_THAT(synced, testing::IsEmpty());
   const std::vector<std::string> both = {store + ".saved.tmp", folder};
   using Errors = std::vector<int>;
