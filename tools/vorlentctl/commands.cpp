@@ -2,6 +2,7 @@
 
 #include <pwd.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,7 +10,6 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 
 #include "address.h"
 #include "daemon_process.h"
@@ -82,11 +82,18 @@ bool put_on_the_list(const std::vector<Candidate>& units) {
          });
 }
 
+// A file of somebody else's that has come in its place is not the daemon's.
+bool candidate_file_is_gone() {
+  struct stat status {};
+  return lstat(kCandidateFile, &status) != 0 || !S_ISREG(status.st_mode) ||
+         status.st_uid != geteuid();
+}
+
 int push(pid_t daemon) {
   if (kill(daemon, SIGUSR1) != 0) {
     return fail(kFailed, "the daemon (process %d): %s", daemon, strerror(errno));
   }
-  if (!comes_true([] { return !std::filesystem::exists(kCandidateFile); })) {
+  if (!comes_true(candidate_file_is_gone)) {
     return fail(kFailed, "the daemon has not sent the credentials; its log says why");
   }
   return kDone;

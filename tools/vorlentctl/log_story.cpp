@@ -107,7 +107,8 @@ Story read_story(std::string_view log) {
 
 std::string read_log() {
   const char* folder = getenv("VEXO_LOG_DIR");
-  const std::string path = std::string(folder == nullptr ? "/tmp" : folder) + "/vorlent_dbg.log";
+  const bool named = folder != nullptr && *folder != '\0';
+  const std::string path = std::string(named ? folder : "/tmp") + "/vorlent_dbg.log";
   return read_own(path + ".1") + read_own(path);
 }
 
