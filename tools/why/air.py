@@ -125,17 +125,20 @@ class UnitWitness:
     @staticmethod
     def parts_of(frames, attempts):
         """Each attempt begins with its first operation 1000, or with what was meant for the one before
-        and came late."""
+        and came late; what was heard after that operation is within the attempt already."""
         own = [i for i, frame in enumerate(frames) if frame.operation == "1000"]
         if len(own) != sum(attempt.facts["sent 1000"] for attempt in attempts):
             return []
         starts, done = [], 0
+        own.append(len(frames))
         for attempt in attempts:
-            start, early = own[done] if done < len(own) else len(frames), attempt.facts["early"]
-            while early and start and frames[start - 1].operation in ("1003", "1004"):
+            start, early = own[done], attempt.facts["early"]
+            done += attempt.facts["sent 1000"]
+            operations = [frame.operation for frame in frames[start:own[done]]] + ["1002"]
+            early -= sum(late in ("1003", "1004") for late in operations[:operations.index("1002")])
+            while early > 0 and start and frames[start - 1].operation in ("1003", "1004"):
                 start, early = start - 1, early - 1
             starts.append(start)
-            done += attempt.facts["sent 1000"]
         starts[0] = 0
         return [frames[begin:end] for begin, end in zip(starts, starts[1:] + [len(frames)])]
 
